@@ -1,0 +1,165 @@
+#include "core/ini.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+#include "core/bytes.h"
+#include "core/file.h"
+#include "core/ini_template.h"
+#include "core/log.h"
+#include "core/process_wide.h"
+#include "core/settings.h"
+#include "core/thread.h"
+
+namespace {
+
+constexpr std::size_t kLongestPath = 1023;
+constexpr std::size_t kLongestLine = 1023;
+constexpr std::size_t kReadBytes = 16 * 1024;
+
+struct IniState {
+    std::mutex mutex;  // guards the path
+    std::string path = "./pelorama-mediaserver.ini";
+    std::mutex writing;  // one writer at a time, so that two never mix their files
+};
+IniState& state() {
+    return process_wide<IniState>();
+}
+
+bool is_control(char c) {
+    return static_cast<unsigned char>(c) < 32;
+}
+
+// The part of a line that is looked at: up to a comment or a control byte, which the line end is too.
+std::string_view live_part(std::string_view line) {
+    std::size_t end = 0;
+    while (end < line.size() && line[end] != '#' && !is_control(line[end])) ++end;
+    return line.substr(0, end);
+}
+
+void apply_line(std::string_view line, bool was_cut) {
+    const auto parsed = ini_parse_line(line);
+    if (!parsed || !settings_set_by_key(parsed->key, parsed->value)) return;
+    if (was_cut && live_part(line).size() == line.size())
+        log_message(LOG_PROBLEM, LOG_SYSTEM, "ini file \"%s\": the line of \"%s\" is too long, its end is lost\n",
+                    ini_path().c_str(), std::string{parsed->key}.c_str());
+}
+
+// Cuts what is read piece by piece into lines. Of a line only as much is kept as may be in it; the rest is dropped, so
+// that it is never taken for a line of its own.
+class LineCutter {
+public:
+    void take(std::string_view piece) {
+        for (;;) {
+            const std::size_t end = piece.find('\n');
+            const std::string_view part = piece.substr(0, end);
+            const std::size_t room = kLongestLine - line_.size();
+            cut_ = cut_ || part.size() > room;
+            line_.append(part.substr(0, room));
+            if (end == std::string_view::npos) return;
+            finish();
+            piece.remove_prefix(end + 1);
+        }
+    }
+    void finish() {
+        apply_line(line_, cut_);
+        line_.clear();
+        cut_ = false;
+    }
+
+private:
+    std::string line_;
+    bool cut_ = false;
+};
+
+std::string whole_file() {
+    std::string text{ini_head()};
+    for (const IniGroup& group : ini_groups()) {
+        text.append("\n").append(group.comments);
+        for (int number = 1; number <= group.count; ++number) {
+            const Setting setting = setting_of(group.first, number);
+            const Text value = settings_get(setting);
+            std::string_view written = text_or_empty(value);
+            // A reader ends the line at the first control byte: what follows must not become a line of its own.
+            std::size_t end = 0;
+            while (end < written.size() && !is_control(written[end])) ++end;
+            text.append(settings_key(setting)).append("=").append(written.substr(0, end)).append("\n");
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string ini_path() {
+    std::scoped_lock lock{state().mutex};
+    return state().path;
+}
+
+void ini_set_path(std::string_view path) {
+    std::scoped_lock lock{state().mutex};
+    state().path = path.substr(0, kLongestPath);
+}
+
+void ini_read() {
+    const File file = file_open_regular(ini_path());
+    if (!file) return;
+    LineCutter lines;
+    std::array<std::byte, kReadBytes> buffer;
+    for (std::uint64_t offset = 0;;) {
+        const std::size_t got = file.read_at(offset, buffer);
+        if (got == 0) break;
+        lines.take(as_text(Bytes{buffer}.first(got)));
+        offset += got;
+    }
+    lines.finish();
+}
+
+void ini_write() {
+    std::scoped_lock lock{state().writing};
+    const std::string path = ini_path();
+    const std::string text = whole_file();
+    const File file = file_create(path);
+    if (!file) {
+        log_message(LOG_ERROR, LOG_SYSTEM, "\nini file \"%s\" not writable! ***\n\n", path.c_str());
+        return;
+    }
+    if (!file.write_all(text))
+        log_message(LOG_ERROR, LOG_SYSTEM, "ini file \"%s\" not completely written: %s\n", path.c_str(),
+                    error_text().c_str());
+}
+
+std::optional<IniLine> ini_parse_line(std::string_view line) {
+    line = live_part(line);
+    const std::size_t first = line.find('=');
+    if (first == std::string_view::npos) return std::nullopt;
+    std::string_view key = line.substr(0, first);
+    // One blank only: with two the key keeps the other and fits no setting.
+    if (key.ends_with(' ')) key.remove_suffix(1);
+    return IniLine{.key = key, .value = str_trim_left(line.substr(line.rfind('=') + 1))};
+}
+
+std::string usage_text(std::string_view program_name) {
+    constexpr std::string_view kParameter = "# param";
+    std::string out = str_concat(str_concat("\nusage: ", program_name), "\n\n");
+    for (const IniGroup& group : ini_groups()) {
+        const std::size_t start = group.comments.find(kParameter);
+        if (start == std::string_view::npos) continue;
+        for (const char c : group.comments.substr(start + kParameter.size())) {
+            if (is_control(c)) {
+                out.append("\n\n");
+                break;
+            }
+            c == '=' ? out.append("\n\t") : out.append(1, c);
+        }
+    }
+    return out;
+}
+
+void print_usage(std::string_view program_name) {
+    const std::string text = usage_text(program_name);
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::exit(EXIT_SUCCESS);
+}

@@ -1,0 +1,21 @@
+#include "core/start_directory.h"
+
+#include <unistd.h>
+
+#include "core/process_wide.h"
+
+namespace {
+
+struct StartDirectory {
+    StartDirectory() {
+        char buffer[1024];
+        if (getcwd(buffer, sizeof buffer) != nullptr) path = buffer;
+    }
+    std::string path = ".";  // a directory that was removed, or whose name is too long, is still this one
+};
+
+}  // namespace
+
+const std::string& start_directory() {
+    return process_wide<StartDirectory>().path;
+}

@@ -1,0 +1,88 @@
+#include "core/thread.h"
+
+#include <pthread.h>
+#include <sys/time.h>
+#include <time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <system_error>
+
+namespace {
+
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t kStackBytes = 1024 * 1024;  // instrumented frames are larger
+#else
+constexpr std::size_t kStackBytes = 256 * 1024;
+#endif
+
+void* run_routine(void* owned) {
+    const std::unique_ptr<std::function<void()>> routine{static_cast<std::function<void()>*>(owned)};
+    (*routine)();
+    return nullptr;
+}
+
+}  // namespace
+
+void sleep_ms(std::int64_t milliseconds) {
+    if (milliseconds <= 0) return;
+    timespec left{.tv_sec = milliseconds / 1000, .tv_nsec = (milliseconds % 1000) * 1'000'000};
+    while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+    }
+}
+
+std::uint32_t uptime_ms() {
+    const auto now = [] {
+        timespec t{};
+        clock_gettime(CLOCK_MONOTONIC, &t);
+        return static_cast<std::uint64_t>(t.tv_sec) * 1000u + static_cast<std::uint64_t>(t.tv_nsec) / 1'000'000u;
+    };
+    static const std::uint64_t base = now();
+    return static_cast<std::uint32_t>(now() - base);
+}
+
+std::optional<std::thread> thread_start(std::function<void()> routine) {
+    try {
+        return std::thread{std::move(routine)};
+    } catch (const std::system_error& failure) {
+        errno = failure.code().value();
+        print_error("Cannot create thread");
+        return std::nullopt;
+    }
+}
+
+bool thread_start_detached(std::function<void()> routine) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_attr_setstacksize(&attributes, kStackBytes);
+    auto owned = std::make_unique<std::function<void()>>(std::move(routine));
+    pthread_t thread;
+    const int failed = pthread_create(&thread, &attributes, run_routine, owned.get());
+    pthread_attr_destroy(&attributes);
+    if (failed != 0) {
+        errno = failed;
+        print_error("Cannot create thread");
+        return false;
+    }
+    static_cast<void>(owned.release());  // the thread's now
+    return true;
+}
+
+std::string error_text() {
+    return std::generic_category().message(errno);
+}
+
+void print_error(const char* what) {
+    std::fprintf(stderr, "%s: %s\n", what, error_text().c_str());
+}
+
+bool sleep_while_running(const RunningFlag& flag, std::int64_t milliseconds, std::int64_t slice_ms) {
+    while (milliseconds > 0 && flag.running()) {
+        sleep_ms(std::min(milliseconds, slice_ms));
+        milliseconds -= slice_ms;
+    }
+    return flag.running();
+}

@@ -1,0 +1,63 @@
+// Threads, sleeping, uptime, and the flag by which a long-lived thread is asked to end.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <thread>
+
+void sleep_ms(std::int64_t milliseconds);
+
+// Milliseconds since the first call, which gives 0; wraps after 49 days as unsigned 32-bit counters do.
+std::uint32_t uptime_ms();
+
+// A joinable thread; missing when the system has none left, after saying so on standard error.
+std::optional<std::thread> thread_start(std::function<void()> routine);
+
+// A detached thread with a small stack (256 KiB: thousands of idle connections must be cheap). It owns what the routine
+// captured. False when the system has none left, after saying so on standard error.
+bool thread_start_detached(std::function<void()> routine);
+
+// The system's text for the current errno; safe in every thread.
+std::string error_text();
+
+// Prints "WHAT: reason of the current errno" to standard error, as the C library's error printer does.
+void print_error(const char* what);
+
+// 0 not running, 1 running, -1 asked to stop. The starter or the thread sets running, the thread itself clears it as
+// its last act, stopping code only ever turns running into asked.
+class RunningFlag {
+public:
+    int value() const { return value_.load(); }
+    bool running() const { return value() == 1; }
+    bool idle() const { return value() == 0; }
+    void set_running() {
+        int idle = 0;
+        value_.compare_exchange_strong(idle, 1);
+    }
+    void clear() { value_.store(0); }
+    void ask_to_stop() {
+        int running = 1;
+        value_.compare_exchange_strong(running, -1);
+    }
+
+private:
+    std::atomic<int> value_{0};
+};
+
+// Clears the flag when the thread's routine ends, however it ends.
+class ClearsWhenDone {
+public:
+    explicit ClearsWhenDone(RunningFlag& flag) : flag_(flag) {}
+    ~ClearsWhenDone() { flag_.clear(); }
+    ClearsWhenDone(const ClearsWhenDone&) = delete;
+    ClearsWhenDone& operator=(const ClearsWhenDone&) = delete;
+
+private:
+    RunningFlag& flag_;
+};
+
+// Sleeps in slices of at most slice_ms, looking at the flag after each; false as soon as it no longer runs.
+bool sleep_while_running(const RunningFlag& flag, std::int64_t milliseconds, std::int64_t slice_ms = 100);

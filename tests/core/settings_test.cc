@@ -1,0 +1,62 @@
+#include "core/settings.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+namespace {
+
+class Settings : public testing::Test {
+protected:
+    Settings() { settings_set_defaults(); }
+    ~Settings() override { settings_free_all(); }
+};
+
+TEST_F(Settings, AnEmptyTextUnsets) {
+    settings_set(Setting::scantime, "15 minutes");
+    EXPECT_EQ(settings_get_int(Setting::scantime), 15);
+    settings_set(Setting::scantime, "");
+    EXPECT_EQ(settings_get(Setting::scantime), std::nullopt);
+    EXPECT_EQ(settings_get_int(Setting::scantime), 0);
+    EXPECT_FALSE(settings_get_bool(Setting::scantime));
+    settings_set(Setting::radio, "-1");
+    EXPECT_TRUE(settings_get_bool(Setting::radio));
+}
+
+struct ListCase {
+    const char* text;
+    SettingList items;
+};
+
+TEST_F(Settings, ListsAreSplitAtEveryComma) {
+    for (const ListCase& row : std::initializer_list<ListCase>{
+             {"/music", {"/music"}},
+             {"/a,/b", {"/a", "/b"}},
+             {" /a , /b ", {" /a ", " /b "}},
+             {",", {"", ""}},
+             {"a,,b,", {"a", "", "b", ""}},
+             {"", {}},
+         }) {
+        settings_set(Setting::contentdir, row.text);
+        EXPECT_EQ(*settings_list(Setting::contentdir), row.items) << row.text;
+    }
+    settings_set(Setting::friendlyname, "a,b");
+    EXPECT_TRUE(settings_list(Setting::friendlyname)->empty());  // not a list
+}
+
+TEST_F(Settings, ReadersKeepTheirListWhileItIsReplaced) {
+    settings_set(Setting::contentdir, "/a,/b");
+    const auto before = settings_list(Setting::contentdir);
+    std::thread writer{[] {
+        for (int i = 0; i < 1000; ++i) settings_set(Setting::contentdir, i % 2 == 0 ? "/c" : "/d,/e,/f");
+    }};
+    for (int i = 0; i < 1000; ++i) {
+        const std::size_t size = settings_list(Setting::contentdir)->size();
+        EXPECT_TRUE(size >= 1 && size <= 3);
+    }
+    writer.join();
+    EXPECT_EQ(*before, (SettingList{"/a", "/b"}));
+}
+
+}  // namespace
