@@ -1,0 +1,176 @@
+#include "db/add_item.h"
+
+#include "core/file.h"
+#include "core/log.h"
+#include "core/settings.h"
+#include "core/text_clean.h"
+#include "db/store.h"
+#include "db/view.h"
+
+namespace {
+
+// An item that is already there joins the playlist, unless it stands in it.
+void join_playlist(const StoreLock& lock, MediaItem& item, const std::string& playlist, std::int32_t position) {
+    MediaContainer* const playlists = store(lock).playlists;
+    if (playlists == nullptr) return;
+    MediaContainer& list = db_find_or_add_container(
+        lock, *playlists, {.title = tree_intern(lock, playlist), .object_class = ObjectClass::playlist_container});
+    if (db_find_item_by_path(lock, list, item.path.view()) == nullptr) db_add_reference(lock, list, item, position);
+}
+
+// Whether the item that is already there stays. One that is older than the file goes, with all its references.
+bool keeps_present(const StoreLock& lock, MediaItem& present, const NewItem& wanted) {
+    if (has_text(wanted.playlist)) {
+        if (!present.playlist) present.playlist = tree_intern(lock, *wanted.playlist);
+        join_playlist(lock, present, *wanted.playlist, wanted.track);
+        return true;
+    }
+    if (wanted.track != 0 && wanted.track != present.track) {
+        present.track = wanted.track;
+        tree_item_changed(lock);
+    }
+    if (present.modified >= wanted.modified) return true;
+    tree_remove_item(lock, present);
+    return false;
+}
+
+// Titles, artists, albums and genres are cleaned on their way in; the other texts lose what no XML can carry.
+struct CleanTexts {
+    std::string title;
+    std::string_view relative_path;  // for the folder views
+    Text artist, album, genre, playlist, date, duration, description, keywords;
+};
+
+Text cleaned(const Text& text) {
+    return text ? Text{text_clean(*text)} : Text{};
+}
+Text kept(const Text& text) {
+    return text ? Text{text_without_forbidden_controls(*text)} : Text{};
+}
+
+CleanTexts clean(const NewItem& wanted) {
+    std::string title = text_clean(text_or_empty(wanted.title));
+    if (title.empty()) title = title_from_path(*wanted.path);
+    if (settings_get_bool(Setting::adaptcase)) title = adapt_case(title);
+    const bool audio =
+        wanted.media_class == ObjectClass::music_track || wanted.media_class == ObjectClass::audio_broadcast;
+    return {.title = std::move(title),
+            .relative_path = view_relative_path(*wanted.path),
+            .artist = cleaned(wanted.artist),
+            .album = audio ? cleaned(wanted.album) : kept(wanted.album),
+            .genre = cleaned(wanted.genre),
+            .playlist = kept(wanted.playlist),
+            .date = kept(wanted.date),
+            .duration = kept(wanted.duration),
+            .description = kept(wanted.description),
+            .keywords = kept(wanted.keywords)};
+}
+
+MediaItem make_item(const StoreLock& lock, const NewItem& wanted, const CleanTexts& texts) {
+    const auto shared = [&](const Text& text) { return text ? tree_intern(lock, *text) : SharedText{}; };
+    const auto own = [](const Text& text) { return text ? SharedText{*text} : SharedText{}; };
+    MediaItem item;
+    item.object_class = wanted.media_class;
+    item.title = SharedText{texts.title};
+    item.artist = shared(texts.artist);
+    item.album = shared(texts.album);
+    item.genre = shared(texts.genre);
+    item.playlist = shared(texts.playlist);
+    item.date = shared(texts.date);
+    item.path = SharedText{*wanted.path};
+    item.duration = own(texts.duration);
+    item.description = own(texts.description);
+    item.keywords = own(texts.keywords);
+    item.size = wanted.size;
+    item.width = wanted.width;
+    item.height = wanted.height;
+    item.track = wanted.track;
+    item.album_art = wanted.album_art;
+    item.compilation = wanted.compilation;
+    item.modified = wanted.modified;
+    item.last_played = wanted.last_played;
+    item.play_count = wanted.play_count;
+    item.seen_in_pass = store(lock).scan_pass;
+    return item;
+}
+
+// A station goes to the own stations when a playlist named it, otherwise below its genre.
+AddResult link_station(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts) {
+    const MediaStore& places = store(lock);
+    if (places.internet_radio == nullptr) return AddResult::failed;
+    const bool own = has_text(texts.playlist) && places.own_radio_stations != nullptr;
+    if (own) {
+        const std::int32_t position = item.track;
+        MediaItem& added = tree_add_item(lock, *places.own_radio_stations, std::move(item));
+        join_playlist(lock, added, *texts.playlist, position);
+        return AddResult::added;
+    }
+    if (!has_text(texts.genre)) return AddResult::failed;
+    MediaContainer& genre = db_find_or_add_container(
+        lock, *places.internet_radio, {.title = item.genre, .object_class = ObjectClass::music_container});
+    tree_add_item(lock, genre, std::move(item));
+    return AddResult::added;
+}
+
+AddResult link_listed(const StoreLock& lock, MediaContainer* top, MediaContainer* all, MediaItem&& item,
+                      const CleanTexts& texts) {
+    if (top == nullptr || all == nullptr) return AddResult::failed;
+    const std::int32_t position = item.track;
+    MediaItem& added = tree_add_item(lock, *all, std::move(item));
+    view_add_item(lock, added, texts.relative_path, *top);
+    if (added.object_class == ObjectClass::music_track && has_text(texts.playlist))
+        join_playlist(lock, added, *texts.playlist, position);
+    return AddResult::added;
+}
+
+AddResult link(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts) {
+    const MediaStore& places = store(lock);
+    switch (item.object_class) {
+        case ObjectClass::photo:
+            return link_listed(lock, places.pictures, places.all_pictures, std::move(item), texts);
+        case ObjectClass::movie:
+            return link_listed(lock, places.videos, places.all_videos, std::move(item), texts);
+        case ObjectClass::music_track:
+            return link_listed(lock, places.music, places.all_tracks, std::move(item), texts);
+        case ObjectClass::audio_broadcast:
+            return link_station(lock, std::move(item), texts);
+        default:
+            return AddResult::failed;
+    }
+}
+
+}  // namespace
+
+AddResult db_add_item(NewItem&& wanted) {
+    if (!has_text(wanted.path)) return AddResult::failed;
+    {
+        StoreLock lock;
+        MediaItem* const present = db_find_in_type(lock, *wanted.path, wanted.media_class);
+        if (present != nullptr && keeps_present(lock, *present, wanted)) return AddResult::already_present;
+    }
+    if (!db_path_is_remote(*wanted.path) && !file_status(*wanted.path)) {
+        log_message(LOG_PROBLEM, LOG_DB, "item could not be found on disk: %s\n", wanted.path->c_str());
+        return AddResult::failed;
+    }
+    const CleanTexts texts = clean(wanted);
+    if (texts.title.empty()) return AddResult::failed;
+
+    StoreLock lock;
+    // Another thread may have added the same file while the lock was free.
+    MediaItem* const present = db_find_in_type(lock, *wanted.path, wanted.media_class);
+    if (present != nullptr && keeps_present(lock, *present, wanted)) return AddResult::already_present;
+    return link(lock, make_item(lock, wanted, texts), texts);
+}
+
+void db_set_bitrate(std::string_view path, ObjectClass media_class, std::int32_t kilobits_per_second) {
+    StoreLock lock;
+    if (MediaItem* const item = db_find_in_type(lock, path, media_class)) item->bitrate = kilobits_per_second;
+}
+
+bool db_is_newer_on_disk(std::string_view path, ObjectClass media_class, std::int64_t modified_on_disk) {
+    StoreLock lock;
+    MediaItem* const item = db_find_in_type(lock, path, media_class);
+    if (item == nullptr) return true;
+    item->seen_in_pass = store(lock).scan_pass;
+    return modified_on_disk > item->modified;
+}

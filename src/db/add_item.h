@@ -1,0 +1,35 @@
+// The one entry point of everything that finds media: scanner, readers, importers, persistence file.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "core/str.h"
+#include "db/objects.h"
+
+enum class AddResult { added = 0, failed = 1, already_present = 2 };
+
+struct NewItem {
+    Text title = {};  // missing or empty: made from the file name
+    ObjectClass media_class = ObjectClass::music_track;
+    Text artist = {}, album = {}, genre = {}, playlist = {}, date = {};
+    Text path = {};  // a file, or an "http://" or "ftp://" URL
+    Text duration = {}, description = {}, keywords = {};
+    std::int32_t track = 0, width = 0, height = 0;
+    std::int32_t album_art = 0, compilation = 0;
+    std::int32_t bitrate = 0;  // accepted and left out, see db_set_bitrate
+    std::int64_t size = 0;
+    std::int32_t modified = 0, last_played = 0, play_count = 0;
+};
+
+// Links a new item into its owning list and views, and into the named playlist. An item with the same path is kept
+// unless the new one is younger: then the old one and all its references go and the new one takes a fresh id.
+AddResult db_add_item(NewItem&& item);
+
+// A reader that knows the bitrate sets it right after the item was added; unknown paths are ignored.
+void db_set_bitrate(std::string_view path, ObjectClass media_class, std::int32_t kilobits_per_second);
+
+// Whether a file is unknown in its type's list or younger on disk (its status was read by the caller) than the item
+// there.
+bool db_is_newer_on_disk(std::string_view path, ObjectClass media_class, std::int64_t modified_on_disk);

@@ -1,0 +1,317 @@
+#include "db/didl.h"
+
+#include <algorithm>
+
+#include "core/settings.h"
+#include "core/time_text.h"
+#include "db/group_facts.h"
+#include "db/store.h"
+#include "http/mime.h"
+
+namespace {
+
+constexpr std::size_t kMaxUrl = 1024;
+// Durations are readers' texts; no true one comes near this.
+constexpr std::size_t kMaxDuration = 256;
+
+// ---- cutting escaped text
+
+// The length of the escaped text's first character: "&amp;lt;" is one, and so is a UTF-8 sequence.
+std::size_t first_unit(std::string_view escaped, ReceiverText receiver) {
+    if (escaped.front() == '&') {
+        const std::size_t inner = escaped.find(';');
+        return std::min(escaped.find(';', inner + 1), escaped.size() - 1) + 1;
+    }
+    std::size_t length = 1;
+    const auto continues = [&] { return (static_cast<unsigned char>(escaped[length]) & 0xC0) == 0x80; };
+    if (receiver == ReceiverText::utf8)
+        while (length < escaped.size() && continues()) ++length;
+    return length;
+}
+
+std::string_view fitting_head(std::string_view escaped, std::size_t room, ReceiverText receiver) {
+    if (escaped.size() <= room) return escaped;
+    std::size_t end = 0;
+    for (std::size_t next = 0; next <= room; next += first_unit(escaped.substr(next), receiver)) end = next;
+    return escaped.substr(0, end);
+}
+
+// ---- elements
+
+std::optional<std::string_view> value_of(const SharedText& text) {
+    return text ? std::optional{text.view()} : std::nullopt;
+}
+
+// Escaped for an attribute in plain quotes.
+std::string attribute_value(std::string_view text, ReceiverText receiver) {
+    const std::string escaped = xml_escape_for(text, receiver).value_or("");
+    std::string out;
+    for (const char c : fitting_head(escaped, kMaxDuration, receiver)) {
+        if (c == '"') {
+            out.append("&amp;quot;");
+        } else {
+            out.push_back(c);
+        }
+    }
+    return out;
+}
+
+class Renderer {
+public:
+    Renderer(const StoreLock& lock, TextBuffer& output, const DidlFilter& filter, const DidlReceiver& receiver)
+        : lock_(lock),
+          output_(output),
+          filter_(filter),
+          receiver_(receiver),
+          text_(receiver.kind == ClientKind::noxon ? ReceiverText::single_bytes : ReceiverText::utf8) {}
+
+    void container(const MediaContainer& container);
+    void item(const MediaObject& object, const MediaItem& item);
+
+private:
+    using Value = std::optional<std::string_view>;
+
+    bool has(DidlField field) const { return filter_.has(field); }
+    const char* base() const { return receiver_.base_url.c_str(); }
+    bool is_dlna() const { return client_is_dlna(receiver_.kind); }
+
+    void element(std::string_view name, Value value, std::string_view attributes = {}) {
+        didl_append_element(output_, name, attributes, value, text_);
+    }
+    void element_if(DidlField field, std::string_view name, const SharedText& text) {
+        if (has(field)) element(name, value_of(text));
+    }
+
+    void container_date(const MediaContainer& container);
+    void group(const MediaContainer& container);
+    void group_playlist(const MediaContainer& container);
+
+    void item_elements(const MediaObject& object, const MediaItem& item);
+    void track_number(const MediaObject& object, const MediaItem& item);
+    void album_art(const MediaObject& object, const MediaItem& item);
+    void resource(const MediaObject& object, const MediaItem& item);
+
+    // The protocolInfo attribute and the URL by media type.
+    void station(std::string attributes, const MediaItem& item, ObjectId id);
+    void picture(std::string attributes, const MediaItem& item, ObjectId id);
+    void video(std::string attributes, const MediaItem& item, ObjectId id);
+    void track(std::string attributes, const MediaItem& item, ObjectId id);
+    void plain_media(std::string attributes, const MediaItem& item, ObjectId id, const char* dlna_operations);
+
+    const StoreLock& lock_;
+    TextBuffer& output_;
+    const DidlFilter& filter_;
+    const DidlReceiver& receiver_;
+    const ReceiverText text_;
+};
+
+// ---- containers
+
+void Renderer::container(const MediaContainer& container) {
+    output_.append(text_format(kMaxElement + 1,
+                               "&lt;container id=\"%d\" parentID=\"%d\" childCount=\"%d\" restricted=\"%d\" "
+                               "searchable=\"1\"&gt;",
+                               container.id, container.parent, container.child_count, container.permanent ? 1 : 0));
+    if (receiver_.kind == ClientKind::go_video_d2730)
+        element("icon", text_format(kMaxUrl, "%spicture/folder.goicon", base()));
+    element("dc:title", value_of(container.title));
+    if (has(DidlField::date)) container_date(container);
+    if (is_music_grouping(container.object_class)) {
+        group(container);
+        if (client_takes_m3u_containers(receiver_.kind)) group_playlist(container);
+    }
+    const bool as_folder = receiver_.kind == ClientKind::philips_streamium;
+    element("upnp:class", class_text(as_folder ? ObjectClass::storage_folder : container.object_class));
+    output_.append("&lt;/container&gt;");
+}
+
+void Renderer::container_date(const MediaContainer& container) {
+    const MediaItem* const first = item_of(lock_, tree_object(lock_, container.first_child));
+    element("dc:date", first != nullptr ? value_of(first->date) : std::nullopt);
+}
+
+void Renderer::group(const MediaContainer& container) {
+    const bool art = has(DidlField::album_art);
+    if (!has(DidlField::artist) && !has(DidlField::genre) && !art) return;
+    const GroupFacts facts = group_facts(lock_, container);
+    const auto value = [](const MediaItem* item, SharedText MediaItem::*field) {
+        return item != nullptr ? value_of(item->*field) : std::nullopt;
+    };
+    if (has(DidlField::artist)) element("upnp:artist", value(facts.artist, &MediaItem::artist));
+    if (has(DidlField::genre)) element("upnp:genre", value(facts.genre, &MediaItem::genre));
+    if (!art || facts.album_art == nullptr) return;
+    const std::string extension{path_extension(facts.album_art->path.view())};
+    element("upnp:albumArtURI", text_format(kMaxUrl, "%salbumart-%s/%d.jpg", base(), extension.c_str(), container.id));
+}
+
+// The whole folder as one resource: a playlist, for receivers that play those.
+void Renderer::group_playlist(const MediaContainer& container) {
+    std::string attributes;
+    if (has(DidlField::duration)) {
+        constexpr std::int64_t kLongest = INT64_MAX / 1000;
+        const std::int64_t seconds = std::min(didl_music_seconds(lock_, container), kLongest);
+        attributes = text_format(kMaxElement + 1, " duration=\"%s\" ", format_duration(seconds * 1000).c_str());
+    }
+    if (!has(DidlField::resource) && attributes.empty()) return;
+    attributes.append(" protocolInfo=\"http-get:*:audio/x-mpegurl:*\"");
+    element("res", text_format(kMaxUrl, "%sm3u/%d.m3u", base(), container.id), attributes);
+}
+
+// ---- items
+
+void Renderer::item(const MediaObject& object, const MediaItem& item) {
+    if (object.kind == ObjectKind::reference) {
+        output_.append(text_format(kMaxElement + 1,
+                                   "&lt;item id=\"%d\" refID=\"%d\" parentID=\"%d\" restricted=\"1\"&gt;", object.id,
+                                   item.id, object.parent));
+    } else {
+        output_.append(text_format(kMaxElement + 1, "&lt;item id=\"%d\" parentID=\"%d\" restricted=\"1\"&gt;",
+                                   object.id, object.parent));
+    }
+    item_elements(object, item);
+    resource(object, item);
+    element("upnp:class", class_text(item.object_class));
+    output_.append("&lt;/item&gt;");
+}
+
+void Renderer::item_elements(const MediaObject& object, const MediaItem& item) {
+    const bool track = item.object_class == ObjectClass::music_track;
+    const bool audio = track || item.object_class == ObjectClass::audio_broadcast;
+    const bool photo = item.object_class == ObjectClass::photo;
+    element("dc:title", value_of(item.title));
+    if (track) {
+        element_if(DidlField::creator, "dc:creator", item.artist);
+        element_if(DidlField::artist, "upnp:artist", item.artist);
+    }
+    element_if(DidlField::album, "upnp:album", item.album);
+    if (audio) {
+        element_if(DidlField::genre, "upnp:genre", item.genre);
+        element_if(DidlField::playlist, "upnp:playlist", item.playlist);
+    }
+    element_if(DidlField::date, "dc:date", item.date);
+    if (track && has(DidlField::track_number)) track_number(object, item);
+    if (photo) element_if(DidlField::description, "dc:description", item.description);
+    if (track && has(DidlField::album_art)) album_art(object, item);
+    if (photo) element_if(DidlField::keywords, "upnp:keywords", item.keywords);
+}
+
+void Renderer::track_number(const MediaObject& object, const MediaItem& item) {
+    const ItemReference* const reference = as_reference(&object);
+    const bool has_position = reference != nullptr && reference->sort_key >= 1;
+    element("upnp:originalTrackNumber", text_format(16, "%d", has_position ? reference->sort_key : item.track));
+}
+
+void Renderer::album_art(const MediaObject& object, const MediaItem& item) {
+    constexpr std::string_view kProfile =
+        " dlna:profileID=\"JPEG_TN\" xmlns:dlna=\"urn:schemas-dlna-org:metadata-1-0\"";
+    if (item.album_art == 0) return element("upnp:albumArtURI", std::nullopt);
+    const std::string extension{path_extension(item.path.view())};
+    element("upnp:albumArtURI", text_format(kMaxUrl, "%salbumart-%s/%d.jpg", base(), extension.c_str(), object.id),
+            kProfile);
+}
+
+// ---- resources
+
+const char* media_part(std::string_view path) {
+    if (path.starts_with("http://")) return "httpproxy";
+    return path.starts_with("ftp://") ? "ftpproxy" : "disk";
+}
+
+void Renderer::resource(const MediaObject& object, const MediaItem& item) {
+    std::string attributes = " ";
+    if (has(DidlField::size) && item.size != 0)
+        attributes.append(text_format(64, "size=\"%lld\" ", static_cast<long long>(item.size)));
+    const bool track_with_duration = item.object_class == ObjectClass::music_track && item.duration.has_text();
+    if (has(DidlField::duration) && track_with_duration)
+        attributes.append("duration=\"").append(attribute_value(item.duration.view(), text_)).append("\" ");
+    if (!has(DidlField::resource) && attributes.size() == 1) return;
+
+    switch (item.object_class) {
+        case ObjectClass::audio_broadcast:
+            return station(std::move(attributes), item, object.id);
+        case ObjectClass::photo:
+            return picture(std::move(attributes), item, object.id);
+        case ObjectClass::movie:
+            return video(std::move(attributes), item, object.id);
+        case ObjectClass::music_track:
+            return track(std::move(attributes), item, object.id);
+        default:
+            break;
+    }
+}
+
+void Renderer::station(std::string attributes, const MediaItem& item, ObjectId id) {
+    attributes.append("protocolInfo=\"http-get:*:audio/mpeg:*\" ");
+    element("res", text_format(kMaxUrl, "%s%s/%d.mp3", base(), media_part(item.path.view()), id), attributes);
+}
+
+void Renderer::picture(std::string attributes, const MediaItem& item, ObjectId id) {
+    if (!receiver_.original_pictures) return;
+    attributes.append(
+        text_format(128, "resolution=\"%dx%d\" protocolInfo=\"http-get:*:image/jpeg:*\" ", item.width, item.height));
+    element("res", text_format(kMaxUrl, "%s%s/%d.jpg", base(), media_part(item.path.view()), id), attributes);
+}
+
+// The type is the extension's; the other receivers are told nothing about seeking.
+void Renderer::plain_media(std::string attributes, const MediaItem& item, ObjectId id, const char* dlna_operations) {
+    const std::string extension{path_extension(item.path.view())};
+    const std::string mime{mime_of_extension(extension)};
+    attributes.append(
+        text_format(256, "protocolInfo=\"http-get:*:%s:%s\" ", mime.c_str(), is_dlna() ? dlna_operations : "*"));
+    const char* const part = media_part(item.path.view());
+    element("res", text_format(kMaxUrl, "%s%s/%d.%s", base(), part, id, extension.c_str()), attributes);
+}
+
+void Renderer::video(std::string attributes, const MediaItem& item, ObjectId id) {
+    const std::string_view path = item.path.view();
+    const std::string extension{path_extension(path)};
+    const std::string mime{mime_of_extension(extension)};
+    if (mime != "video/mpeg" || !is_dlna()) return plain_media(std::move(attributes), item, id, "DLNA.ORG_OP=00");
+    // Nothing reads the picture rate of a file, so its name has to say it.
+    const char* const profile = str_contains_nocase(path, "NTSC") ? "MPEG_PS_NTSC" : "MPEG_PS_PAL";
+    attributes.append(
+        text_format(256, "protocolInfo=\"http-get:*:%s:DLNA.ORG_PN=%s;DLNA.ORG_OP=00\" ", mime.c_str(), profile));
+    element("res", text_format(kMaxUrl, "%s%s/%d_DLNA_%s.%s", base(), media_part(path), id, profile, extension.c_str()),
+            attributes);
+}
+
+void Renderer::track(std::string attributes, const MediaItem& item, ObjectId id) {
+    const std::string_view path = item.path.view();
+    const std::string extension{path_extension(path)};
+    const std::string mime{mime_of_extension(extension)};
+    if (mime != "audio/L16") return plain_media(std::move(attributes), item, id, "DLNA.ORG_OP=11");
+    // Raw samples carry no header: their path says what they are, or they are CD samples.
+    const int rate = str_contains(path, "48") ? 48000 : 44100;
+    const int channels = str_contains(path, "Mono") ? 1 : 2;
+    attributes.append(text_format(256,
+                                  "protocolInfo=\"http-get:*:%s;rate=%d;channels=%d:DLNA.ORG_PN=LPCM;"
+                                  "DLNA.ORG_OP=11\" ",
+                                  mime.c_str(), rate, channels));
+    element("res", text_format(kMaxUrl, "%s%s/%d_DLNA_LPCM.%s", base(), media_part(path), id, extension.c_str()),
+            attributes);
+}
+
+}  // namespace
+
+DidlReceiver didl_receiver(std::string_view address, std::string_view base_url) {
+    return {.kind = client_type(address),
+            .base_url = std::string{base_url},
+            .original_pictures = settings_get_bool(Setting::norescale)};
+}
+
+void didl_append_object(const StoreLock& lock, TextBuffer& output, const MediaObject& object, const DidlFilter& filter,
+                        const DidlReceiver& receiver) {
+    Renderer renderer{lock, output, filter, receiver};
+    if (const MediaContainer* const container = as_container(&object)) return renderer.container(*container);
+    if (const MediaItem* const item = item_of(lock, &object)) renderer.item(object, *item);
+}
+
+void didl_append_element(TextBuffer& output, std::string_view name, std::string_view attributes,
+                         std::optional<std::string_view> value, ReceiverText receiver) {
+    constexpr std::size_t kBrackets = std::string_view{"&lt;&gt;&lt;/&gt;"}.size();
+    const std::size_t frame = kBrackets + 2 * name.size() + attributes.size();
+    const std::string escaped = xml_escape_for(value.value_or(""), receiver).value_or("");
+    const std::size_t room = kMaxElement > frame ? kMaxElement - frame : 0;
+    output.append("&lt;").append(name).append(attributes).append("&gt;");
+    output.append(fitting_head(escaped, room, receiver)).append("&lt;/").append(name).append("&gt;");
+}

@@ -1,0 +1,170 @@
+#include "db/search.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <type_traits>
+
+namespace {
+
+// One object under one relation: what it is, and the item it is judged by (none for a container).
+struct Subject {
+    const StoreLock& lock;
+    const MediaObject* object;
+    const MediaItem* item;
+    bool is_reference;
+    std::int32_t track;
+};
+
+// Room for the digits of the numbers among the properties.
+using Digits = std::array<char, 12>;
+
+std::string_view decimal(std::int32_t number, Digits& digits) {
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    return {digits.data(), static_cast<std::size_t>(end - digits.data())};
+}
+
+using Value = std::optional<std::string_view>;
+
+Value text_value(const SharedText& text) {
+    return text ? Value{text.view()} : std::nullopt;
+}
+
+Value value_of_container(const MediaContainer& container, SearchProperty property, Digits& digits) {
+    switch (property) {
+        case SearchProperty::title:
+            return text_value(container.title);
+        case SearchProperty::object_class:
+            return class_text(container.object_class);
+        case SearchProperty::id:
+            return decimal(container.id, digits);
+        case SearchProperty::parent_id:
+            return decimal(container.parent, digits);
+        default:
+            return std::nullopt;
+    }
+}
+
+Value value_of(const Subject& subject, SearchProperty property, Digits& digits) {
+    if (subject.item == nullptr)
+        return value_of_container(static_cast<const MediaContainer&>(*subject.object), property, digits);
+    const MediaItem& item = *subject.item;
+    switch (property) {
+        case SearchProperty::title:
+            return text_value(item.title);
+        case SearchProperty::resource:
+            return text_value(item.path);
+        case SearchProperty::artist:
+            return text_value(item.artist);
+        case SearchProperty::role:
+            return "Composer";
+        case SearchProperty::album_art:
+            return decimal(item.album_art, digits);
+        case SearchProperty::album:
+            return text_value(item.album);
+        case SearchProperty::genre:
+            return text_value(item.genre);
+        case SearchProperty::date:
+            return text_value(item.date);
+        case SearchProperty::object_class:
+            return class_text(item.object_class);
+        case SearchProperty::track_number:
+            return decimal(subject.track, digits);
+        case SearchProperty::id:
+            return decimal(subject.object->id, digits);
+        case SearchProperty::parent_id:
+            // Kept on purpose: a reference is judged by its item here too, so it is found by the list that owns the
+            // item and not by the container that shows it.
+            return decimal(item.parent, digits);
+        case SearchProperty::reference_id:
+            return subject.is_reference ? Value{decimal(item.id, digits)} : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+// order is below, equal or above 0, as the value compares with the wanted one.
+bool fits_order(SearchOperator op, std::int64_t order) {
+    switch (op) {
+        case SearchOperator::equal:
+            return order == 0;
+        case SearchOperator::not_equal:
+            return order != 0;
+        case SearchOperator::less_or_equal:
+            return order <= 0;
+        case SearchOperator::less:
+            return order < 0;
+        case SearchOperator::greater_or_equal:
+            return order >= 0;
+        case SearchOperator::greater:
+            return order > 0;
+        default:
+            return false;
+    }
+}
+
+bool fits_text(SearchOperator op, std::string_view value, std::string_view wanted) {
+    switch (op) {
+        case SearchOperator::contains:
+            return str_contains_nocase(value, wanted);
+        case SearchOperator::does_not_contain:
+            return !str_contains_nocase(value, wanted);
+        case SearchOperator::derived_from:
+            // Anywhere, not only at the beginning.
+            return str_contains(value, wanted);
+        default:
+            return fits_order(op, value.compare(wanted));
+    }
+}
+
+bool fits(const SearchRelation& relation, const Subject& subject) {
+    Digits digits{};
+    Value value = value_of(subject, relation.property, digits);
+    if (relation.op == SearchOperator::exists) return value.has_value() == (relation.value == "true");
+    if (!relation.value) return false;
+    // Receivers list what has no value under "Unknown" and then search for that.
+    if (!value && *relation.value == "Unknown") value = "Unknown";
+    if (!value) return false;
+    if (relation.property == SearchProperty::track_number)
+        return fits_order(relation.op, std::int64_t{text_int(*value)} - std::int64_t{text_int(*relation.value)});
+    return fits_text(relation.op, *value, *relation.value);
+}
+
+bool fits(const SearchGroup& group, const Subject& subject);
+
+bool fits(const SearchTerm& term, const Subject& subject) {
+    return std::visit(
+        [&](const auto& what) {
+            if constexpr (std::is_same_v<std::decay_t<decltype(what)>, bool>) {
+                return what;
+            } else {
+                return fits(what, subject);
+            }
+        },
+        term.what);
+}
+
+bool fits(const SearchGroup& group, const Subject& subject) {
+    return std::any_of(group.any_of.begin(), group.any_of.end(), [&](const std::vector<SearchTerm>& all_of) {
+        return std::all_of(all_of.begin(), all_of.end(), [&](const SearchTerm& term) { return fits(term, subject); });
+    });
+}
+
+}  // namespace
+
+bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object) {
+    const MediaItem* const item = item_of(lock, &object);
+    const ItemReference* const reference = as_reference(&object);
+    const std::int32_t own_track = reference != nullptr ? reference->sort_key : 0;
+    const std::int32_t track = own_track >= 1 || item == nullptr ? own_track : item->track;
+    return fits(criteria.top, Subject{lock, &object, item, reference != nullptr, track});
+}
+
+bool search_matches_as_reference(const StoreLock& lock, const SearchCriteria& criteria, const MediaItem& item) {
+    return fits(criteria.top, Subject{lock, &item, &item, true, item.track});
+}
+
+int search_match(const StoreLock& lock, const MediaObject& object, std::string_view criteria) {
+    const auto compiled = search_compile(criteria);
+    if (!compiled) return -1;
+    return search_matches(lock, *compiled, object) ? 1 : 0;
+}

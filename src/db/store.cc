@@ -1,0 +1,253 @@
+#include "db/store.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <ctime>
+
+#include "core/log.h"
+#include "core/settings.h"
+#include "core/text_buffer.h"
+#include "core/time_text.h"
+#include "db/play_lists.h"
+#include "db/view.h"
+
+namespace {
+
+std::atomic<EventSink> event_sink{nullptr};
+
+// A fixed container titled by a setting; null (and no id taken) when the setting is empty or the parent does not exist.
+MediaContainer* add_place(const StoreLock& lock, MediaContainer* parent, const Text& title, ObjectClass object_class) {
+    if (parent == nullptr || !has_text(title)) return nullptr;
+    return &db_add_container(lock, *parent,
+                             {.title = tree_intern(lock, *title), .object_class = object_class, .permanent = true});
+}
+MediaContainer* add_place(const StoreLock& lock, MediaContainer* parent, Setting title, ObjectClass object_class) {
+    return add_place(lock, parent, settings_get(title), object_class);
+}
+
+void create_music(const StoreLock& lock, MediaStore& places) {
+    places.music = add_place(lock, places.root, Setting::rootmusic, ObjectClass::music_container);
+    if (places.music == nullptr) return;
+    places.playlists = add_place(lock, places.music, Setting::playlists, ObjectClass::playlist_container);
+    if (settings_get_int(Setting::playlistnumentries) != 0) {
+        const auto list_class = ObjectClass::playlist_container;
+        places.most_played = add_place(lock, places.playlists, Setting::playlistmostplayed, list_class);
+        places.last_played = add_place(lock, places.playlists, Setting::playlistlastplayed, list_class);
+    }
+    // Every music item must have an owner, so this list exists whatever the setting says.
+    const Text all_tracks = settings_get(Setting::alltracks).value_or("All Tracks [is needed]");
+    places.all_tracks = add_place(lock, places.music, all_tracks, ObjectClass::container);
+    places.internet_radio = add_place(lock, places.music, Setting::internetradio, ObjectClass::container);
+    places.own_radio_stations =
+        add_place(lock, places.internet_radio, Setting::allownradiostations, ObjectClass::container);
+    view_create_roots(lock, *places.music, 101, 10);
+}
+
+void create_pictures(const StoreLock& lock, MediaStore& places) {
+    places.pictures = add_place(lock, places.root, Setting::rootpicture, ObjectClass::container);
+    if (places.pictures == nullptr) return;
+    if (settings_get(Setting::adobedsn))
+        places.tags = add_place(lock, places.pictures, Text{"- Adobe Tags -"}, ObjectClass::container);
+    places.all_pictures = add_place(lock, places.pictures, Setting::allpictures, ObjectClass::container);
+    view_create_roots(lock, *places.pictures, 131, 5);
+}
+
+void create_videos(const StoreLock& lock, MediaStore& places) {
+    places.videos = add_place(lock, places.root, Setting::rootvideo, ObjectClass::container);
+    if (places.videos == nullptr) return;
+    places.all_videos = add_place(lock, places.videos, Setting::allvideos, ObjectClass::container);
+    view_create_roots(lock, *places.videos, 161, 5);
+}
+
+// "id,update id" of every changed container, depth first; clears their marks.
+std::string db_collect_update_ids(const StoreLock& lock, MediaContainer& start) {
+    TextBuffer list;
+    for (MediaContainer* at = &start; at != nullptr; at = tree_next_container(lock, *at, start)) {
+        if (!at->changed) continue;
+        at->changed = false;
+        list.append(text_format(32, list.length() > 0 ? ",%d,%d" : "%d,%d", at->id, at->update_id));
+    }
+    return std::move(list).take();
+}
+
+// The id that a receiver's text names: blanks, a sign, digits, and then nothing but what ends an id in a URL. "12abc"
+// names nothing, and neither does a number that no id can have.
+std::optional<ObjectId> parse_id(std::string_view text) {
+    const std::string_view trimmed = str_trim_left(text);
+    std::size_t digits = trimmed.starts_with('-') || trimmed.starts_with('+') ? 1 : 0;
+    const std::size_t first = digits;
+    while (digits < trimmed.size() && trimmed[digits] >= '0' && trimmed[digits] <= '9') ++digits;
+    const bool ends = digits == trimmed.size() || trimmed[digits] == '.' || trimmed[digits] == '_';
+    const std::int64_t id = text_int64(trimmed);
+    if (digits == first || !ends || id < 0 || id > INT32_MAX) return std::nullopt;
+    return static_cast<ObjectId>(id);
+}
+
+MediaItem* find_item_by_text(const StoreLock& lock, std::string_view id_text) {
+    const auto id = parse_id(id_text);
+    return id ? item_of(lock, tree_object(lock, *id)) : nullptr;
+}
+
+std::int32_t count_of(const MediaContainer* container) {
+    return container != nullptr ? container->child_count : 0;
+}
+
+}  // namespace
+
+void db_create() {
+    const std::time_t now = std::time(nullptr);
+    std::srand(static_cast<unsigned>(now));  // for the shuffled listings
+    log_message(LOG_INFO, LOG_DB, "creating Database\n");
+    StoreLock lock;
+    MediaStore& places = store(lock);
+    places.created_at = now;
+    tree_create_root(lock, "root");
+    create_music(lock, places);
+    create_pictures(lock, places);
+    create_videos(lock, places);
+}
+
+void db_destroy() {
+    StoreLock lock;
+    tree_clear(lock);
+}
+
+void db_set_event_sink(EventSink sink) {
+    event_sink = sink;
+}
+
+void db_event_pass() {
+    std::string changed;
+    std::int32_t update_id = 0;
+    {
+        StoreLock lock;
+        MediaStore& places = store(lock);
+        if (!places.changed || places.root == nullptr) return;
+        changed = db_collect_update_ids(lock, *places.root);
+        update_id = ++places.system_update_id;
+        places.changed = false;
+    }
+    if (const EventSink sink = event_sink) sink(update_id, changed);
+}
+
+std::int32_t db_system_update_id() {
+    StoreLock lock;
+    return store(lock).system_update_id;
+}
+
+MediaObject* db_find_by_id(const StoreLock& lock, const MediaContainer& start, ObjectId id) {
+    MediaObject* const object = tree_object(lock, id);
+    if (object == nullptr) return nullptr;
+    const MediaContainer* const above = tree_parent(lock, start);
+    return above == nullptr || (object->id != above->id && tree_is_below(lock, *object, *above)) ? object : nullptr;
+}
+
+MediaObject* db_find_by_id_text(const StoreLock& lock, std::string_view id_text) {
+    return tree_object(lock, text_int(id_text));
+}
+
+MediaItem* db_find_item_by_path(const StoreLock& lock, const MediaContainer& container, std::string_view path) {
+    MediaItem* found = nullptr;
+    const auto stands_below = [&](const MediaItem& item) {
+        bool below = tree_is_below(lock, item, container);
+        tree_for_each_reference(lock, item, [&](const ItemReference& reference) {
+            below = below || tree_is_below(lock, reference, container);
+        });
+        return below;
+    };
+    for (const ObjectClass type :
+         {ObjectClass::movie, ObjectClass::photo, ObjectClass::music_track, ObjectClass::audio_broadcast}) {
+        MediaItem* const item = tree_find_path(lock, type, path);
+        if (found == nullptr && item != nullptr && stands_below(*item)) found = item;
+    }
+    return found;
+}
+
+MediaItem* db_find_item_by_keywords(const StoreLock& lock, const MediaContainer& container, std::string_view keywords) {
+    return tree_find_keywords(lock, container, keywords);
+}
+
+MediaContainer* db_type_root(const StoreLock& lock, ObjectClass media_class) {
+    const MediaStore& places = store(lock);
+    switch (media_class) {
+        case ObjectClass::music_track:
+            return places.all_tracks;
+        case ObjectClass::audio_broadcast:
+            return places.own_radio_stations;
+        case ObjectClass::photo:
+            return places.pictures;
+        case ObjectClass::movie:
+            return places.all_videos;
+        default:
+            return nullptr;
+    }
+}
+
+MediaItem* db_find_in_type(const StoreLock& lock, std::string_view path, ObjectClass media_class) {
+    return db_type_root(lock, media_class) != nullptr ? tree_find_path(lock, media_class, path) : nullptr;
+}
+
+std::optional<MediaResource> db_get_resource(std::string_view id_text) {
+    StoreLock lock;
+    const MediaItem* const item = find_item_by_text(lock, id_text);
+    if (item == nullptr) return std::nullopt;
+    return MediaResource{.id = item->id,
+                         .path = std::string{item->path.view()},
+                         .seconds = item->bitrate == 0 ? 0 : duration_seconds(item->duration.view())};
+}
+
+Text db_get_description(std::string_view id_text) {
+    StoreLock lock;
+    const MediaItem* const item = find_item_by_text(lock, id_text);
+    if (item == nullptr || !item->description) return std::nullopt;
+    return std::string{item->description.view()};
+}
+
+void db_played(std::string_view id_text) {
+    const std::time_t now = std::time(nullptr);
+    StoreLock lock;
+    MediaItem* const item = find_item_by_text(lock, id_text);
+    if (item == nullptr) return;
+    ++item->play_count;
+    item->last_played = static_cast<std::int32_t>(now);
+    if (item->object_class == ObjectClass::music_track) play_lists_note(lock, *item);
+}
+
+std::string db_now_playing_line(ObjectId id, std::int64_t position) {
+    // What a receiver buffers of a video before it shows anything.
+    constexpr std::int64_t kVideoLead = 1'500'000;
+    StoreLock lock;
+    const MediaItem* const item = item_of(lock, tree_object(lock, id));
+    if (item != nullptr && item->object_class == ObjectClass::movie)
+        position = std::max<std::int64_t>(position - kVideoLead, 0);
+    std::string line = text_format(64, "%d\t%lld\t", id, static_cast<long long>(position));
+    if (item == nullptr) return line;
+    for (const SharedText* field : {&item->title, &item->artist, &item->duration})
+        line.append(field->view()).append("\t");
+    return line;
+}
+
+std::int32_t db_count_all_tracks() {
+    StoreLock lock;
+    return count_of(store(lock).all_tracks);
+}
+std::int32_t db_count_all_pictures() {
+    StoreLock lock;
+    return count_of(store(lock).all_pictures);
+}
+std::int32_t db_count_all_videos() {
+    StoreLock lock;
+    return count_of(store(lock).all_videos);
+}
+
+int db_compare_text(std::optional<std::string_view> a, std::optional<std::string_view> b) {
+    const std::string_view x = a.value_or(""), y = b.value_or("");
+    if (!b && !x.empty()) return -1;
+    if (!a && !y.empty()) return 1;
+    return x.compare(y);
+}
+
+bool db_path_is_remote(std::string_view path) {
+    return path.starts_with("http://") || path.starts_with("ftp://");
+}

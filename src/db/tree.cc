@@ -1,0 +1,408 @@
+#include "db/tree.h"
+
+#include <limits>
+
+#include "core/log.h"
+#include "core/process_wide.h"
+#include "db/tree_state.h"
+
+Tree& tree() {
+    return process_wide<Tree>();
+}
+
+namespace {
+
+ObjectId take_id() {
+    if (tree().next_id == std::numeric_limits<std::int32_t>::max())
+        log_message(LOG_CRITICAL, LOG_DB, "all object ids are used up, please restart\n");
+    return tree().next_id++;
+}
+
+template <typename Record>
+Record* find_as(ObjectId id, ObjectKind kind) {
+    MediaObject* const object = tree().ids.find(id);
+    return object != nullptr && object->kind == kind ? static_cast<Record*>(object) : nullptr;
+}
+MediaContainer* find_container(ObjectId id) {
+    return find_as<MediaContainer>(id, ObjectKind::container);
+}
+ItemReference* find_reference(ObjectId id) {
+    return find_as<ItemReference>(id, ObjectKind::reference);
+}
+MediaItem* find_item(ObjectId id) {
+    return find_as<MediaItem>(id, ObjectKind::item);
+}
+
+void list_changed(const StoreLock& lock, MediaContainer& container) {
+    ++container.list_revision;
+    ++tree().store.revision;
+    tree_mark_changed(lock, container);
+}
+
+void prepend(const StoreLock& lock, MediaContainer& parent, MediaObject& child) {
+    child.parent = parent.id;
+    child.next = parent.first_child;
+    if (MediaObject* const former = tree().ids.find(parent.first_child)) former->previous = child.id;
+    parent.first_child = child.id;
+    ++parent.child_count;
+    tree().ids.put(child);
+    list_changed(lock, parent);
+}
+
+void unlink(const StoreLock& lock, MediaContainer& parent, MediaObject& child) {
+    if (MediaObject* const previous = tree().ids.find(child.previous)) {
+        previous->next = child.next;
+    } else {
+        parent.first_child = child.next;
+    }
+    if (MediaObject* const next = tree().ids.find(child.next)) next->previous = child.previous;
+    --parent.child_count;
+    tree().ids.remove(child.id);
+    list_changed(lock, parent);
+}
+
+void chain_container(MediaContainer& parent, MediaContainer& child) {
+    child.next_container = parent.first_container;
+    if (MediaContainer* const former = find_container(parent.first_container)) former->previous_container = child.id;
+    parent.first_container = child.id;
+    // The newest of equal titles comes first in the list, so it is the one that is found.
+    const auto [indexed, is_new] = tree().child_index.insert_or_assign({parent.id, child.title.identity()}, &child);
+    child.shadows = !is_new;
+}
+
+void unchain_container(const StoreLock& lock, MediaContainer& parent, MediaContainer& child) {
+    if (MediaContainer* const previous = find_container(child.previous_container)) {
+        previous->next_container = child.next_container;
+    } else {
+        parent.first_container = child.next_container;
+    }
+    if (MediaContainer* const next = find_container(child.next_container)) {
+        next->previous_container = child.previous_container;
+    }
+    const auto indexed = tree().child_index.find({parent.id, child.title.identity()});
+    if (indexed == tree().child_index.end() || indexed->second != &child) return;
+    tree().child_index.erase(indexed);
+    if (!child.shadows) return;
+    // Two views may carry the same name: the older one is found from now on.
+    for (MediaContainer& other : tree_child_containers(lock, parent)) {
+        if (!other.title.same_as(child.title)) continue;
+        tree().child_index[{parent.id, other.title.identity()}] = &other;
+        return;
+    }
+}
+
+void chain_reference(MediaItem& item, ItemReference& reference) {
+    reference.target = item.id;
+    reference.next_of_target = item.first_reference;
+    item.first_reference = reference.id;
+}
+
+void unchain_reference(ItemReference& reference) {
+    MediaItem* const item = find_item(reference.target);
+    ObjectId* link = &item->first_reference;
+    while (*link != reference.id) link = &find_reference(*link)->next_of_target;
+    *link = reference.next_of_target;
+}
+
+// Radio stations are looked for in the own stations only: one station may stand under several genres.
+bool is_path_indexed(const MediaItem& item) {
+    const MediaContainer* const own = tree().store.own_radio_stations;
+    return item.object_class != ObjectClass::audio_broadcast || (own != nullptr && item.parent == own->id);
+}
+PathIndex& path_index(ObjectClass media_class) {
+    return tree().path_index[static_cast<std::size_t>(media_class)];
+}
+
+void index_item(MediaItem& item) {
+    if (is_path_indexed(item)) {
+        // Not assigned over an older entry: its key would go on pointing into the older item.
+        path_index(item.object_class).erase(item.path.view());
+        path_index(item.object_class).emplace(item.path.view(), &item);
+    }
+    if (item.keywords) tree().keywords_index.emplace(item.keywords.view(), &item);
+}
+
+void unindex_keywords(const MediaItem& item) {
+    if (!item.keywords) return;
+    const auto [first, last] = tree().keywords_index.equal_range(item.keywords.view());
+    for (auto entry = first; entry != last; ++entry) {
+        if (entry->second != &item) continue;
+        tree().keywords_index.erase(entry);
+        return;
+    }
+}
+
+void unindex_item(const MediaItem& item) {
+    PathIndex& index = path_index(item.object_class);
+    const auto indexed = index.find(item.path.view());
+    if (indexed != index.end() && indexed->second == &item) index.erase(indexed);
+    unindex_keywords(item);
+}
+
+// Forgets the fixed places that point at a container which goes.
+void forget_place(const MediaContainer& container) {
+    MediaStore& places = tree().store;
+    for (MediaContainer** place :
+         {&places.root, &places.music, &places.all_tracks, &places.playlists, &places.last_played, &places.most_played,
+          &places.internet_radio, &places.own_radio_stations, &places.pictures, &places.all_pictures, &places.tags,
+          &places.videos, &places.all_videos})
+        if (*place == &container) *place = nullptr;
+}
+
+void destroy_container(const StoreLock& lock, MediaContainer& container) {
+    if (MediaContainer* const parent = find_container(container.parent)) {
+        unchain_container(lock, *parent, container);
+        unlink(lock, *parent, container);
+    }
+    forget_place(container);
+    tree().containers.destroy(container);
+}
+
+}  // namespace
+
+StoreLock::StoreLock() : guard_(tree().mutex) {}
+
+MediaStore& store(const StoreLock&) {
+    return tree().store;
+}
+
+MediaObject* tree_object(const StoreLock&, ObjectId id) {
+    return tree().ids.find(id);
+}
+
+MediaContainer* as_container(MediaObject* object) {
+    return object != nullptr && object->kind == ObjectKind::container ? static_cast<MediaContainer*>(object) : nullptr;
+}
+const MediaContainer* as_container(const MediaObject* object) {
+    return object != nullptr && object->kind == ObjectKind::container ? static_cast<const MediaContainer*>(object)
+                                                                      : nullptr;
+}
+ItemReference* as_reference(MediaObject* object) {
+    return object != nullptr && object->kind == ObjectKind::reference ? static_cast<ItemReference*>(object) : nullptr;
+}
+const ItemReference* as_reference(const MediaObject* object) {
+    return object != nullptr && object->kind == ObjectKind::reference ? static_cast<const ItemReference*>(object)
+                                                                      : nullptr;
+}
+
+MediaItem* item_of(const StoreLock&, MediaObject* object) {
+    if (object == nullptr) return nullptr;
+    switch (object->kind) {
+        case ObjectKind::item:
+            return static_cast<MediaItem*>(object);
+        case ObjectKind::reference:
+            return find_item(static_cast<ItemReference*>(object)->target);
+        case ObjectKind::container:
+            break;
+    }
+    return nullptr;
+}
+const MediaItem* item_of(const StoreLock&, const MediaObject* object) {
+    if (object == nullptr) return nullptr;
+    switch (object->kind) {
+        case ObjectKind::item:
+            return static_cast<const MediaItem*>(object);
+        case ObjectKind::reference:
+            return find_item(static_cast<const ItemReference*>(object)->target);
+        case ObjectKind::container:
+            break;
+    }
+    return nullptr;
+}
+
+MediaContainer* tree_parent(const StoreLock&, const MediaObject& object) {
+    return find_container(object.parent);
+}
+
+bool tree_is_below(const StoreLock&, const MediaObject& object, const MediaContainer& start) {
+    for (const MediaObject* at = &object; at != nullptr; at = tree().ids.find(at->parent))
+        if (at->id == start.id) return true;
+    return false;
+}
+
+MediaContainer* db_find_child_container(const StoreLock&, std::string_view title, const MediaContainer& parent) {
+    const SharedText pooled = tree().texts.find(title);
+    if (!pooled) return nullptr;
+    const auto found = tree().child_index.find({parent.id, pooled.identity()});
+    return found != tree().child_index.end() ? found->second : nullptr;
+}
+
+MediaContainer* tree_next_container(const StoreLock&, const MediaContainer& current, const MediaContainer& start) {
+    if (MediaContainer* const child = find_container(current.first_container)) return child;
+    for (const MediaContainer* at = &current; at != nullptr && at->id != start.id; at = find_container(at->parent))
+        if (MediaContainer* const sibling = find_container(at->next_container)) return sibling;
+    return nullptr;
+}
+
+MediaItem* tree_find_path(const StoreLock&, ObjectClass media_class, std::string_view path) {
+    if (static_cast<std::size_t>(media_class) >= kMediaTypes) return nullptr;
+    const PathIndex& index = path_index(media_class);
+    const auto found = index.find(path);
+    return found != index.end() ? found->second : nullptr;
+}
+
+MediaItem* tree_find_keywords(const StoreLock& lock, const MediaContainer& container, std::string_view keywords) {
+    MediaItem* newest = nullptr;
+    const auto [first, last] = tree().keywords_index.equal_range(keywords);
+    for (auto entry = first; entry != last; ++entry) {
+        const bool newer = newest == nullptr || entry->second->id > newest->id;
+        if (newer && tree_is_below(lock, *entry->second, container)) newest = entry->second;
+    }
+    return newest;
+}
+
+void tree_mark_changed(const StoreLock&, MediaContainer& container) {
+    if (!container.changed) {
+        container.changed = true;
+        ++container.update_id;
+    }
+    tree().store.changed = true;
+}
+
+void tree_item_changed(const StoreLock&) {
+    ++tree().store.item_revision;
+    ++tree().store.revision;
+}
+
+SharedText tree_intern(const StoreLock&, std::string_view text) {
+    return tree().texts.intern(text);
+}
+
+void tree_collect_texts(const StoreLock&) {
+    tree().texts.collect();
+}
+
+void tree_set_keywords(const StoreLock& lock, MediaItem& item, SharedText keywords) {
+    unindex_keywords(item);
+    item.keywords = std::move(keywords);
+    if (item.keywords) tree().keywords_index.emplace(item.keywords.view(), &item);
+    tree_item_changed(lock);
+}
+
+MediaContainer& tree_create_root(const StoreLock&, std::string_view title) {
+    MediaContainer& root = tree().containers.create();
+    root.id = kRootId;
+    root.title = tree().texts.intern(title);
+    root.permanent = true;
+    tree().ids.put(root);
+    tree().store.root = &root;
+    return root;
+}
+
+MediaContainer& db_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted) {
+    MediaContainer& container = tree().containers.create();
+    container.id = take_id();
+    container.title = wanted.title;
+    container.object_class = wanted.object_class;
+    container.permanent = wanted.permanent;
+    container.view_number = wanted.view_number;
+    prepend(lock, parent, container);
+    chain_container(parent, container);
+    return container;
+}
+
+MediaContainer& db_find_or_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted) {
+    const auto found = tree().child_index.find({parent.id, wanted.title.identity()});
+    return found != tree().child_index.end() ? *found->second : db_add_container(lock, parent, wanted);
+}
+
+ItemReference& db_add_reference(const StoreLock& lock, MediaContainer& container, MediaItem& item,
+                                std::int32_t sort_key) {
+    ItemReference& reference = tree().references.create();
+    reference.id = take_id();
+    reference.sort_key = sort_key;
+    chain_reference(item, reference);
+    prepend(lock, container, reference);
+    return reference;
+}
+
+void tree_retarget(const StoreLock& lock, ItemReference& reference, MediaItem& item, std::int32_t sort_key) {
+    unchain_reference(reference);
+    chain_reference(item, reference);
+    reference.sort_key = sort_key;
+    list_changed(lock, *find_container(reference.parent));
+}
+
+MediaItem& tree_add_item(const StoreLock& lock, MediaContainer& container, MediaItem&& wanted) {
+    MediaItem& item = tree().items.create(std::move(wanted));
+    item.id = take_id();
+    prepend(lock, container, item);
+    index_item(item);
+    return item;
+}
+
+void tree_remove_reference(const StoreLock& lock, ItemReference& reference) {
+    unchain_reference(reference);
+    unlink(lock, *find_container(reference.parent), reference);
+    tree().references.destroy(reference);
+}
+
+void db_remove_references(const StoreLock& lock, const MediaContainer& start, MediaItem& item) {
+    tree_for_each_reference(lock, item, [&](ItemReference& reference) {
+        if (tree_is_below(lock, reference, start)) tree_remove_reference(lock, reference);
+    });
+}
+
+void tree_remove_item(const StoreLock& lock, MediaItem& item) {
+    // The whole chain goes, so taking the head each time is enough.
+    while (ItemReference* const reference = find_reference(item.first_reference))
+        tree_remove_reference(lock, *reference);
+    unindex_item(item);
+    unlink(lock, *find_container(item.parent), item);
+    tree().items.destroy(item);
+}
+
+void tree_remove_container(const StoreLock& lock, MediaContainer& container) {
+    // Deepest first and without recursion: folders nest as deep as paths are long.
+    MediaContainer* at = &container;
+    for (;;) {
+        MediaObject* const child = tree().ids.find(at->first_child);
+        if (child == nullptr) {
+            MediaContainer* const parent = at == &container ? nullptr : find_container(at->parent);
+            destroy_container(lock, *at);
+            if (parent == nullptr) return;
+            at = parent;
+        } else if (child->kind == ObjectKind::container) {
+            at = static_cast<MediaContainer*>(child);
+        } else if (child->kind == ObjectKind::reference) {
+            tree_remove_reference(lock, static_cast<ItemReference&>(*child));
+        } else {
+            tree_remove_item(lock, static_cast<MediaItem&>(*child));
+        }
+    }
+}
+
+void tree_clear(const StoreLock&) {
+    Tree& all = tree();
+    all.child_index.clear();
+    for (PathIndex& index : all.path_index) index.clear();
+    all.keywords_index.clear();
+    all.ids.for_each([&](MediaObject& object) {
+        switch (object.kind) {
+            case ObjectKind::container:
+                all.containers.destroy(static_cast<MediaContainer&>(object));
+                break;
+            case ObjectKind::item:
+                all.items.destroy(static_cast<MediaItem&>(object));
+                break;
+            case ObjectKind::reference:
+                all.references.destroy(static_cast<ItemReference&>(object));
+                break;
+        }
+    });
+    all.ids.clear();
+    all.containers.release_blocks();
+    all.items.release_blocks();
+    all.references.release_blocks();
+    all.texts.clear();
+    // Counters go on: receivers may still remember ids and update ids of before.
+    const MediaStore former = all.store;
+    all.store = MediaStore{.system_update_id = former.system_update_id,
+                           .item_revision = former.item_revision + 1,
+                           .revision = former.revision + 1,
+                           .scan_pass = former.scan_pass};
+}
+
+std::size_t tree_object_count(const StoreLock&) {
+    return tree().ids.size();
+}

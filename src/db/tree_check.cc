@@ -1,0 +1,109 @@
+#include "db/tree_check.h"
+
+#include <map>
+#include <set>
+
+#include "core/str.h"
+#include "db/tree_state.h"
+
+namespace {
+
+class Checker {
+public:
+    explicit Checker(const StoreLock& lock) : lock_(lock) {}
+
+    std::string run() {
+        const MediaContainer* const root = store(lock_).root;
+        if (root == nullptr) {
+            if (tree().ids.size() != 0) differ("objects without a root", kNoObject);
+            return difference_;
+        }
+        check_container(*root);
+        if (seen_.size() != tree().ids.size()) differ("objects that no list holds", kNoObject);
+        check_chains();
+        check_path_indexes();
+        if (child_titles_ != tree().child_index.size()) differ("child index of another size", kNoObject);
+        return difference_;
+    }
+
+private:
+    void differ(const char* what, ObjectId id) {
+        if (difference_.empty()) difference_ = text_format(200, "%s (object %d)", what, id);
+    }
+
+    void check_container(const MediaContainer& container) {
+        seen_.insert(container.id);
+        std::set<std::string_view> titles;
+        std::int32_t count = 0;
+        ObjectId previous = kNoObject;
+        ObjectId expected_container = container.first_container;
+        for (ObjectId id = container.first_child; id != kNoObject; ++count) {
+            MediaObject* const child = tree_object(lock_, id);
+            if (child == nullptr) return differ("list with a missing object", id);
+            if (child->parent != container.id) differ("wrong parent", id);
+            if (child->previous != previous) differ("wrong previous sibling", id);
+            if (previous != kNoObject && id >= previous) differ("list not newest first", id);
+            previous = id;
+            if (const MediaContainer* const inner = as_container(child)) {
+                if (id != expected_container) differ("wrong container chain", id);
+                expected_container = inner->next_container;
+                if (titles.insert(inner->title.view()).second &&
+                    db_find_child_container(lock_, inner->title.view(), container) != inner)
+                    differ("not the first of its title in the child index", id);
+                check_container(*inner);
+            } else if (const ItemReference* const reference = as_reference(child)) {
+                seen_.insert(id);
+                ++references_[reference->target];
+            } else {
+                seen_.insert(id);
+                items_.push_back(static_cast<const MediaItem*>(child));
+            }
+            id = child->next;
+        }
+        if (expected_container != kNoObject) differ("container chain too long", container.id);
+        if (count != container.child_count) differ("wrong child count", container.id);
+        child_titles_ += titles.size();
+    }
+
+    void check_chains() {
+        for (const MediaItem* item : items_) {
+            std::int32_t chained = 0;
+            tree_for_each_reference(lock_, *item, [&](const ItemReference& reference) {
+                ++chained;
+                if (reference.target != item->id) differ("reference in a foreign chain", reference.id);
+            });
+            if (chained != references_[item->id]) differ("reference chain of another length", item->id);
+            references_.erase(item->id);
+        }
+        if (!references_.empty()) differ("reference to no item", references_.begin()->first);
+    }
+
+    void check_path_indexes() {
+        std::size_t indexed = 0;
+        for (const auto& index : tree().path_index) {
+            indexed += index.size();
+            for (const auto& [path, item] : index)
+                if (item->path.view() != path || !seen_.contains(item->id)) differ("stale path index", item->id);
+        }
+        std::size_t expected = 0, with_keywords = 0;
+        for (const MediaItem* item : items_) {
+            if (tree_find_path(lock_, item->object_class, item->path.view()) == item) ++expected;
+            if (item->keywords) ++with_keywords;
+        }
+        if (indexed != expected) differ("path index of another size", kNoObject);
+        if (with_keywords != tree().keywords_index.size()) differ("keywords index of another size", kNoObject);
+    }
+
+    const StoreLock& lock_;
+    std::string difference_;
+    std::set<ObjectId> seen_;
+    std::vector<const MediaItem*> items_;
+    std::map<ObjectId, std::int32_t> references_;
+    std::size_t child_titles_ = 0;
+};
+
+}  // namespace
+
+std::string tree_check(const StoreLock& lock) {
+    return Checker{lock}.run();
+}

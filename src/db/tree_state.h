@@ -1,0 +1,44 @@
+// The memory behind the tree: records, id table and indexes. Only tree.cc changes it and only tree_check.cc looks at it
+// from beside; everybody else goes through db/tree.h.
+#pragma once
+
+#include <array>
+#include <mutex>
+#include <string_view>
+#include <unordered_map>
+
+#include "db/id_table.h"
+#include "db/media_store.h"
+#include "db/record_pool.h"
+
+// Container titles are pooled, so a child container is found by its parent and the identity of its title.
+struct ChildKey {
+    ObjectId parent;
+    const void* title;
+    bool operator==(const ChildKey&) const = default;
+};
+struct ChildKeyHash {
+    std::size_t operator()(const ChildKey& key) const {
+        const auto title = std::hash<const void*>{}(key.title);
+        return (title >> 4) * 0x9E3779B97F4A7C15u ^ static_cast<std::size_t>(key.parent) * 0xC2B2AE3D27D4EB4Fu;
+    }
+};
+
+using PathIndex = std::unordered_map<std::string_view, MediaItem*>;  // keyed by views of the items' own paths
+constexpr std::size_t kMediaTypes = 4;
+
+struct Tree {
+    std::mutex mutex;
+    MediaStore store;
+    std::int32_t next_id = 1;
+    IdTable ids;
+    RecordPool<MediaContainer> containers;
+    RecordPool<MediaItem> items;
+    RecordPool<ItemReference> references;
+    TextPool texts;
+    std::unordered_map<ChildKey, MediaContainer*, ChildKeyHash> child_index;
+    std::array<PathIndex, kMediaTypes> path_index;
+    std::unordered_multimap<std::string_view, MediaItem*> keywords_index;
+};
+
+Tree& tree();

@@ -1,0 +1,63 @@
+#include "db/m3u.h"
+
+#include <gmock/gmock.h>
+
+#include "support/store_fixture.h"
+
+namespace {
+
+class M3u : public StoreFixture {
+protected:
+    static void add(const std::string& title, std::int32_t track, const std::string& album) {
+        ASSERT_EQ(
+            db_add_item(
+                {.title = title, .artist = "A", .album = album, .path = "http://h/" + title + ".mp3", .track = track}),
+            AddResult::added);
+    }
+    static std::string line(const std::string& title) {
+        return "http://me/disk/" + std::to_string(id_of("http://h/" + title + ".mp3")) + ".mp3\r\n";
+    }
+    static std::string id_of_container(const std::vector<std::string_view>& titles) {
+        StoreLock lock;
+        return std::to_string(find(lock, titles)->id);
+    }
+};
+
+TEST_F(M3u, ListsAContainerInItsOrderAndThenItsFolders) {
+    add("b", 2, "Old");
+    add("a", 2, "Old");
+    add("first", 1, "Old");
+    add("other", 1, "New");
+    ASSERT_EQ(db_add_item({.title = "film", .media_class = ObjectClass::movie, .path = "http://h/film.mpg"}),
+              AddResult::added);
+    const std::string old_album = line("first") + line("a") + line("b");
+    EXPECT_EQ(m3u_container("http://me/", id_of_container({"Music", "Albums", "Old"})), "#EXTM3U\r\n" + old_album);
+    // The newest folder first ("- All -" was made behind the first album); lines carry the items' own ids.
+    const std::string all = line("first") + line("other") + line("a") + line("b");
+    EXPECT_EQ(m3u_container("http://me/", id_of_container({"Music", "Artists/Albums", "A"}) + ".m3u"),
+              "#EXTM3U\r\n" + line("other") + all + old_album);
+    EXPECT_EQ(m3u_container("http://me/", id_of_container({"Videos"})), "#EXTM3U\r\n");
+}
+
+TEST_F(M3u, KnowsContainersOnly) {
+    add("a", 1, "B");
+    for (const std::string& id :
+         {std::to_string(id_of("http://h/a.mp3")), std::string{"-1"}, std::string{""}, std::string{"abc"},
+          std::string{"1abc"}, std::string{"99999999999999999999"}, std::string{"-0"}, std::string(400, '9')})
+        EXPECT_EQ(m3u_container("http://me/", id), std::nullopt) << id;
+}
+
+TEST_F(M3u, StopsBehindAMillionBytes) {
+    for (int n = 0; n < 100; ++n) add("track " + std::to_string(n), n, "B");
+    // Each track stands in some thirty folders, so the whole tree has more lines than this.
+    const std::string base = "http://" + std::string(2000, 'h') + "/";
+    const Text text = m3u_container(base.substr(0, 100) + "/", "0");
+    ASSERT_TRUE(text);
+    EXPECT_LT(text->size(), 1'000'000u);
+    const Text longer = m3u_container(base, "0");
+    ASSERT_TRUE(longer);
+    EXPECT_GT(longer->size(), 1'000'000u);
+    EXPECT_LT(longer->size(), 1'000'000u + 2100);
+}
+
+}  // namespace

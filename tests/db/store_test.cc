@@ -1,0 +1,309 @@
+#include "db/store.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "db/play_lists.h"
+#include "db/update.h"
+#include "db/upkeep.h"
+#include "support/scratch.h"
+#include "support/store_fixture.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+AddResult add_track(const std::string& path, const std::string& title) {
+    return db_add_item({.title = title, .artist = "Artist", .album = "Album", .path = path, .modified = 1});
+}
+
+std::string sunk;
+void remember_event(std::int32_t update_id, std::string_view list) {
+    sunk = std::to_string(update_id) + ":" + std::string{list};
+}
+
+class Store : public StoreFixture {};
+
+TEST_F(Store, CreatesTheFixedTreeInOrder) {
+    EXPECT_THAT(children({}), ElementsAre("Videos", "Pictures", "Music"));
+    EXPECT_THAT(children({"Music"}),
+                ElementsAre("Alpha", "Year/Artist", "Year/Albums", "Genres/Artists", "Artists/Albums", "Folders",
+                            "Albums", "Genres", "Artists", "Internet Radio", "All Tracks", "Playlists"));
+    EXPECT_THAT(children({"Music", "Playlists"}), ElementsAre("- Last Played -", "- Most Played -"));
+    EXPECT_THAT(children({"Music", "Internet Radio"}), ElementsAre("- Favorites- "));
+    EXPECT_THAT(children({"Pictures"}), ElementsAre("Date", "Folders", "All Pictures"));
+    EXPECT_THAT(children({"Videos"}), ElementsAre("Folders", "All Videos"));
+    StoreLock lock;
+    EXPECT_EQ(store(lock).music->id + 1, store(lock).playlists->id);
+    EXPECT_EQ(store(lock).most_played->id + 1, store(lock).last_played->id);
+}
+
+TEST_F(Store, RefusesWhatItCannotHold) {
+    EXPECT_EQ(db_add_item({.title = "No path"}), AddResult::failed);
+    EXPECT_EQ(add_track("/nonexistent/x.mp3", "No file"), AddResult::failed);
+    EXPECT_EQ(db_add_item({.title = "Bad class", .media_class = ObjectClass::container, .path = "http://h/1"}),
+              AddResult::failed);
+    EXPECT_EQ(db_add_item({.title = "No genre", .media_class = ObjectClass::audio_broadcast, .path = "http://h/2"}),
+              AddResult::failed);
+    EXPECT_THAT(children({"Music", "All Tracks"}), IsEmpty());
+}
+
+TEST_F(Store, CleansTitlesAndTakesTheFileNameWhereThereIsNone) {
+    struct Case {
+        const char* title;
+        const char* expected;
+    };
+    const Case cases[] = {{"  Plain  ", "(Plain)"},     {"Tab\there", "(Tabhere)"},   {"LOVE ME DO", "(Love Me Do)"},
+                          {"ABBA", "(ABBA)"},           {"caf\xE9", "(caf\xC3\xA9)"}, {"caf\xC3\xA9", "(caf\xC3\xA9)"},
+                          {"\x01\x02 ", "(some file)"}, {"", "(some file)"}};
+    int number = 0;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.title);
+        add_track("http://h/" + std::to_string(++number) + "/some file.mp3", c.title);
+        EXPECT_EQ(children({"Music", "All Tracks"}).front(), c.expected);
+    }
+}
+
+TEST_F(Store, PutsTracksAndStationsWhereTheirPlaylistSays) {
+    add_track("http://h/1", "One");
+    EXPECT_EQ(db_add_item({.playlist = "Party", .path = "http://h/1", .track = 7}), AddResult::already_present);
+    EXPECT_EQ(db_add_item({.playlist = "Party", .path = "http://h/1", .track = 9}), AddResult::already_present);
+    EXPECT_EQ(db_add_item({.title = "Two", .playlist = "Party", .path = "http://h/2", .track = 8}), AddResult::added);
+    EXPECT_THAT(children({"Music", "Playlists", "Party"}), ElementsAre("(Two)", "(One)"));
+    {
+        StoreLock lock;
+        MediaContainer* const party = find(lock, {"Music", "Playlists", "Party"});
+        EXPECT_EQ(as_reference(tree_object(lock, party->first_child))->sort_key, 8);
+        EXPECT_EQ(db_find_in_type(lock, "http://h/1", ObjectClass::music_track)->playlist.view(), "Party");
+    }
+    db_add_item(
+        {.title = "Own", .media_class = ObjectClass::audio_broadcast, .playlist = "Radio", .path = "http://r/1"});
+    db_add_item(
+        {.title = "Rock FM", .media_class = ObjectClass::audio_broadcast, .genre = "Rock", .path = "http://r/2"});
+    db_add_item(
+        {.title = "Rock FM", .media_class = ObjectClass::audio_broadcast, .genre = "Jazz", .path = "http://r/2"});
+    EXPECT_THAT(children({"Music", "Internet Radio"}), ElementsAre("Jazz", "Rock", "- Favorites- "));
+    EXPECT_THAT(children({"Music", "Internet Radio", "- Favorites- "}), ElementsAre("(Own)"));
+    EXPECT_THAT(children({"Music", "Playlists", "Radio"}), ElementsAre("(Own)"));
+
+    db_clear_radio();
+    EXPECT_THAT(children({"Music", "Internet Radio"}), ElementsAre("- Favorites- "));
+}
+
+TEST_F(Store, FindsTheNewestContainerOfATitle) {
+    StoreLock lock;
+    MediaContainer& music = *store(lock).music;
+    MediaContainer* same[4];
+    for (MediaContainer*& made : same) made = &db_add_container(lock, music, {.title = tree_intern(lock, "Same")});
+    for (const int removed : {1, 3, 2}) {
+        tree_remove_container(lock, *same[removed]);
+        EXPECT_EQ(tree_check(lock), "");
+    }
+    EXPECT_EQ(find(lock, {"Music", "Same"}), same[0]);
+}
+
+TEST_F(Store, FindsObjectsBelowAContainerOnly) {
+    add_track("http://h/1", "One");
+    StoreLock lock;
+    MediaItem* const item = db_find_in_type(lock, "http://h/1", ObjectClass::music_track);
+    const MediaStore& places = store(lock);
+    EXPECT_EQ(db_find_by_id(lock, *places.root, item->id), item);
+    EXPECT_EQ(db_find_by_id(lock, *places.all_tracks, item->id), item);
+    EXPECT_EQ(db_find_by_id(lock, *places.playlists, item->id), item) << "the siblings of the start belong to it";
+    EXPECT_EQ(db_find_by_id(lock, *places.most_played, item->id), nullptr);
+    EXPECT_EQ(db_find_by_id(lock, *places.root, 1'000'000), nullptr);
+    EXPECT_EQ(db_find_item_by_path(lock, *find(lock, {"Music", "Artists"}), "http://h/1"), item);
+    EXPECT_EQ(db_find_item_by_path(lock, *places.playlists, "http://h/1"), nullptr);
+    EXPECT_EQ(db_find_in_type(lock, "http://h/1", ObjectClass::movie), nullptr);
+}
+
+TEST_F(Store, GivesResourcesForIdsOfItemsOnly) {
+    db_add_item({.title = "One", .path = "http://h/1", .duration = "0:01:30.500"});
+    const std::string id = std::to_string(id_of("http://h/1"));
+    EXPECT_EQ(db_get_resource(id)->seconds, 0) << "without a bitrate there are no time seeks";
+    db_set_bitrate("http://h/1", ObjectClass::music_track, 128);
+    for (const std::string& good : {id, id + ".mp3", id + "_DLNA_LPCM.lpcm", " +" + id}) {
+        SCOPED_TRACE(good);
+        ASSERT_TRUE(db_get_resource(good));
+        EXPECT_EQ(db_get_resource(good)->seconds, 90);
+        EXPECT_EQ(db_get_resource(good)->path, "http://h/1");
+    }
+    for (const std::string bad : {"", "-1", "0", "99999999999999999999", "4294967297", "abc", "-", ".", "1"}) {
+        SCOPED_TRACE(bad);
+        EXPECT_FALSE(db_get_resource(bad));
+        db_played(bad);
+    }
+    EXPECT_FALSE(db_get_resource(id + "abc"));
+}
+
+TEST_F(Store, TellsTheSinkWhatChangedOncePerPass) {
+    db_set_event_sink(remember_event);
+    db_event_pass();
+    add_track("http://h/1", "One");
+    add_track("http://h/2", "Two");
+    sunk.clear();
+    const std::int32_t before = db_system_update_id();
+    std::int32_t all_tracks = 0, update_id = 0;
+    {
+        StoreLock lock;
+        all_tracks = store(lock).all_tracks->id;
+        update_id = store(lock).all_tracks->update_id;
+    }
+    db_event_pass();
+    EXPECT_THAT(sunk, testing::StartsWith(std::to_string(before + 1) + ":"));
+    EXPECT_THAT(sunk, testing::HasSubstr("," + std::to_string(all_tracks) + "," + std::to_string(update_id)));
+    sunk.clear();
+    db_event_pass();
+    EXPECT_EQ(sunk, "") << "nothing changed";
+    db_update_object(std::to_string(id_of("http://h/1")), "title", "One", "Uno");
+    db_event_pass();
+    EXPECT_EQ(sunk,
+              std::to_string(before + 2) + ":" + std::to_string(all_tracks) + "," + std::to_string(update_id + 1));
+    db_set_event_sink(nullptr);
+}
+
+TEST_F(Store, ChangesAFieldThatStillHasItsValue) {
+    db_add_item({.title = "One", .artist = "A", .date = "2003-01-01", .path = "http://h/1"});
+    const std::string id = std::to_string(id_of("http://h/1"));
+    struct Case {
+        Text id, field, current, wanted;
+        int status;
+    };
+    const Case cases[] = {{id, "title", "One", "Two", 200},
+                          {id, "ti", "Two", "Three", 200},
+                          {id, "title", "One", "Four", 403},
+                          {id, "d", "2003-01-01", "2004-01-01", 200},
+                          {id, "dc:d", std::nullopt, "Described", 200},
+                          {id, "dc:title", "Three", "Five", 402},
+                          {id, "genre", "", "Rock", 200},
+                          {id, "", "One", "Two", 501},
+                          {id, std::nullopt, "One", "Two", 501},
+                          {std::nullopt, "title", "Three", "Two", 501},
+                          {"0", "title", "root", "Two", 501},
+                          {"999999", "title", "Three", "Two", 501},
+                          {id, "title", "Three", "line\nbreak", 402},
+                          {id, "title", "Three", std::string(100'000, 'x'), 402}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(text_or_empty(c.field));
+        EXPECT_EQ(db_update_object(c.id, c.field, c.current, c.wanted), c.status);
+    }
+    EXPECT_EQ(db_get_description(id), "Described");
+    EXPECT_THAT(children({"Music", "All Tracks"}), ElementsAre("(Three)"));
+    EXPECT_THAT(children({"Music", "Genres"}), ElementsAre("- All -", "Unknown")) << "views are not rebuilt";
+}
+
+TEST_F(Store, ComparesMissingAndEmptyTexts) {
+    EXPECT_EQ(db_compare_text(std::nullopt, std::nullopt), 0);
+    EXPECT_EQ(db_compare_text(std::nullopt, ""), 0);
+    EXPECT_EQ(db_compare_text("a", std::nullopt), -1);
+    EXPECT_EQ(db_compare_text(std::nullopt, "a"), 1);
+    EXPECT_LT(db_compare_text("", "a"), 0);
+    EXPECT_LT(db_compare_text("Z", "a"), 0);
+}
+
+class ShortLists : public StoreFixture {
+    void configure() override { settings_set(Setting::playlistnumentries, "2"); }
+};
+
+TEST_F(ShortLists, KeepTheMostAndTheLastPlayed) {
+    for (const char* path : {"http://h/1", "http://h/2", "http://h/3"}) add_track(path, path);
+    const auto play = [&](const char* path, int times) {
+        for (; times > 0; --times) db_played(std::to_string(id_of(path)));
+    };
+    play("http://h/1", 2);
+    EXPECT_THAT(children({"Music", "Playlists", "- Last Played -"}), ElementsAre("(http://h/1)"));
+    play("http://h/2", 3);
+    EXPECT_THAT(children({"Music", "Playlists", "- Most Played -"}), ElementsAre("(http://h/2)", "(http://h/1)"));
+    play("http://h/3", 2);
+    EXPECT_THAT(children({"Music", "Playlists", "- Most Played -"}), ElementsAre("(http://h/2)", "(http://h/1)"))
+        << "a count that is not above the smallest changes nothing";
+    play("http://h/3", 1);
+    EXPECT_THAT(children({"Music", "Playlists", "- Most Played -"}), ElementsAre("(http://h/2)", "(http://h/3)"));
+    db_remove_file("http://h/2");
+    EXPECT_THAT(children({"Music", "Playlists", "- Most Played -"}), ElementsAre("(http://h/3)"));
+}
+
+TEST_F(ShortLists, AreFilledWhenTheyAreBrowsedEmpty) {
+    for (const char* path : {"http://h/1", "http://h/2", "http://h/3"}) add_track(path, path);
+    {
+        StoreLock lock;
+        play_lists_fill_if_empty(lock, *store(lock).most_played);
+        play_lists_fill_if_empty(lock, *store(lock).internet_radio);
+    }
+    EXPECT_THAT(children({"Music", "Playlists", "- Most Played -"}), ElementsAre("(http://h/2)", "(http://h/3)"));
+}
+
+class UnusualSettings : public StoreFixture {
+    void configure() override {
+        settings_set(Setting::playlistnumentries, "0");
+        settings_set(Setting::alltracks, "");
+        settings_set(Setting::rootvideo, "");
+        settings_set(Setting::internetradio, "");
+        settings_set(Setting::adobedsn, "catalogue");
+    }
+};
+
+TEST_F(UnusualSettings, LeaveOutWhatTheyName) {
+    EXPECT_THAT(children({}), ElementsAre("Pictures", "Music"));
+    EXPECT_THAT(children({"Music", "Playlists"}), IsEmpty());
+    EXPECT_THAT(children({"Music", "All Tracks [is needed]"}), IsEmpty());
+    EXPECT_EQ(db_add_item({.media_class = ObjectClass::movie, .path = "http://h/v.mpg"}), AddResult::failed);
+    EXPECT_EQ(db_add_item({.media_class = ObjectClass::audio_broadcast, .genre = "Rock", .path = "http://h/r"}),
+              AddResult::failed);
+    EXPECT_EQ(db_count_all_videos(), 0);
+}
+
+TEST_F(UnusualSettings, TagsFollowTheKeywords) {
+    db_add_item(
+        {.title = "P", .media_class = ObjectClass::photo, .path = "http://h/p.jpg", .keywords = "Trips/Rome,Sun"});
+    const std::string id = std::to_string(id_of("http://h/p.jpg", ObjectClass::photo));
+    ASSERT_EQ(db_update_object(id, "upnp:keywords", "Trips/Rome,Sun", "Trips/Oslo,Family"), 200);
+    EXPECT_THAT(children({"Pictures", "- Adobe Tags -"}), ElementsAre("Family", "Trips"));
+    EXPECT_THAT(children({"Pictures", "- Adobe Tags -", "Trips", "Oslo"}), ElementsAre("(P)"));
+    ASSERT_EQ(db_update_object(id, "upnp:keywords", "Trips/Oslo,Family", "Family"), 200);
+    EXPECT_THAT(children({"Pictures", "- Adobe Tags -", "Trips", "Oslo"}), IsEmpty());
+    {
+        StoreLock lock;
+        EXPECT_NE(db_find_item_by_keywords(lock, *store(lock).pictures, "Family"), nullptr);
+        EXPECT_EQ(db_find_item_by_keywords(lock, *store(lock).music, "Family"), nullptr);
+        EXPECT_EQ(db_find_item_by_keywords(lock, *store(lock).pictures, "Trips/Oslo,Family"), nullptr);
+    }
+    ASSERT_EQ(db_update_object(id, "upnp:keywords", "Family", ""), 200);
+    EXPECT_THAT(children({"Pictures", "- Adobe Tags -"}), ElementsAre("Family", "Trips")) << "no keywords, no tag";
+    EXPECT_THAT(children({"Pictures", "- Adobe Tags -", "Family"}), IsEmpty());
+}
+
+TEST_F(Store, RemovesVanishedFilesAndTheContainersTheyEmpty) {
+    const ScratchDirectory disk;
+    const std::string stays = disk.write("stays.mp3"), goes = disk.write("deep/goes.mp3");
+    db_add_item({.title = "S", .artist = "Stays", .path = stays});
+    db_add_item({.title = "G", .artist = "Goes", .album = "Only", .path = goes});
+    add_track("http://h/1", "Remote");
+    std::filesystem::remove(goes);
+
+    db_begin_scan_pass();
+    EXPECT_FALSE(db_is_newer_on_disk(stays, ObjectClass::music_track, 0));
+    EXPECT_TRUE(db_is_newer_on_disk(stays, ObjectClass::music_track, 1));
+    EXPECT_TRUE(db_is_newer_on_disk(stays, ObjectClass::movie, 0));
+    db_remove_vanished();
+    db_prune_empty();
+    EXPECT_THAT(children({"Music", "All Tracks"}), ElementsAre("(Remote)", "(S)"));
+    EXPECT_THAT(children({"Music", "Artists"}), ElementsAre("Artist", "- All -", "Stays"));
+    EXPECT_THAT(children({"Music", "Artists/Albums", "Goes"}), ElementsAre("<no such container>"));
+    EXPECT_THAT(children({"Music"}).size(), 12u) << "permanent containers stay, empty or not";
+}
+
+TEST_F(Store, GoesOnWithFreshIdsAfterARestart) {
+    add_track("http://h/1", "One");
+    const ObjectId before = id_of("http://h/1");
+    db_destroy();
+    EXPECT_FALSE(db_get_resource(std::to_string(before)));
+    EXPECT_EQ(add_track("http://h/1", "One"), AddResult::failed) << "no store, no item";
+    db_create();
+    EXPECT_EQ(add_track("http://h/1", "One"), AddResult::added);
+    EXPECT_GT(id_of("http://h/1"), before);
+}
+
+}  // namespace

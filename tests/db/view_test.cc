@@ -1,0 +1,174 @@
+#include "db/view.h"
+
+#include <gmock/gmock.h>
+
+#include "support/scratch.h"
+#include "support/store_fixture.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+using Views = StoreFixture;
+
+TEST_F(Views, PlaceATrackUnderEveryLevelAndItsAll) {
+    db_add_item({.title = "T", .artist = "A", .album = "B", .genre = "G", .date = "2003-05-01", .path = "http://h/1"});
+    for (const std::vector<std::string_view>& at :
+         std::vector<std::vector<std::string_view>>{{"Music", "Artists", "A"},
+                                                    {"Music", "Artists", "- All -"},
+                                                    {"Music", "Genres", "G"},
+                                                    {"Music", "Albums", "B"},
+                                                    {"Music", "Artists/Albums", "A", "B"},
+                                                    {"Music", "Artists/Albums", "A", "- All -"},
+                                                    {"Music", "Artists/Albums", "- All -", "B"},
+                                                    {"Music", "Artists/Albums", "- All -", "- All -"},
+                                                    {"Music", "Genres/Artists", "- All -", "A", "- All -"},
+                                                    {"Music", "Year/Albums", "2003", "B"},
+                                                    {"Music", "Alpha", "ABC", "A"}}) {
+        SCOPED_TRACE(at.back());
+        EXPECT_THAT(children(at), ElementsAre("(T)"));
+    }
+    EXPECT_THAT(children({"Music", "Alpha"}), ElementsAre("ABC")) << "letter groups have no \"- All -\"";
+    StoreLock lock;
+    const MediaItem* const item = db_find_in_type(lock, "http://h/1", ObjectClass::music_track);
+    int references = 0;
+    tree_for_each_reference(lock, *item, [&](const ItemReference&) { ++references; });
+    EXPECT_EQ(references, 32) << "33 of a file; a remote path has no folder of its own";
+    EXPECT_EQ(find(lock, {"Music", "Artists/Albums", "A"})->object_class, ObjectClass::music_artist);
+    EXPECT_EQ(find(lock, {"Music", "Artists/Albums", "A", "B"})->object_class, ObjectClass::music_album);
+    EXPECT_EQ(find(lock, {"Music", "Artists/Albums", "- All -"})->object_class, ObjectClass::music_container);
+    EXPECT_EQ(find(lock, {"Music", "Alpha", "ABC"})->object_class, ObjectClass::music_artist);
+}
+
+TEST_F(Views, TellMissingFromEmpty) {
+    db_add_item({.title = "Missing", .path = "http://h/1"});
+    db_add_item({.title = "Empty", .artist = "", .album = "  ", .genre = "", .date = "", .path = "http://h/2"});
+    db_add_item({.title = "Both", .artist = "Known", .path = "http://h/3", .compilation = 1});
+    EXPECT_THAT(children({"Music", "Albums"}), ElementsAre("- All -", "Unknown"));
+    EXPECT_THAT(children({"Music", "Albums", "Unknown"}), ElementsAre("(Both)", "(Missing)"));
+    EXPECT_THAT(children({"Music", "Albums", "- All -"}), ElementsAre("(Both)", "(Empty)", "(Missing)"));
+    EXPECT_THAT(children({"Music", "Artists"}), ElementsAre("Various", "- All -", "Unknown"));
+    EXPECT_THAT(children({"Music", "Year/Albums"}), ElementsAre("- All -", "0000"));
+}
+
+TEST_F(Views, KeepTheLevelsTheyWereMadeWith) {
+    settings_set(Setting::musicnode1, "Artists,%GENRE");
+    db_add_item({.title = "T", .artist = "A", .genre = "G", .path = "http://h/1"});
+    EXPECT_THAT(children({"Music", "Artists"}), ElementsAre("- All -", "A"))
+        << "a new setting waits for the next start";
+}
+
+class OddViews : public StoreFixture {
+    void configure() override {
+        settings_set(Setting::musicnode1, "Heights,%ARTIST,%HEIGHT");
+        settings_set(Setting::musicnode2, "Zero,[0]%ARTIST");
+        settings_set(Setting::musicnode3, "Huge,[99999999999]%ARTIST");
+        settings_set(Setting::musicnode4, "Open,[");
+        settings_set(Setting::musicnode5, "Literal,Shelf,%artist");
+        settings_set(Setting::musicnode6, "Flat");
+        settings_set(Setting::musicnode7, "Parts,%YEAR,%MONTH,%DAY");
+        settings_set(Setting::musicnode8,
+                     "Deep,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,"
+                     "%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK");
+        settings_set(Setting::musicnode9, "Time,%DURATION");
+        settings_set(Setting::musicnode10, ",%ARTIST");
+    }
+};
+
+TEST_F(OddViews, ShowWhatTheyCan) {
+    db_add_item({.title = "T", .artist = "Zed", .date = "2003-05", .path = "http://h/1"});
+    EXPECT_THAT(children({"Music", "Heights"}), IsEmpty());
+    EXPECT_THAT(children({"Music", "Zero"}), ElementsAre("- All -", "Zed"));
+    EXPECT_THAT(children({"Music", "Huge"}), ElementsAre("ABCDEFGHIJKLMNOPQRSTUVWXYZ"));
+    EXPECT_THAT(children({"Music", "Open"}), ElementsAre("- All -"));
+    EXPECT_THAT(children({"Music", "Literal", "Shelf"}), ElementsAre("- All -", "Zed"));
+    EXPECT_THAT(children({"Music", "Flat"}), ElementsAre("(T)"));
+    EXPECT_THAT(children({"Music", "Parts", "2003", "05"}), ElementsAre("- All -"));
+    EXPECT_THAT(children({"Music", "Time"}), ElementsAre("- All -"));
+    StoreLock lock;
+    EXPECT_EQ(find(lock, {"Music", ""}), nullptr) << "a view without a name";
+    EXPECT_LT(tree_object_count(lock), 5000u) << "a view of twenty levels must not hold a million references";
+}
+
+struct GroupCase {
+    const char* name;
+    std::uint32_t first;
+    std::int32_t letters;
+    const char* expected;
+};
+class LetterGroup : public testing::TestWithParam<GroupCase> {};
+TEST_P(LetterGroup, HoldsTheLetter) {
+    EXPECT_EQ(view_letter_group(GetParam().first, GetParam().letters), GetParam().expected);
+}
+INSTANTIATE_TEST_SUITE_P(View, LetterGroup,
+                         testing::ValuesIn<GroupCase>({{"a", 'a', 3, "ABC"},
+                                                       {"k", 'K', 3, "JKL"},
+                                                       {"digit", '4', 3, "ABC"},
+                                                       {"last_is_short", 'z', 3, "YZ"},
+                                                       {"behind_z", '~', 3, "YZ"},
+                                                       {"e_acute", 0xC9, 3, "DEF"},
+                                                       {"small_e_acute", 0xE9, 3, "DEF"},
+                                                       {"n_tilde", 0xF1, 1, "N"},
+                                                       {"times_sign", 0xD7, 3, "MNO"},
+                                                       {"u_umlaut", 0xFC, 3, "STU"},
+                                                       {"sharp_s", 0xDF, 3, "YZ"},
+                                                       {"cyrillic", 0x416, 3, "YZ"},
+                                                       {"two_letters", '{', 2, "YZ"},
+                                                       {"one_letter", 'Z', 1, "Z"},
+                                                       {"thirteen", 'n', 13, "NOPQRSTUVWXYZ"}}),
+                         [](const auto& test) { return std::string{test.param.name}; });
+
+struct FolderCase {
+    const char* name;
+    const char* contentdir;
+    const char* path;
+    const char* expected;
+};
+class RelativePath : public testing::TestWithParam<FolderCase> {};
+TEST_P(RelativePath, IsCutBehindItsContentDirectory) {
+    settings_set(Setting::contentdir, GetParam().contentdir);
+    EXPECT_EQ(view_relative_path(GetParam().path), GetParam().expected);
+    settings_free_all();
+}
+INSTANTIATE_TEST_SUITE_P(View, RelativePath,
+                         testing::ValuesIn<FolderCase>({
+                             {"plain", "/pics", "/pics/2004/trip/a.jpg", "2004/trip/a.jpg"},
+                             {"closing_slash", "/pics/", "/pics/2004/trip/a.jpg", "2004/trip/a.jpg"},
+                             {"file_behind_two_slashes", "/pics/", "/pics//a.jpg", "a.jpg"},
+                             {"other_case", "/PICS", "/pics/a.jpg", "a.jpg"},
+                             {"second", "/a,/b", "/b/x/y.mp3", "x/y.mp3"},
+                             {"first_that_begins", "/a,/a/b", "/a/b/y.mp3", "b/y.mp3"},
+                             {"prefix", "M|/data", "/data/x/y.mp3", "x/y.mp3"},
+                             // The "/" is looked for two places before the end of the whole element.
+                             {"prefix_and_slash_eats_a_letter", "M|/data/", "/data/x/y.mp3", "/y.mp3"},
+                             {"prefix_and_slash_before_one_letter", "M|/data/x/", "/data/x/y.mp3", "y.mp3"},
+                             {"prefix_and_two_letters_keep_a_slash", "M|/data/xy", "/data/xy/f/y.mp3", "/f/y.mp3"},
+                             {"none", "/a", "/b/y.mp3", "/b/y.mp3"},
+                             {"empty_elements", ",,/a", "/a/y.mp3", "y.mp3"},
+                         }),
+                         [](const auto& test) { return std::string{test.param.name}; });
+
+class Folders : public StoreFixture {
+protected:
+    void configure() override { settings_set(Setting::contentdir, disk_.path()); }
+    ScratchDirectory disk_;
+};
+
+TEST_F(Folders, HaveNoPlaceForAPathWithAnEmptyName) {
+    db_add_item({.title = "T", .path = "ftp://h/x/a.mp3"});
+    EXPECT_THAT(children({"Music", "Folders", "ftp:"}), IsEmpty());
+    EXPECT_THAT(children({"Music", "Folders", "- All -"}), ElementsAre("(T)"));
+}
+
+TEST_F(Folders, FollowTheDiskAndArePermanent) {
+    db_add_item({.title = "Deep", .path = disk_.write("2004/trip/a.mp3")});
+    db_add_item({.title = "Top", .path = disk_.write("top.mp3")});
+    EXPECT_THAT(children({"Music", "Folders", "2004", "trip"}), ElementsAre("(Deep)"));
+    EXPECT_THAT(children({"Music", "Folders"}), ElementsAre("(Top)", "- All -", "2004"));
+    StoreLock lock;
+    EXPECT_TRUE(find(lock, {"Music", "Folders", "2004"})->permanent);
+    EXPECT_EQ(find(lock, {"Music", "Folders", "2004"})->object_class, ObjectClass::music_container);
+}
+
+}  // namespace
