@@ -1,0 +1,25 @@
+#include "meta/file_window.h"
+
+#include <algorithm>
+
+FileWindow::FileWindow(const File& file, std::uint64_t size)
+    : file_(&file), size_(size), buffer_(std::make_unique_for_overwrite<std::byte[]>(kWindowBytes)) {}
+
+Bytes FileWindow::at(std::uint64_t offset, std::size_t n) {
+    if (offset >= size_) return {};
+    n = static_cast<std::size_t>(std::min<std::uint64_t>({n, size_ - offset, kWindowBytes}));
+    const bool inside =
+        offset >= start_ && offset - start_ <= loaded_.size() && loaded_.size() - (offset - start_) >= n;
+    if (!inside && file_ != nullptr) {
+        const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size_ - offset, kWindowBytes));
+        start_ = offset;
+        loaded_ = {buffer_.get(), file_->read_at(offset, {buffer_.get(), wanted})};
+    }
+    const Bytes rest = loaded_.subspan(static_cast<std::size_t>(offset - start_));
+    return rest.first(std::min(n, rest.size()));
+}
+
+Bytes FileWindow::from(std::uint64_t offset) {
+    if (at(offset, 1).empty()) return {};
+    return loaded_.subspan(static_cast<std::size_t>(offset - start_));
+}

@@ -1,0 +1,36 @@
+// A window on the bytes of a file: what readers of tags look through. It loads 16 KiB at a time and only where somebody
+// looks, so that a small file costs one read and a large embedded picture is stepped over without being read. Over a
+// span of memory it does no input at all, which is what unit tests and fuzz targets use.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "core/bytes.h"
+#include "core/file.h"
+
+class FileWindow {
+public:
+    static constexpr std::size_t kWindowBytes = 16 * 1024;
+
+    // Looks through a file of this size; the file stays the caller's and must outlive the window.
+    FileWindow(const File& file, std::uint64_t size);
+    // A file that is in memory as a whole.
+    explicit FileWindow(Bytes whole) : size_(whole.size()), loaded_(whole) {}
+
+    std::uint64_t size() const { return size_; }
+
+    // The n bytes (at most kWindowBytes) at offset, fewer at the end of the file and on a read error. Valid until the
+    // next call.
+    Bytes at(std::uint64_t offset, std::size_t n);
+    // Everything that is loaded from offset on, at least one byte; empty at the end of the file and on a read error.
+    Bytes from(std::uint64_t offset);
+
+private:
+    const File* file_ = nullptr;
+    std::uint64_t size_ = 0;
+    std::uint64_t start_ = 0;  // offset of the first loaded byte
+    Bytes loaded_;
+    std::unique_ptr<std::byte[]> buffer_;
+};

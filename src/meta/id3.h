@@ -1,0 +1,38 @@
+// ID3 tags (id3.org: ID3v1.1, ID3v2.2, v2.3, v2.4): the frames at the head of a file that become fields of an item, and
+// the block in its last 128 bytes. Nothing here opens files, knows the store or reports errors: what cannot be read
+// stays missing.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "core/bytes.h"
+#include "core/str.h"
+#include "meta/file_window.h"
+#include "meta/tag_text.h"
+
+constexpr std::uint64_t kTagLimit = 200'000;  // nothing behind this file offset is looked at as a tag
+constexpr std::size_t kId3v1Bytes = 128;
+
+struct Id3v2Tag {
+    Text title, artist, album, genre;
+    Text year;  // as the frame has it
+    std::int32_t track = 0;
+    std::uint32_t picture_offset = 0;  // of the last picture frame's data; 0: no picture
+    std::uint64_t end = 0;             // where the audio is looked for: behind the last tag, 0 when there is none
+};
+// Reads the tag at the start of the file, and tags that follow it directly.
+Id3v2Tag id3_read_v2(FileWindow& file, TagCharset charset);
+
+// The text of a frame's data: an encoding byte, then the text up to a terminator or the end, without blanks at its end.
+// Missing for unknown encodings.
+Text id3_frame_text(Bytes data, TagCharset charset);
+
+struct Id3v1Tag {
+    std::string title, artist, album;
+    std::int32_t year = 0;   // the digits behind the album, which run on into the comment
+    std::int32_t track = 0;  // -128 to 127
+    std::int32_t genre = 0;  // 0 to 255
+};
+// Missing unless these are 128 bytes that begin "TAG".
+std::optional<Id3v1Tag> id3_read_v1(Bytes last_bytes);

@@ -1,0 +1,76 @@
+#include "meta/mp3.h"
+
+#include <optional>
+
+#include "core/file.h"
+#include "core/time_text.h"
+#include "meta/file_window.h"
+#include "meta/genres.h"
+#include "meta/id3.h"
+#include "meta/mpeg_frame.h"
+
+namespace {
+
+constexpr std::int32_t kLastUnlikelyYear = 1900;  // years of ID3v1 tags up to here are leftovers, not years
+
+// Only the year is known. The date holds 11 characters, so a year of more than five digits loses the end of it.
+std::string date_of_year(std::int32_t year) {
+    return text_format(12, "%04d-01-01", year);
+}
+
+// "(17)" and what may stand behind it names a number of the genre table; "(RX)" reads as 0.
+void resolve_genre(Text& genre) {
+    if (!has_text(genre) || genre->front() != '(') return;
+    genre = id3_genre_name(text_int(std::string_view{*genre}.substr(1)));
+}
+
+void use_id3v2(Mp3Tags& tags, Id3v2Tag&& tag) {
+    tags.title = std::move(tag.title);
+    tags.artist = std::move(tag.artist);
+    tags.album = std::move(tag.album);
+    tags.genre = std::move(tag.genre);
+    resolve_genre(tags.genre);
+    if (tag.year) tags.date = date_of_year(text_int(*tag.year));
+    tags.track = tag.track;
+    tags.picture_offset = tag.picture_offset;
+}
+
+// ID3v1 fills what ID3v2 left missing; only a title is also filled when it is there but empty.
+void fill_from_id3v1(Mp3Tags& tags, Id3v1Tag&& tag, bool genre_known) {
+    if (!has_text(tags.title)) tags.title = std::move(tag.title);
+    if (!tags.artist) tags.artist = std::move(tag.artist);
+    if (!tags.album) tags.album = std::move(tag.album);
+    if (!genre_known) tags.genre = id3_genre_name(tag.genre);
+    if (!tags.date && tag.year > kLastUnlikelyYear) tags.date = date_of_year(tag.year);
+    if (tags.track == 0) tags.track = tag.track;
+}
+
+void use_frame(Mp3Tags& tags, const MpegFrame& frame) {
+    if (frame.milliseconds <= 0) return;
+    tags.bitrate = frame.vbr ? 0 : static_cast<std::uint32_t>(frame.kbps);
+    tags.duration = format_duration(frame.milliseconds);
+}
+
+}  // namespace
+
+Mp3Tags mp3_read_tags(const std::string& path) {
+    Mp3Tags tags;
+    const File file = file_open_regular(path);
+    const auto status = file ? file.status() : file_status(path);
+    if (!status) return tags;
+    tags.size = static_cast<std::uint64_t>(status->size);
+    tags.modified = static_cast<std::int32_t>(status->modified);
+    if (!file) return tags;
+
+    FileWindow window{file, tags.size};
+    Id3v2Tag id3v2 = id3_read_v2(window, tag_charset());
+    const bool genre_known = id3v2.genre.has_value();
+    const std::uint64_t audio_start = id3v2.end;
+    use_id3v2(tags, std::move(id3v2));
+    use_frame(tags, mpeg_read_first_frame(window, audio_start));
+    if (tags.size >= kId3v1Bytes) {
+        auto id3v1 = id3_read_v1(window.at(tags.size - kId3v1Bytes, kId3v1Bytes));
+        if (id3v1) fill_from_id3v1(tags, std::move(*id3v1), genre_known);
+    }
+    return tags;
+}

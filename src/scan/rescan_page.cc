@@ -1,0 +1,46 @@
+#include "scan/rescan_page.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "core/str.h"
+#include "http/respond.h"
+#include "http/url_decode.h"
+#include "scan/scanner.h"
+
+namespace {
+
+constexpr std::string_view kPrefix = "/rescan";
+constexpr std::size_t kDirectoryBytes = 1023;
+constexpr std::size_t kBodyCapacity = 2048;
+
+// What the request's URL names behind the prefix.
+std::string requested_directory(std::string_view url) {
+    url.remove_prefix(std::min(kPrefix.size(), url.size()));
+    return url_decode(url.substr(0, kDirectoryBytes));
+}
+
+std::string page(RescanAnswer answer, std::string_view directory) {
+    const std::string place = directory.empty() ? "content root directories" : html_escape(directory);
+    switch (answer) {
+        case RescanAnswer::initiated:
+            return text_format(kBodyCapacity,
+                               "<html><head><title>Rescan</title></head><body>rescan initiated on %s!</body></html>",
+                               place.c_str());
+        case RescanAnswer::invalid:
+            return text_format(kBodyCapacity,
+                               "<html><head><title>Rescan</title></head><body>rescan invalid for %s!</body></html>",
+                               place.c_str());
+        case RescanAnswer::already_running:
+            break;
+    }
+    return "<html><head><title>Rescan</title></head><body>rescan allready running!</body></html>";
+}
+
+}  // namespace
+
+HandlerResult rescan_page(HttpRequest& request) {
+    const std::string directory = requested_directory(request.url);
+    return http_send_text(request, 200, "text/html; charset=UTF-8", page(scan_request_rescan(directory), directory));
+}

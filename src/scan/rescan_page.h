@@ -1,0 +1,6 @@
+// "/rescan": asks for a rescan of all content directories, or of the directory that follows ("/rescan/music/new").
+#pragma once
+
+#include "http/request.h"
+
+HandlerResult rescan_page(HttpRequest& request);

@@ -1,0 +1,147 @@
+#include "scan/tree_walk.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+#include "core/log.h"
+#include "core/settings.h"
+#include "core/str.h"
+#include "db/add_item.h"
+
+namespace {
+
+constexpr int kMaxLevels = 21;
+constexpr std::size_t kPathBytes = 4095;  // longer paths cannot be opened by name
+
+// Whether one of the parts occurs anywhere in the path, names or not, without regard to case. An empty part would occur
+// in every path and is passed over: a trailing comma must not hide the whole library.
+bool any_occurs(const SettingList& parts, std::string_view path) {
+    return std::ranges::any_of(
+        parts, [path](const std::string& part) { return !part.empty() && str_contains_nocase(path, part); });
+}
+
+// A directory about to be scanned: its path, and how to reach it from an open one.
+struct Folder {
+    const std::string& path;
+    FileStatus status;
+    int parent_fd;
+    const char* name;
+};
+
+class TreeWalk {
+public:
+    TreeWalk(const RunningFlag& running, ScanRestriction restriction) : running_(running), restriction_(restriction) {}
+
+    // Takes a directory as part of the current path; false when it is there already.
+    bool pass_through(const std::string& path) {
+        const auto status = file_status(path);
+        if (status && is_open(path, *status)) return false;
+        if (status) open_.push_back(*status);
+        return true;
+    }
+
+    void scan(const std::string& path) {
+        // Without a status it cannot be entered either, and that is what the log will say.
+        const FileStatus status = file_status(path).value_or(FileStatus{});
+        scan_folder({.path = path, .status = status, .parent_fd = AT_FDCWD, .name = path.c_str()}, 0);
+    }
+
+private:
+    void scan_folder(const Folder& folder, int depth) {
+        const char* const path = folder.path.c_str();
+        if (depth >= kMaxLevels) {
+            log_message(LOG_INFO, LOG_DB, "do not descend further\n");
+            return;
+        }
+        if (!running_.running() || is_open(folder.path, folder.status)) return;
+        Directory directory{folder.parent_fd, folder.name};
+        if (directory.failure() != Directory::Failure::none) {
+            const bool entered = directory.failure() == Directory::Failure::list;
+            log_message(LOG_ERROR, LOG_DB, entered ? "opendir failed %s\n" : "chdir failed %s\n", path);
+            return;
+        }
+        log_message(LOG_INFO, LOG_DB, "scanning %s\n", path);
+        // Every path that begins so, whatever follows: kept on purpose.
+        if (folder.path.starts_with("/proc")) {
+            log_message(LOG_INFO, LOG_DB, "do not descend into %s\n", path);
+            return;
+        }
+        open_.push_back(folder.status);
+        scan_entries(folder.path, depth, directory);
+        open_.pop_back();
+    }
+
+    void scan_entries(const std::string& path, int depth, Directory& directory) {
+        const bool compilation = any_occurs(*compilations_, path);
+        std::string entry_path = path;
+        while (running_.running()) {
+            const char* const name = directory.next();
+            if (name == nullptr) return;
+            const auto status = file_status_at(directory.fd(), name);
+            if (!status) {
+                log_message(LOG_ERROR, LOG_DB, "upnp_stat failed %s\n", name);
+                continue;
+            }
+            if (!status->directory && !status->regular) continue;
+            // A content directory written with a "/" at its end has two of them in the paths of its own files, but one
+            // in those of its folders: persistence files and folder views know them so.
+            entry_path.resize(path.size());
+            if (!status->directory || !path.ends_with('/')) entry_path += '/';
+            entry_path += name;
+            if (any_occurs(*ignored_, entry_path)) continue;
+            if (entry_path.size() > kPathBytes) {
+                log_message(LOG_PROBLEM, LOG_DB, "path is too long, skipped: %s\n", entry_path.c_str());
+            } else if (status->directory) {
+                scan_folder({.path = entry_path, .status = *status, .parent_fd = directory.fd(), .name = name},
+                            depth + 1);
+            } else {
+                scan_file(entry_path, *status, restriction_, compilation);
+            }
+        }
+    }
+
+    // Whether a directory lies on the current path: a link led back to it.
+    bool is_open(const std::string& path, const FileStatus& status) const {
+        const bool found = std::ranges::any_of(
+            open_, [&](const FileStatus& one) { return one.device == status.device && one.inode == status.inode; });
+        if (found) log_message(LOG_INFO, LOG_DB, "do not descend into %s\n", path.c_str());
+        return found;
+    }
+
+    const RunningFlag& running_;
+    const ScanRestriction restriction_;
+    const std::shared_ptr<const SettingList> ignored_ = settings_list(Setting::ignoredir);
+    const std::shared_ptr<const SettingList> compilations_ = settings_list(Setting::compilationsdir);
+    std::vector<FileStatus> open_;  // the directories on the current path, from the top
+};
+
+}  // namespace
+
+void scan_directory(const std::string& path, const RunningFlag& running, ScanRestriction restriction) {
+    TreeWalk{running, restriction}.scan(path);
+}
+
+void scan_directory(const ScanTarget& target, const RunningFlag& running) {
+    TreeWalk walk{running, target.restriction};
+    for (std::size_t end = 0; !target.below.empty() && end != std::string::npos;
+         end = target.below.find('/', end + 1)) {
+        ScanTarget above = target;
+        above.below.resize(end);
+        if (!walk.pass_through(above.path())) return;
+    }
+    walk.scan(target.path());
+}
+
+void scan_file(const std::string& path, const FileStatus& status, ScanRestriction restriction, bool compilation) {
+    const std::string_view extension = path_extension(path);
+    for (const MediaReader& reader : media_readers()) {
+        if (!str_equal_nocase(reader.extension, extension)) continue;
+        if (restriction && *restriction != reader.type) continue;
+        if (!db_is_newer_on_disk(path, reader_class(reader.type), status.modified)) continue;
+        reader.add(path, compilation);
+        return;
+    }
+}

@@ -1,0 +1,103 @@
+#include "scan/scanner.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "core/log.h"
+#include "core/str.h"
+#include "support/mp3_builder.h"
+#include "support/scratch.h"
+#include "support/store_fixture.h"
+
+namespace {
+
+class Scanner : public StoreFixture {
+protected:
+    void configure() override {
+        settings_set(Setting::contentdir, content_ / "one" + "," + content_ / "two");
+        settings_set(Setting::v, "4");
+        log_open_file((logs_ / "log").c_str());
+        for (const char* const name : {"one/a.mp3", "two/b.mp3", "two/sub/c.mp3"}) content_.write(name, mpeg_frames(1));
+    }
+    void TearDown() override {
+        flag_.ask_to_stop();
+        EXPECT_TRUE(comes([&] { return flag_.idle(); }));
+        log_close();
+        StoreFixture::TearDown();
+    }
+
+    // Polls for what the scanner thread does.
+    static bool comes(const std::function<bool()>& condition) {
+        const std::uint32_t start = uptime_ms();
+        while (!condition()) {
+            if (uptime_ms() - start > 30'000) return false;
+            sleep_ms(2);
+        }
+        return true;
+    }
+    std::string log() const { return read_whole_file(logs_ / "log"); }
+
+    ScratchDirectory content_, logs_;
+    RunningFlag flag_, watched_;
+};
+
+TEST_F(Scanner, WaitsForThePersistenceReader) {
+    watched_.set_running();
+    scan_start(flag_, &watched_);
+    EXPECT_TRUE(flag_.running());
+    watched_.clear();
+    EXPECT_TRUE(comes([] { return db_count_all_tracks() == 3; }));
+}
+
+TEST_F(Scanner, EndsWhileItWaits) {
+    watched_.set_running();
+    scan_start(flag_, &watched_);
+    flag_.ask_to_stop();
+    EXPECT_TRUE(comes([&] { return flag_.idle(); }));
+    EXPECT_EQ(db_count_all_tracks(), 0);
+}
+
+TEST_F(Scanner, CountsDownToTheNextPass) {
+    settings_set(Setting::scantime, "7");
+    scan_start(flag_, nullptr);
+    EXPECT_TRUE(comes([] { return scan_status().seconds_to_next == 420; }));
+    EXPECT_FALSE(scan_status().scanning);
+}
+
+TEST_F(Scanner, ARescanFindsWhatIsNewAndForgetsWhatIsGone) {
+    settings_set(Setting::scantime, "0");  // only on request
+    scan_start(flag_, &watched_);
+    ASSERT_TRUE(comes([] { return db_count_all_tracks() == 3 && scan_status().seconds_to_next == 10; }));
+    std::filesystem::remove(content_ / "one/a.mp3");
+    content_.write("one/new.mp3", mpeg_frames(1));
+    content_.write("two/sub/new.mp3", mpeg_frames(1));
+
+    EXPECT_EQ(scan_request_rescan(content_ / "elsewhere"), RescanAnswer::invalid);
+    EXPECT_EQ(scan_request_rescan(content_ / "two/sub"), RescanAnswer::initiated);
+    // Vanished files go after every pass, new ones come only from the requested directory.
+    EXPECT_TRUE(comes([&] { return id_of(content_ / "one/a.mp3") == kNoObject; }));
+    EXPECT_NE(id_of(content_ / "two/sub/new.mp3"), kNoObject);
+    EXPECT_EQ(id_of(content_ / "one/new.mp3"), kNoObject);
+    const std::string log_text = log();
+    EXPECT_TRUE(str_contains(log_text, "DB:DB scanning " + content_ / "two/sub" + "\n"));
+    EXPECT_TRUE(str_contains(log_text, "DB:DB scan on " + content_ / "two/sub" + " completed\n"));
+
+    EXPECT_TRUE(comes([] { return scan_request_rescan("") == RescanAnswer::initiated; }));
+    EXPECT_TRUE(comes([&] { return id_of(content_ / "one/new.mp3") != kNoObject; }));
+}
+
+TEST_F(Scanner, HasOneRequestAtATime) {
+    EXPECT_EQ(scan_request_rescan(""), RescanAnswer::initiated);
+    EXPECT_EQ(scan_request_rescan(""), RescanAnswer::already_running);
+    EXPECT_EQ(scan_request_rescan("/not/ours"), RescanAnswer::already_running);
+    flag_.set_running();
+    scan_all(flag_);
+    EXPECT_EQ(db_count_all_tracks(), 3);
+    EXPECT_EQ(scan_request_rescan(content_ / "one"), RescanAnswer::initiated);
+    scan_start(flag_, nullptr);  // a restart forgets what was asked before
+    EXPECT_TRUE(comes([] { return scan_request_rescan("") == RescanAnswer::initiated; }));
+}
+
+}  // namespace
