@@ -1,0 +1,125 @@
+#include "http/body.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string_view>
+
+#include "core/str.h"
+#include "http/socket_reader.h"
+
+namespace {
+
+constexpr std::size_t kSizeLineBytes = 20;
+constexpr std::size_t kSizeDigits = 16;  // what a 64-bit number holds
+
+BodyEnd early_end(const SocketReader& reader) {
+    return reader.end() == SocketReader::End::late ? BodyEnd::late : BodyEnd::closed;
+}
+
+int hex_digit(char c) {
+    const char lower = char_lower(c);
+    if (lower >= '0' && lower <= '9') return lower - '0';
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+// The hexadecimal number a size line begins with; what follows it (an extension, the line end) does not matter.
+std::optional<std::uint64_t> parse_chunk_size(std::string_view line) {
+    std::uint64_t size = 0;
+    std::size_t digits = 0;
+    while (digits < line.size() && hex_digit(line[digits]) >= 0) {
+        if (digits == kSizeDigits) return std::nullopt;
+        size = size << 4 | static_cast<std::uint64_t>(hex_digit(line[digits++]));
+    }
+    return digits > 0 ? std::optional{size} : std::nullopt;
+}
+
+class ChunkReader {
+public:
+    ChunkReader(int socket, const BodyLimits& limits)
+        : reader_(socket, limits.silence_ms, limits.deadline_ms), limit_(limits.bytes) {}
+
+    ReadBody read() {
+        while (take_chunk()) {
+        }
+        return std::move(body_);
+    }
+
+private:
+    // True when another chunk follows.
+    bool take_chunk() {
+        const auto size = take_size_line();
+        if (!size) return false;
+        if (*size > limit_ - body_.text.size()) return end(BodyEnd::too_large);
+        if (!reader_.append(body_.text, *size)) return end(early_end(reader_));
+        return take_line_end() && *size > 0;
+    }
+
+    std::optional<std::uint64_t> take_size_line() {
+        std::array<char, kSizeLineBytes> line;
+        std::size_t length = 0;
+        while (length < line.size()) {
+            const std::size_t seen = reader_.peek(std::span{line}.subspan(length));
+            const std::string_view piece{line.data() + length, seen};
+            const std::size_t line_feed = piece.find('\n');
+            const bool whole = line_feed != std::string_view::npos;
+            const std::size_t taken = whole ? line_feed + 1 : seen;
+            if (seen == 0 || !reader_.skip(taken)) {
+                end(early_end(reader_));
+                return std::nullopt;
+            }
+            length += taken;
+            if (!whole) continue;
+            const auto size = parse_chunk_size({line.data(), length});
+            if (!size) end(BodyEnd::malformed);
+            return size;
+        }
+        end(BodyEnd::malformed);
+        return std::nullopt;
+    }
+
+    bool take_line_end() {
+        std::string line_end;
+        if (!reader_.append(line_end, 2)) return end(early_end(reader_));
+        return line_end == "\r\n" || end(BodyEnd::malformed);
+    }
+
+    bool end(BodyEnd how) {
+        body_.end = how;
+        return false;
+    }
+
+    SocketReader reader_;
+    std::size_t limit_;
+    ReadBody body_;
+};
+
+}  // namespace
+
+ReadBody http_read_sized(int socket, std::int64_t length, const BodyLimits& limits) {
+    ReadBody body;
+    const auto bytes = static_cast<std::uint64_t>(std::max<std::int64_t>(length, 0));
+    if (bytes > limits.bytes) {
+        body.end = BodyEnd::too_large;
+        return body;
+    }
+    SocketReader reader{socket, limits.silence_ms, limits.deadline_ms};
+    if (!reader.append(body.text, bytes)) body.end = early_end(reader);
+    return body;
+}
+
+ReadBody http_read_chunks(int socket, const BodyLimits& limits) {
+    return ChunkReader{socket, limits}.read();
+}
+
+ReadBody http_read_to_close(int socket, const BodyLimits& limits) {
+    ReadBody body;
+    SocketReader reader{socket, limits.silence_ms, limits.deadline_ms};
+    // One byte more than is taken, so that a body of just the limit is told from one that goes on.
+    if (reader.append(body.text, limits.bytes + 1)) {
+        body.end = BodyEnd::too_large;
+    } else if (reader.end() != SocketReader::End::closed) {
+        body.end = early_end(reader);
+    }
+    return body;
+}

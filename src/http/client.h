@@ -1,0 +1,33 @@
+// The client side of HTTP: small exchanges with receivers, station directories and picture sources. Connecting takes at
+// most 5 s, silence lasts at most 10 s, an answer has at most 16 MiB. Every failure is "nothing": callers treat it as
+// not reachable.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/socket.h"
+#include "core/text_buffer.h"
+
+// Sent with every request; "Pelorama User-Agent" until something was set.
+void http_set_user_agent(std::string_view text);
+
+// A connection to the host and port of an "http://" (80) or "ftp://" (21) URL; user and password in it are not used.
+Socket http_connect(std::string_view url, int timeout_ms = 5000);
+
+// False on failure, also where the URL holds blanks or control characters or a GET would have more than 512 bytes;
+// nothing is sent then. extra_headers are whole lines, each ending in "\r\n".
+bool http_send_get(int socket, std::string_view url, std::string_view extra_headers = {});
+// The header alone; the body is the caller's to send.
+bool http_send_post(int socket, std::string_view url, std::string_view soapaction, std::string_view body);
+
+// The body that follows an answer header; missing when nothing delimits it or when it is too large. A body that ends
+// early is given as far as it came.
+std::optional<TextBuffer> http_read_body(int socket, std::string_view header, int total_ms = 60'000);
+
+enum class TalkMode { post = 1, get = 2 };
+// One whole exchange on a fresh connection, over within total_ms (looking a host name up aside): the answer's body.
+constexpr int kTalkMs = 60'000;
+std::optional<TextBuffer> http_talk(TalkMode mode, std::string_view url, std::string_view soapaction = {},
+                                    std::string_view body = {}, int total_ms = kTalkMs);

@@ -1,0 +1,79 @@
+#include "http/file_sender.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/sendfile.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <span>
+
+#include "core/bytes.h"
+#include "core/socket.h"
+
+namespace {
+
+// What Linux moves with one sendfile call at most.
+constexpr std::int64_t kMostPerCall = 0x7ffff000;
+constexpr std::size_t kCopyBytes = 16384;
+
+void set_blocking(int socket, bool blocking) {
+    const int flags = fcntl(socket, F_GETFL);
+    fcntl(socket, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+}
+
+// Until a good part of the send buffer is free, or the connection ended.
+void wait_writable(int socket) {
+    pollfd waiting{.fd = socket, .events = POLLOUT, .revents = 0};
+    poll(&waiting, 1, -1);
+}
+
+}  // namespace
+
+FileSender::FileSender(int socket, const File& file, std::int64_t offset)
+    : socket_(socket), file_(file), offset_(offset) {
+    set_blocking(socket_, false);
+}
+
+FileSender::~FileSender() {
+    set_blocking(socket_, true);
+}
+
+std::optional<std::int64_t> FileSender::send(std::int64_t count) {
+    std::int64_t done = 0;
+    while (done < count) {
+        const std::int64_t n = by_copy_ ? copy_some(count - done) : send_some(count - done);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            if (errno == EAGAIN) {
+                wait_writable(socket_);
+                continue;
+            }
+            if (by_copy_ || (errno != EINVAL && errno != ENOSYS)) return std::nullopt;
+            by_copy_ = true;
+            set_blocking(socket_, true);
+            continue;
+        }
+        if (n == 0) break;
+        done += n;
+    }
+    return done;
+}
+
+std::int64_t FileSender::send_some(std::int64_t count) {
+    off_t at = offset_;
+    const ssize_t n = sendfile(socket_, file_.fd(), &at, static_cast<std::size_t>(std::min(count, kMostPerCall)));
+    offset_ = at;
+    return n;
+}
+
+std::int64_t FileSender::copy_some(std::int64_t count) {
+    std::array<std::byte, kCopyBytes> buffer;
+    const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(count, kCopyBytes));
+    const std::size_t n = file_.read_at(static_cast<std::uint64_t>(offset_), std::span{buffer}.first(wanted));
+    if (!socket_send_all(socket_, as_text(std::span{buffer}.first(n)))) return -1;
+    offset_ += static_cast<std::int64_t>(n);
+    return static_cast<std::int64_t>(n);
+}

@@ -1,0 +1,15 @@
+// "/rpc": who is being streamed what, and stealth mode (the server goes on serving but stops announcing itself).
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "db/objects.h"
+#include "http/request.h"
+
+HandlerResult rpc_handler(HttpRequest& request);
+
+// A client is being streamed an object at a position. At most ten clients are remembered, for as long as the process
+// runs.
+void now_playing_update(std::string_view peer, ObjectId object_id, std::int64_t position);
+void now_playing_reset();

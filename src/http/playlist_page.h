@@ -1,0 +1,6 @@
+// "/m3u/ID.m3u": a container as a playlist of its tracks.
+#pragma once
+
+#include "http/request.h"
+
+HandlerResult m3u_handler(HttpRequest& request);

@@ -1,0 +1,58 @@
+// One HTTP request as handlers see it, and what a handler answers. The handler sends the whole response itself: usually
+// http_send_header (http/respond.h) and then the body.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+enum HttpMethod : std::uint32_t {
+    kGet = 1,
+    kHead = 2,
+    kPost = 4,
+    kSubscribe = 8,
+    kUnsubscribe = 16,
+    kNotify = 32,
+};
+
+// What becomes of the connection after the answer. Handlers never close it themselves: its number could be in use again
+// before its thread knows.
+enum class HandlerResult { keep, close };
+
+struct HttpRequest {
+    int socket = -1;
+    std::uint32_t method = 0;         // one HttpMethod bit; 0 for an unknown method
+    std::string url;                  // the request target as sent, at most 255 characters
+    int version = 10;                 // 11 when the request line says "HTTP/1.1" behind the target
+    std::string content;              // the body of a POST or NOTIFY
+    std::int64_t content_length = 0;  // of the response; negative: unknown, and no Content-Length line is sent
+    bool close = false;               // the connection is closed after this request
+    std::string content_type;         // of the response
+    std::string peer;                 // client address in dotted form
+    std::string base_url;             // "http://address:port/" of the listener that was asked
+    std::string header;               // request line and header lines as received, at most 1023 characters
+    std::string extra_headers;        // further response header lines, each ending in "\r\n"
+    std::int64_t range_first = 0, range_last = 0, range_total = 0;  // for the Content-Range line of a 206
+};
+
+using HttpHandler = HandlerResult (*)(HttpRequest&);
+
+// One row of the URL table. In order: the first row whose methods and prefix fit gets the request.
+struct UrlRoute {
+    std::string_view prefix;  // may be empty: any URL
+    std::uint32_t methods;
+    HttpHandler handler;
+};
+
+// Fills method, url, version and close from the header text, whatever it looks like: what is not there stays empty, and
+// a request line that says nothing else is one of version 10 with an unknown method.
+void http_parse_request(HttpRequest& request);
+
+// The body that a request header announces.
+struct AnnouncedBody {
+    // unreadable: a length that is no number, or two lengths
+    enum class Coding { none, by_length, chunked, unreadable };
+    Coding coding = Coding::none;
+    std::int64_t length = 0;  // saturated, not negative
+};
+AnnouncedBody http_announced_body(std::string_view header);

@@ -1,0 +1,204 @@
+#include "http/stream.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "core/file.h"
+#include "core/log.h"
+#include "core/settings.h"
+#include "core/thread.h"
+#include "db/store.h"
+#include "http/dlna_headers.h"
+#include "http/file_sender.h"
+#include "http/mime.h"
+#include "http/now_playing.h"
+#include "http/pacing.h"
+#include "http/range.h"
+#include "http/respond.h"
+#include "upnp/clients.h"
+
+namespace {
+
+constexpr std::int64_t kLeastUnit = 1024;
+// What one call hands to the system: large enough to cost nothing, small enough for the now-playing page to move on.
+constexpr std::int64_t kPieceBytes = 1024 * 1024;
+
+// The least unit of a transfer in bytes, by the type of the answer.
+std::int64_t unit_of(std::string_view content_type) {
+    const bool picture = content_type == "image/jpeg" || content_type == "image/x-ycbcr-yuv420";
+    const Setting setting = picture                              ? Setting::picturebuffer
+                            : content_type.starts_with("video/") ? Setting::videobuffer
+                                                                 : Setting::musicbuffer;
+    return std::max<std::int64_t>(settings_get_int(setting), kLeastUnit);
+}
+
+std::string content_type_of(std::string_view url, std::string_view path) {
+    // A label only: the bytes are the stored file's, whose name tells its rate and channels.
+    if (str_ends_nocase(url, ".lpcm")) {
+        return text_format(128, "%s;rate=%d;channels=%d", "audio/L16", str_contains(path, "48") ? 48000 : 44100,
+                           str_contains(path, "Mono") ? 1 : 2);
+    }
+    const std::string_view type = mime_of_extension(path_extension(path));
+    return std::string{type.empty() ? "application/octet-stream" : type};
+}
+
+// Kept on purpose: milliseconds times bytes per second, so a receiver that seeks by seconds lands a thousand times too
+// far. Only the low 32 bits of the rate are used, and the product wraps.
+std::int64_t time_seek_offset(std::int64_t milliseconds, std::int64_t size, std::int32_t seconds) {
+    const std::uint64_t rate = static_cast<std::uint32_t>(size / seconds);
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(milliseconds) * rate);
+}
+
+// last - first + 1, wrapping at the far end of 64 bits.
+std::int64_t range_length(std::int64_t first, std::int64_t last) {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(first) + 1u);
+}
+
+struct Transfer {
+    ObjectId id = kNoObject;  // as the URL gave it: an item's or a reference's
+    std::int32_t seconds = 0;
+    std::int64_t asked_first = -1;  // -1: no range asked for
+    std::int64_t offset = 0;        // where it starts in the file
+    std::int64_t length = 0;        // what the file has for it; the answer may announce another length
+};
+
+// Fills the record's length and range and returns the status.
+int settle_range(HttpRequest& request, Transfer& transfer, std::int64_t size) {
+    ByteRange range = http_parse_range(request.header);
+    if (range.first >= 0 && range.time_seek && transfer.seconds != 0) {
+        range.first = time_seek_offset(range.first, size, transfer.seconds);
+        if (range.last >= 0) range.last = time_seek_offset(range.last, size, transfer.seconds);
+    }
+    request.content_length = size;
+    request.range_total = size;
+    transfer.asked_first = range.first;
+
+    // An empty file has no bytes that a range could name: it is sent whole.
+    const bool partial = range.first >= 0 && size > 0;
+    if (partial) {
+        // Kept on purpose: a last byte equal to the size stays, and announces one byte more than there is. A first byte
+        // behind the end makes the length negative: it is not announced then, and nothing is sent.
+        if (range.last < 0 || range.last > size) range.last = size - 1;
+        request.range_first = range.first;
+        request.range_last = range.last;
+        request.content_length = range_length(range.first, range.last);
+        transfer.offset = range.first;
+    }
+    const std::int64_t left = std::max<std::int64_t>(size - transfer.offset, 0);
+    transfer.length = std::clamp<std::int64_t>(request.content_length, 0, left);
+    return partial ? 206 : 200;
+}
+
+// Waits between two stretches, no longer than the connection lives.
+void pause_sending(int socket, std::int32_t milliseconds) {
+    pollfd connection{.fd = socket, .events = 0, .revents = 0};  // an end or a reset is always told
+    if (milliseconds > 0) poll(&connection, 1, milliseconds);
+}
+
+HandlerResult send_body(const HttpRequest& request, const File& file, const Transfer& transfer) {
+    const std::int64_t unit = unit_of(request.content_type);
+    const std::int64_t piece = std::max(kPieceBytes / unit, std::int64_t{1}) * unit;
+    const std::int32_t rate = pacing_rate(request.range_total, transfer.seconds);
+    const bool paced = transfer.seconds > 0 && is_music_client(request.peer);
+    const std::int64_t stretch = pacing_stretch(rate, unit);
+    const std::uint32_t started = uptime_ms();
+
+    FileSender sender{request.socket, file, transfer.offset};
+    std::int64_t sent = 0;
+    std::int64_t since_pause = 0;
+    // Kept on purpose: without a range the position shown counts from -1.
+    now_playing_update(request.peer, transfer.id, transfer.asked_first);
+    while (sent < transfer.length) {
+        std::int64_t wanted = std::min(piece, transfer.length - sent);
+        if (paced) wanted = std::min(wanted, stretch - since_pause);
+        const auto n = sender.send(wanted);
+        if (!n) {
+            log_message(LOG_INFO, LOG_HTTP, "send (%s): %s", request.peer.c_str(), error_text().c_str());
+            return HandlerResult::close;
+        }
+        sent += *n;
+        since_pause += *n;
+        now_playing_update(request.peer, transfer.id, transfer.asked_first + sent);
+        if (*n < wanted) {
+            log_message(LOG_INFO, LOG_HTTP, "file ended before its time (%s)\n", request.url.c_str());
+            break;
+        }
+        if (paced && since_pause >= stretch && sent < transfer.length) {
+            pause_sending(request.socket, pacing_delay_ms(sent, uptime_ms() - started, rate));
+            since_pause = 0;
+        }
+    }
+    // A receiver that was told of more would wait for it, so the end of the connection has to tell it.
+    return sent == request.content_length ? HandlerResult::keep : HandlerResult::close;
+}
+
+}  // namespace
+
+HandlerResult disk_handler(HttpRequest& request) {
+    constexpr std::string_view kMark = "disk/";
+    const std::size_t mark = request.url.find(kMark);
+    if (mark == std::string::npos) return HandlerResult::close;
+    const std::string_view id_text = std::string_view{request.url}.substr(mark + kMark.size());
+    const auto resource = db_get_resource(id_text);
+    if (!resource) return http_send_not_found(request);
+
+    std::string path = resource->path;
+    if (request.url.size() > 4 && request.url.ends_with(".idx")) path = idx_path_for(path).value_or(path);
+    const auto status = file_status(path);
+    if (!status || !status->regular) return http_send_not_found(request);
+    // Counts as played from here on, be it a HEAD or a file that may not be read.
+    db_played(id_text);
+    const File file = file_open_regular(path);
+    if (!file) return http_send_not_found(request);
+
+    Transfer transfer{.id = text_int(id_text), .seconds = resource->seconds};
+    request.content_type = content_type_of(request.url, path);
+    request.extra_headers += dlna_answer_headers(request.header, request.content_type, path);
+    const int answer = settle_range(request, transfer, status->size);
+    if (transfer.length != request.content_length) request.close = true;
+
+    const bool body = request.method != kHead;
+    if (!http_send_header(request, answer, body && transfer.length > 0 ? BodyFollows::yes : BodyFollows::no))
+        return HandlerResult::close;
+    return body ? send_body(request, file, transfer) : HandlerResult::keep;
+}
+
+HandlerResult continue_handler(HttpRequest& request) {
+    constexpr std::string_view kMark = "continue/";
+    const std::size_t mark = request.url.find(kMark);
+    if (mark == std::string::npos) return HandlerResult::close;
+    const std::string_view id_text = std::string_view{request.url}.substr(mark + kMark.size());
+    const auto resource = db_get_resource(id_text);
+    if (!resource) return http_send_not_found(request);
+
+    // The offset of the URL is the only range that counts: whatever else the client wrote about ranges loses its name.
+    for (std::size_t at = 0; (at = str_find_nocase(request.header, "range", at)) != std::string::npos;)
+        request.header[at] = 'X';
+
+    const std::size_t line = id_text.find('_');
+    const std::int64_t offset = line == std::string_view::npos ? 0 : text_int64(id_text.substr(line + 1));
+    // A header that was cut has no line end of its own.
+    if (!request.header.ends_with('\n')) request.header += "\r\n";
+    request.header +=
+        text_format(64, "Range: bytes=%lld-\r\n", static_cast<long long>(std::max<std::int64_t>(offset, 0)));
+
+    const std::string_view extension = path_extension(resource->path);
+    request.url = text_format(256, "%sdisk/%ld.%s", request.url.substr(0, mark).c_str(),
+                              static_cast<long>(text_int(id_text)), std::string{extension}.c_str());
+    return disk_handler(request);
+}
+
+Text idx_path_for(std::string_view media_path) {
+    const Text setting = settings_get(Setting::idxdir);
+    if (!has_text(setting)) return std::nullopt;
+    std::string path{str_left(*setting, 1024)};
+    if (!path.ends_with('/')) path += '/';
+    // A "/" in front of the whole path does not count.
+    const std::size_t slash = media_path.rfind('/');
+    if (slash != std::string_view::npos && slash > 0) path.append(media_path.substr(slash + 1)).append(".idx");
+    return path;
+}

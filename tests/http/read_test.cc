@@ -1,0 +1,162 @@
+#include "http/read.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+#include "http/body.h"
+#include "support/http_peer.h"
+
+namespace {
+
+constexpr BodyLimits kLimits{.bytes = 100, .silence_ms = 5000, .deadline_ms = 5000};
+
+// What is still in the socket once the header or body was taken off it.
+std::string rest_of(PeerPair& pair) {
+    pair.far.end_sending();
+    return pair.near.read_all();
+}
+
+std::string header_of(std::size_t bytes) {
+    return "GET / HTTP/1.1\r\nX: " + std::string(bytes - 23, 'x') + "\r\n\r\n";
+}
+
+TEST(ReadHeader, TakesExactlyTheHeader) {
+    PeerPair pair;
+    pair.far.send("GET / HTTP/1.1\r\nA: b\r\n\r\nbody\r\n\r\n");
+    const ReadHeader header = http_read_header(pair.near.fd());
+    EXPECT_EQ(header.end, HeaderEnd::complete);
+    EXPECT_EQ(header.text, "GET / HTTP/1.1\r\nA: b\r\n\r\n");
+    EXPECT_EQ(rest_of(pair), "body\r\n\r\n");
+}
+
+TEST(ReadHeader, PutsPiecesTogether) {
+    // No end before the last four bytes: a CR or LF out of place starts the count anew.
+    const std::string whole = "GET / HTTP/1.1\r\nA: \r\r\n\n\r\n\r\r\n\r\n\r\n";
+    PeerPair pair;
+    {
+        const std::jthread sender{[&] {
+            for (const char c : whole) pair.far.send({&c, 1});
+            pair.far.send("next");
+        }};
+        EXPECT_EQ(http_read_header(pair.near.fd()).text, whole);
+    }
+    EXPECT_EQ(rest_of(pair), "next");
+}
+
+struct LengthCase {
+    const char* name;
+    std::string sent;
+    HeaderEnd end;
+    std::size_t kept;
+    std::size_t left;
+};
+class HeaderLength : public testing::TestWithParam<LengthCase> {};
+
+TEST_P(HeaderLength, IsBounded) {
+    PeerPair pair;
+    pair.far.send(GetParam().sent);
+    pair.far.end_sending();
+    const ReadHeader header = http_read_header(pair.near.fd());
+    EXPECT_EQ(header.end, GetParam().end);
+    EXPECT_EQ(header.text, GetParam().sent.substr(0, GetParam().kept));
+    EXPECT_EQ(pair.near.read_all().size(), GetParam().left);
+}
+
+INSTANTIATE_TEST_SUITE_P(Http, HeaderLength,
+                         testing::ValuesIn<LengthCase>({
+                             {"nothing", "", HeaderEnd::none, 0, 0},
+                             {"ends_before_it_is_complete", "GET / HTTP/1.1\r\n\r", HeaderEnd::none, 0, 0},
+                             {"line_feeds_only", "GET / HTTP/1.1\n\n", HeaderEnd::none, 0, 0},
+                             {"complete_of_1023", header_of(1023), HeaderEnd::complete, 1023, 0},
+                             {"complete_of_1024", header_of(1024), HeaderEnd::complete, 1023, 0},
+                             {"complete_of_1025", header_of(1025), HeaderEnd::too_small, 1023, 1},
+                             {"endless_1023", std::string(1023, 'x'), HeaderEnd::none, 0, 0},
+                             {"endless_1024", std::string(1024, 'x'), HeaderEnd::too_small, 1023, 0},
+                             {"endless_65536", std::string(65536, 'x'), HeaderEnd::too_small, 1023, 64512},
+                         }),
+                         [](const auto& row) { return std::string{row.param.name}; });
+
+TEST(ReadHeader, GivesUpOnOneThatIsNotCompleteInTime) {
+    PeerPair pair;
+    EXPECT_EQ(http_read_header(pair.near.fd(), 20).end, HeaderEnd::none) << "no first byte";
+    pair.far.send("GET / HT");
+    EXPECT_EQ(http_read_header(pair.near.fd(), -1, 20).end, HeaderEnd::none) << "no end";
+}
+
+struct ChunkCase {
+    const char* name;
+    std::string sent;
+    BodyEnd end;
+    std::string text;
+    std::string left;
+};
+class Chunks : public testing::TestWithParam<ChunkCase> {};
+
+TEST_P(Chunks, AreJoinedUpToTheLast) {
+    PeerPair pair;
+    pair.far.send(GetParam().sent);
+    pair.far.end_sending();
+    const ReadBody body = http_read_chunks(pair.near.fd(), kLimits);
+    EXPECT_EQ(body.end, GetParam().end);
+    EXPECT_EQ(body.text, GetParam().text);
+    EXPECT_EQ(pair.near.read_all(), GetParam().left);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Http, Chunks,
+    testing::ValuesIn<ChunkCase>({
+        {"two", "5\r\nhello\r\n6\r\n world\r\n0\r\n\r\nGET /", BodyEnd::complete, "hello world", "GET /"},
+        {"upper_case_and_zeros", "000A\r\n0123456789\r\n0\r\n\r\n", BodyEnd::complete, "0123456789", ""},
+        {"extension", "2;a=b\r\nhi\r\n0\r\n\r\n", BodyEnd::complete, "hi", ""},
+        {"line_feed_alone", "2\nhi\r\n0\n\r\n", BodyEnd::complete, "hi", ""},
+        {"empty", "0\r\n\r\n", BodyEnd::complete, "", ""},
+        {"just_the_limit", "64\r\n" + std::string(100, 'x') + "\r\n0\r\n\r\n", BodyEnd::complete, std::string(100, 'x'),
+         ""},
+        {"one_more", "65\r\n" + std::string(101, 'x'), BodyEnd::too_large, "", std::string(101, 'x')},
+        {"one_more_in_two", "64\r\n" + std::string(100, 'x') + "\r\n1\r\ny", BodyEnd::too_large, std::string(100, 'x'),
+         "y"},
+        {"negative", "-1\r\n", BodyEnd::malformed, "", ""},
+        {"32_bits", "ffffffff\r\n", BodyEnd::too_large, "", ""},
+        {"64_bits", "fffffffffffffff0\r\n", BodyEnd::too_large, "", ""},
+        {"17_digits", "10000000000000005\r\n", BodyEnd::malformed, "", ""},
+        {"21_digits", "123456789012345678901\r\n", BodyEnd::malformed, "", "1\r\n"},
+        {"no_line_end_behind_the_data", "2\r\nhixx0\r\n\r\n", BodyEnd::malformed, "hi", "0\r\n\r\n"},
+        {"size_line_cut", "2", BodyEnd::closed, "", ""},
+        {"data_cut", "5\r\nhel", BodyEnd::closed, "hel", ""},
+        {"no_last_chunk", "2\r\nhi\r\n", BodyEnd::closed, "hi", ""},
+        {"trailer", "2\r\nhi\r\n0\r\nX: y\r\n\r\n", BodyEnd::malformed, "hi", " y\r\n\r\n"},
+    }),
+    [](const auto& row) { return std::string{row.param.name}; });
+
+TEST(ReadBody, ByLengthTakesThatManyBytes) {
+    PeerPair pair;
+    pair.far.send("hello!");
+    EXPECT_EQ(http_read_sized(pair.near.fd(), 5, kLimits).text, "hello");
+    EXPECT_EQ(http_read_sized(pair.near.fd(), 101, kLimits).end, BodyEnd::too_large);
+    pair.far.end_sending();
+    const ReadBody cut = http_read_sized(pair.near.fd(), 5, kLimits);
+    EXPECT_EQ(cut.end, BodyEnd::closed);
+    EXPECT_EQ(cut.text, "!");
+}
+
+TEST(ReadBody, ByCloseTakesAllUpToTheLimit) {
+    for (const std::size_t size : {std::size_t{0}, kLimits.bytes, kLimits.bytes + 1}) {
+        PeerPair pair;
+        pair.far.send(std::string(size, 'x'));
+        pair.far.end_sending();
+        const ReadBody body = http_read_to_close(pair.near.fd(), kLimits);
+        EXPECT_EQ(body.end, size <= kLimits.bytes ? BodyEnd::complete : BodyEnd::too_large) << size;
+    }
+}
+
+TEST(ReadBody, ThatIsTooSlowIsLate) {
+    PeerPair pair;
+    pair.far.send("4\r\nhi");
+    EXPECT_EQ(http_read_sized(pair.near.fd(), 99, {100, 20, 5000}).end, BodyEnd::late) << "silence";
+    EXPECT_EQ(http_read_chunks(pair.near.fd(), {100, 5000, 20}).end, BodyEnd::late) << "deadline";
+    EXPECT_EQ(http_read_to_close(pair.near.fd(), {100, 20, 20}).end, BodyEnd::late);
+}
+
+}  // namespace
