@@ -1,0 +1,234 @@
+#include "upnp/content_directory.h"
+
+#include <utility>
+
+#include "core/settings.h"
+#include "core/text_buffer.h"
+#include "db/browse_id.h"
+#include "db/didl.h"
+#include "db/listing.h"
+#include "db/store.h"
+#include "db/update.h"
+#include "upnp/clients.h"
+#include "upnp/soap.h"
+#include "upnp/xml_escape.h"
+
+namespace {
+
+enum Fault : int {
+    kNone = 0,
+    kBadArguments = 402,
+    kNoSuchObject = 701,
+    kBadSearchCriteria = 708,
+};
+
+// An answer that has grown this long takes no further object, however many were asked for.
+constexpr std::size_t kAnswerStop = 195'001;
+constexpr std::size_t kFirstCapacity = 16 * 1024;
+
+// ---- the frame around the objects
+
+constexpr const char* kListHead =
+    "<u:%sResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"><Result>&lt;DIDL-Lite "
+    "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
+    "xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\"&gt;";
+
+// The UpdateID is always 0: receivers follow the evented ids.
+constexpr const char* kListTail =
+    "&lt;/DIDL-Lite&gt;</Result><NumberReturned>%d</NumberReturned><TotalMatches>%d</TotalMatches>"
+    "<UpdateID>0</UpdateID>";
+
+class ListAnswer {
+public:
+    ListAnswer(const char* action, const Text& filter, const HttpRequest& request)
+        : action_(action), filter_(filter), receiver_(didl_receiver(request.peer, request.base_url)) {
+        text_.append(text_format(1024, kListHead, action_));
+    }
+
+    // The only work on an answer that needs the store.
+    void append(const StoreLock& lock, const MediaObject& object) {
+        didl_append_object(lock, text_, object, filter_, receiver_);
+        ++returned_;
+    }
+    // Objects from first on, at most limit of them (0: no limit). Both are ui4 on the wire, so what a 32-bit number
+    // shows as negative is beyond every list, or no limit.
+    void append_window(const StoreLock& lock, const ObjectIds& ids, std::int32_t first, std::int32_t limit) {
+        const auto start = static_cast<std::size_t>(static_cast<std::uint32_t>(first));
+        const auto count = static_cast<std::size_t>(static_cast<std::uint32_t>(limit));
+        for (std::size_t at = start; at < ids.size() && (count == 0 || at - start < count); ++at) {
+            append(lock, *tree_object(lock, ids[at]));
+            if (text_.length() >= kAnswerStop) break;
+        }
+    }
+
+    HandlerResult send(HttpRequest& request, std::size_t total, std::string_view after_update_id = {}) {
+        text_.append(text_format(1024, kListTail, returned_, static_cast<int>(total))).append(after_update_id);
+        text_.append("</u:").append(action_).append("Response>").append(kSoapTail);
+        return soap_send_response(request, text_.text());
+    }
+
+private:
+    const char* action_;
+    DidlFilter filter_;
+    DidlReceiver receiver_;
+    TextBuffer text_{kSoapHead, kFirstCapacity};
+    int returned_ = 0;
+};
+
+HandlerResult send_short_answer(HttpRequest& request, std::string_view action, std::string_view arguments) {
+    TextBuffer text{kSoapHead, 1024};
+    text.append("<u:").append(action).append("Response xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">");
+    text.append(arguments).append("</u:").append(action).append("Response>").append(kSoapTail);
+    return soap_send_response(request, text.text());
+}
+
+// ---- what is asked for
+
+struct WantedContainer {
+    const MediaContainer* container = nullptr;
+    Fault fault = kNone;
+};
+WantedContainer find_container(const StoreLock& lock, const BrowseId& id) {
+    const MediaObject* const object = tree_object(lock, db_map_browse_id(lock, id));
+    if (object == nullptr) return {.fault = kNoSuchObject};
+    const MediaContainer* const container = as_container(object);
+    return {.container = container, .fault = container != nullptr ? kNone : kBadArguments};
+}
+
+// Some receivers put more behind the one id they ask for, and mean the id alone.
+void cut_behind_pinned_id(std::string& criteria) {
+    constexpr std::size_t kFirstDigit = 8;  // of `@id = "1`, so that the closing quote is found
+    if (!criteria.starts_with("@id =")) return;
+    const std::size_t closing = criteria.find('"', kFirstDigit);
+    if (closing != std::string::npos) criteria.resize(closing + 1);
+}
+
+std::string search_text(const HttpRequest& request, const Text& search_criteria) {
+    std::string text = xml_unescape(text_or_empty(search_criteria));
+    if (client_type(request.peer) == ClientKind::sony) cut_behind_pinned_id(text);
+    return text;
+}
+
+}  // namespace
+
+HandlerResult browse_direct_children(HttpRequest& request, const BrowseArguments& arguments) {
+    if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
+    const BrowseId id = browse_id_read(*arguments.object_id, request.peer);
+    const ListingOrder order = listing_order(arguments.sort_criteria);
+    ListAnswer answer{"Browse", arguments.filter, request};
+    std::size_t total = 0;
+    Fault fault = kNone;
+    {
+        StoreLock lock;
+        const WantedContainer wanted = find_container(lock, id);
+        fault = wanted.fault;
+        if (fault == kNone) {
+            const Listing listing = listing_children(lock, *wanted.container, order);
+            total = listing->size();
+            answer.append_window(lock, *listing, arguments.starting_index, arguments.requested_count);
+        }
+    }
+    return fault != kNone ? soap_send_fault(request, fault) : answer.send(request, total);
+}
+
+HandlerResult browse_metadata(HttpRequest& request, const Text& object_id, const Text& filter) {
+    if (!object_id) return soap_send_fault(request, kNoSuchObject);
+    const BrowseId id = browse_id_read(*object_id, request.peer);
+    ListAnswer answer{"Browse", filter, request};
+    bool found = false;
+    {
+        StoreLock lock;
+        const MediaObject* const object = tree_object(lock, db_map_browse_id(lock, id));
+        found = object != nullptr;
+        if (found) answer.append(lock, *object);
+    }
+    return found ? answer.send(request, 1) : soap_send_fault(request, kNoSuchObject);
+}
+
+HandlerResult browse_by_letter(HttpRequest& request, const BrowseArguments& arguments, const Text& starting_letter) {
+    if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
+    const BrowseId id = browse_id_read(*arguments.object_id, request.peer);
+    const ListingOrder order = listing_order(arguments.sort_criteria);
+    ListAnswer answer{"X_BrowseByLetter", arguments.filter, request};
+    std::size_t start = 0, total = 0;
+    Fault fault = kNone;
+    {
+        StoreLock lock;
+        const WantedContainer wanted = find_container(lock, id);
+        fault = wanted.fault;
+        if (fault == kNone) {
+            const Listing listing = listing_sorted_children(lock, *wanted.container, order);
+            total = listing->size();
+            start = listing_find_letter(lock, *wanted.container, order, *listing, text_or_empty(starting_letter));
+            answer.append_window(lock, *listing, static_cast<std::int32_t>(start), arguments.requested_count);
+        }
+    }
+    if (fault != kNone) return soap_send_fault(request, fault);
+    return answer.send(request, total, text_format(64, "<StartingIndex>%d</StartingIndex>", static_cast<int>(start)));
+}
+
+HandlerResult search(HttpRequest& request, const BrowseArguments& arguments, const Text& search_criteria) {
+    if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
+    const BrowseId id = browse_id_read(*arguments.object_id, request.peer);
+    std::string text = search_text(request, search_criteria);
+    std::optional<SearchCriteria> criteria = search_compile(text);
+    if (!criteria) return soap_send_fault(request, kBadSearchCriteria);
+    const SearchQuery query{.text = std::move(text),
+                            .criteria = std::move(*criteria),
+                            .each_title_once = client_type(request.peer) == ClientKind::roku_soundbridge,
+                            .order = listing_order(arguments.sort_criteria)};
+    ListAnswer answer{"Search", arguments.filter, request};
+    std::size_t total = 0;
+    {
+        StoreLock lock;
+        // Kept on purpose: the container that was named narrows nothing down, but its list is filled if it is one.
+        db_map_browse_id(lock, id);
+        const Listing listing = listing_search(lock, query);
+        total = listing->size();
+        answer.append_window(lock, *listing, arguments.starting_index, arguments.requested_count);
+    }
+    return answer.send(request, total);
+}
+
+HandlerResult get_search_capabilities(HttpRequest& request) {
+    std::string_view capabilities =
+        "dc:source,dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,upnp:originalTrackNumber,upnp:class,"
+        "@id,@parentID,@refID,res,upnp:albumArtURI";
+    if (client_type(request.peer) == ClientKind::roku_soundbridge) capabilities = "*";
+    if (settings_get_bool(Setting::nosearch)) capabilities = "";
+    return send_short_answer(request, "GetSearchCapabilities",
+                             str_concat("<SearchCaps>", str_concat(capabilities, "</SearchCaps>")));
+}
+
+HandlerResult get_sort_capabilities(HttpRequest& request) {
+    return send_short_answer(request, "GetSortCapabilities",
+                             "<SortCaps>dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,"
+                             "upnp:originalTrackNumber,res</SortCaps>");
+}
+
+HandlerResult get_system_update_id(HttpRequest& request) {
+    return send_short_answer(request, "GetSystemUpdateID",
+                             text_format(32, "<Id>%u</Id>", static_cast<unsigned>(db_system_update_id())));
+}
+
+HandlerResult update_object(HttpRequest& request, const XmlNode* body) {
+    constexpr const char* kAnswer =
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n"
+        "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+        "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\r\n<s:Body>\r\n%s</s:Body>\r\n</s:Envelope>";
+    constexpr const char* kResponse =
+        "<u:UpdateObjectResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\" />\r\n";
+
+    // Each tag value is an XML fragment ("<title>Old</title>") that travelled as text.
+    const auto fragment = [&](std::string_view argument) {
+        return xml_parse(xml_unescape(text_or_empty(xml_get_text(body, argument))));
+    };
+    const auto current = fragment("CurrentTagValue"), wanted = fragment("NewTagValue");
+    if (current == nullptr && wanted == nullptr) return soap_send_fault(request, kBadArguments);
+    const Text field = current != nullptr ? Text{current->name} : std::nullopt;
+    const auto value = [&](const XmlNode* node) { return field ? xml_get_text(node, *field) : std::nullopt; };
+    const int status =
+        db_update_object(xml_get_text(body, "ObjectID"), field, value(current.get()), value(wanted.get()));
+    if (status != 200) return soap_send_fault(request, status);
+    return soap_send_response(request, text_format(400, kAnswer, kResponse));
+}

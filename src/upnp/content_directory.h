@@ -1,0 +1,30 @@
+// The ContentDirectory:1 actions that read or change the content tree. soap_control takes the arguments out of the
+// request's body and calls one of these; each sends its own answer or a fault. Missing arguments stay missing, missing
+// numbers are 0. Called on the connection's thread without the store lock.
+#pragma once
+
+#include <cstdint>
+
+#include "core/str.h"
+#include "http/request.h"
+#include "upnp/xml.h"
+
+struct BrowseArguments {
+    Text object_id = {};  // ObjectID; of a Search the ContainerID
+    Text filter = {};
+    std::int32_t starting_index = 0;   // X_BrowseByLetter has none
+    std::int32_t requested_count = 0;  // 0: no limit
+    Text sort_criteria = {};
+};
+
+HandlerResult browse_direct_children(HttpRequest& request, const BrowseArguments& arguments);
+HandlerResult browse_metadata(HttpRequest& request, const Text& object_id, const Text& filter);
+HandlerResult browse_by_letter(HttpRequest& request, const BrowseArguments& arguments, const Text& starting_letter);
+// search_criteria as the body held it: decoded once by the parser, and not yet the second time.
+HandlerResult search(HttpRequest& request, const BrowseArguments& arguments, const Text& search_criteria);
+
+HandlerResult get_search_capabilities(HttpRequest& request);
+HandlerResult get_sort_capabilities(HttpRequest& request);
+HandlerResult get_system_update_id(HttpRequest& request);
+// body is the root of the parsed request: ObjectID, CurrentTagValue and NewTagValue are looked for in it. May be null.
+HandlerResult update_object(HttpRequest& request, const XmlNode* body);

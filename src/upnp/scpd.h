@@ -1,0 +1,15 @@
+// The two service descriptions (UPnP Device Architecture 1.0, section 2.3): the actions, their arguments and the state
+// variables behind them, as a control point reads them before it calls.
+#pragma once
+
+#include <string_view>
+
+#include "http/request.h"
+
+// The whole documents; the same text for the life of the process.
+std::string_view content_directory_scpd();
+std::string_view connection_manager_scpd();
+
+// "/ContentDirectory.xml" and "/ConnectionManager.xml".
+HandlerResult serve_cd_scpd(HttpRequest& request);
+HandlerResult serve_cm_scpd(HttpRequest& request);

@@ -1,0 +1,97 @@
+#include "upnp/soap_control.h"
+
+#include <array>
+#include <memory>
+
+#include "core/str.h"
+#include "upnp/connection_manager.h"
+#include "upnp/content_directory.h"
+#include "upnp/soap.h"
+#include "upnp/soap_arguments.h"
+#include "upnp/xml.h"
+
+namespace {
+
+constexpr int kInvalidAction = 401;
+constexpr int kInvalidArgs = 402;
+constexpr int kNotImplemented = 602;
+
+using Action = HandlerResult (*)(HttpRequest& request, const XmlNode* body);
+
+// An action that needs nothing of the body.
+template <HandlerResult (*answer)(HttpRequest&)>
+HandlerResult without_arguments(HttpRequest& request, const XmlNode*) {
+    return answer(request);
+}
+
+HandlerResult not_implemented(HttpRequest& request, const XmlNode*) {
+    return soap_send_fault(request, kNotImplemented);
+}
+
+// children answers BrowseDirectChildren; BrowseMetadata is the same for both actions.
+HandlerResult browse_by_flag(HttpRequest& request, const XmlNode* body, Action children) {
+    const Text flag = xml_get_text(body, "BrowseFlag");
+    if (flag == "BrowseDirectChildren") return children(request, body);
+    if (flag != "BrowseMetadata") return soap_send_fault(request, kInvalidArgs);
+    return browse_metadata(request, xml_get_text(body, "ObjectID"), xml_get_text(body, "Filter"));
+}
+
+HandlerResult browse(HttpRequest& request, const XmlNode* body) {
+    return browse_by_flag(request, body, [](HttpRequest& asked, const XmlNode* tree) {
+        return browse_direct_children(asked, soap_browse_arguments(tree, "ObjectID"));
+    });
+}
+
+HandlerResult x_browse_by_letter(HttpRequest& request, const XmlNode* body) {
+    return browse_by_flag(request, body, [](HttpRequest& asked, const XmlNode* tree) {
+        return browse_by_letter(asked, soap_browse_arguments(tree, "ObjectID"), xml_get_text(tree, "StartingLetter"));
+    });
+}
+
+HandlerResult search_tree(HttpRequest& request, const XmlNode* body) {
+    return search(request, soap_browse_arguments(body, "ContainerID"), xml_get_text(body, "SearchCriteria"));
+}
+
+// Kept on purpose: a complete request is told apart from one without its Direction, though neither is served.
+HandlerResult prepare_for_connection(HttpRequest& request, const XmlNode* body) {
+    return soap_send_fault(request, xml_get_text(body, "Direction") ? kNotImplemented : kInvalidArgs);
+}
+
+struct ActionRow {
+    std::string_view name;
+    Action answer;
+};
+
+// In order: the first name that occurs anywhere behind SOAPACTION decides.
+constexpr auto kActions = std::to_array<ActionRow>({
+    {"ContentDirectory:1#GetSearchCapabilities", without_arguments<get_search_capabilities>},
+    {"ContentDirectory:1#GetSortCapabilities", without_arguments<get_sort_capabilities>},
+    {"ContentDirectory:1#GetSystemUpdateID", without_arguments<get_system_update_id>},
+    {"ContentDirectory:1#X_BrowseByLetter", x_browse_by_letter},
+    {"ContentDirectory:1#Browse", browse},
+    {"ContentDirectory:1#Search", search_tree},
+    {"ContentDirectory:1#CreateObject", not_implemented},
+    {"ContentDirectory:1#DestroyObject", not_implemented},
+    {"ContentDirectory:1#UpdateObject", update_object},
+    {"ContentDirectory:1#ImportResource", not_implemented},
+    {"ContentDirectory:1#ExportResource", not_implemented},
+    {"ContentDirectory:1#StopTransferResource", not_implemented},
+    {"ContentDirectory:1#GetTransferProgress", not_implemented},
+    {"ContentDirectory:1#DeleteResource", not_implemented},
+    {"ContentDirectory:1#CreateReference", not_implemented},
+    {"ConnectionManager:1#GetProtocolInfo", without_arguments<cm_get_protocol_info>},
+    {"ConnectionManager:1#PrepareForConnection", prepare_for_connection},
+    {"ConnectionManager:1#ConnectionComplete", not_implemented},
+    {"ConnectionManager:1#GetCurrentConnectionIDs", without_arguments<cm_get_current_connection_ids>},
+    {"ConnectionManager:1#GetCurrentConnectionInfo", without_arguments<cm_get_current_connection_info>},
+});
+
+}  // namespace
+
+HandlerResult soap_control_handler(HttpRequest& request) {
+    const std::string_view action = soap_action_of(request.header);
+    const std::unique_ptr<XmlNode> body = xml_parse(request.content);
+    for (const ActionRow& row : kActions)
+        if (str_contains(action, row.name)) return row.answer(request, body.get());
+    return soap_send_fault(request, kInvalidAction);
+}

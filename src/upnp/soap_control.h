@@ -1,0 +1,7 @@
+// The control URL of both services: finds the action that the request's SOAPACTION header names, takes its arguments
+// out of the body and has it answered. Runs on the connection's thread; every request has its own tree.
+#pragma once
+
+#include "http/request.h"
+
+HandlerResult soap_control_handler(HttpRequest& request);

@@ -1,0 +1,27 @@
+// The UDP sockets of discovery, each tied to one interface. Every one comes back empty (errno says why) when it cannot
+// be had.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <string>
+
+#include "core/socket.h"
+
+constexpr std::uint16_t kReplyPort = 9080;       // first port tried for answers
+constexpr std::uint16_t kExtraReplyPort = 1030;  // the same for the further socket
+
+// Hears the discovery group, and only what arrives on the interface that has the address. The port is shared with other
+// programs of the machine.
+Socket ssdp_listening_socket(in_addr address);
+// Bound to the address, on first_port or one of the 100 above it.
+Socket ssdp_reply_socket(in_addr address, std::uint16_t first_port);
+// For announcements to the group through the interface that has the address. This machine hears them as well.
+Socket ssdp_announcing_socket(in_addr address);
+
+sockaddr_in ssdp_group();
+
+// One datagram; waits at most 20 ms for room in the socket. False when it was not sent, which nobody needs to hear of:
+// the next announcement or search repairs it.
+bool ssdp_send(int socket, const sockaddr_in& to, const std::string& message);

@@ -1,0 +1,358 @@
+#include "upnp/content_directory.h"
+
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+
+#include <functional>
+#include <future>
+
+#include "support/handler_call.h"
+#include "support/store_fixture.h"
+#include "support/well_formed.h"
+#include "upnp/clients.h"
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+constexpr std::size_t kAnyLength = 1u << 30;
+
+// What stands between the two, behind from; empty when it is not there.
+std::string between(const std::string& text, const std::string& first, const std::string& last) {
+    const std::size_t start = text.find(first);
+    const std::size_t end = start == std::string::npos ? start : text.find(last, start + first.size());
+    return end == std::string::npos ? "" : text.substr(start + first.size(), end - start - first.size());
+}
+
+struct Answer {
+    std::string header, body;
+
+    std::string element(const std::string& name) const { return between(body, "<" + name + ">", "</" + name + ">"); }
+    // "12 of 345"
+    std::string counts() const { return element("NumberReturned") + " of " + element("TotalMatches"); }
+    std::string fault() const { return element("errorCode"); }
+    std::vector<std::string> titles() const {
+        std::vector<std::string> out;
+        const std::string open = "&lt;dc:title&gt;", close = "&lt;/dc:title&gt;";
+        for (std::size_t at = body.find(open); at != std::string::npos; at = body.find(open, at + 1))
+            out.push_back(between(body.substr(at), open, close));
+        return out;
+    }
+    // What is not well-formed in the envelope or in the DIDL-Lite in it.
+    std::string xml_faults() const {
+        const std::string envelope = xml_fault(body);
+        return envelope.empty() ? xml_fault(xml_text_in(body, "Result")) : envelope;
+    }
+};
+
+class ContentDirectory : public StoreFixture {
+protected:
+    void SetUp() override {
+        StoreFixture::SetUp();
+        clients_reset();
+    }
+
+    // Runs an action as on a connection of its own, from a receiver of this kind.
+    static Answer run(const std::function<HandlerResult(HttpRequest&)>& action, ClientKind kind = ClientKind::generic) {
+        SocketPair sockets;
+        HttpRequest request = request_for("/ContentDirectory/Control", {}, kPost);
+        request.socket = sockets.server;
+        request.peer = "127.0.0." + std::to_string(100 + static_cast<int>(kind));
+        request.base_url = "http://192.168.0.2:9000/";
+        if (kind != ClientKind::generic) set_client_type(kind, request.peer);
+        auto received = std::async(std::launch::async, [&] { return receive_up_to(sockets.client, kAnyLength); });
+        EXPECT_EQ(action(request), HandlerResult::keep);
+        ::shutdown(sockets.server, SHUT_RDWR);
+        const std::string text = received.get();
+        const std::size_t end = text.find("\r\n\r\n");
+        Answer answer{.header = text.substr(0, end), .body = text.substr(end + 4)};
+        EXPECT_THAT(answer.header, HasSubstr("Content-Length: " + std::to_string(answer.body.size()) + "\r\n"));
+        return answer;
+    }
+    static Answer browse(const BrowseArguments& arguments) {
+        return run([&](HttpRequest& request) { return browse_direct_children(request, arguments); });
+    }
+    static Answer by_letter(const BrowseArguments& arguments, const Text& letter) {
+        return run([&](HttpRequest& request) { return browse_by_letter(request, arguments, letter); });
+    }
+    static Answer search_for(const Text& criteria, ClientKind kind = ClientKind::generic,
+                             BrowseArguments arguments = {.object_id = "0", .filter = "dc:title"}) {
+        return run([&](HttpRequest& request) { return search(request, arguments, criteria); }, kind);
+    }
+    static void add(const std::string& title, const NewItem& with = {}) {
+        NewItem item = with;
+        item.title = title;
+        item.path = "http://h/" + std::to_string(++added_) + ".mp3";
+        ASSERT_EQ(db_add_item(std::move(item)), AddResult::added);
+    }
+    static std::string id_of_container(const std::vector<std::string_view>& titles) {
+        StoreLock lock;
+        return std::to_string(find(lock, titles)->id);
+    }
+    static std::string all_tracks() { return id_of_container({"Music", "All Tracks"}); }
+    static inline int added_ = 0;
+};
+
+constexpr const char* kHead =
+    "<?xml version=\"1.0\" encoding=\"utf-8\"?><s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+    "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><s:Body>";
+
+TEST_F(ContentDirectory, AnswersBrowseToTheByte) {
+    const Answer answer = browse({.object_id = "0", .filter = "", .starting_index = 2, .requested_count = 1});
+    EXPECT_THAT(answer.header, StartsWith("HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=\"UTF-8\"\r\n"));
+    const std::string videos = id_of_container({"Videos"});
+    EXPECT_EQ(answer.body,
+              std::string{kHead} +
+                  "<u:BrowseResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"><Result>"
+                  "&lt;DIDL-Lite xmlns:dc=\"http://purl.org/dc/elements/1.1/\" "
+                  "xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
+                  "xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\"&gt;"
+                  "&lt;container id=\"" +
+                  videos +
+                  "\" parentID=\"0\" childCount=\"2\" restricted=\"1\" "
+                  "searchable=\"1\"&gt;&lt;dc:title&gt;Videos&lt;/dc:title&gt;"
+                  "&lt;upnp:class&gt;object.container&lt;/upnp:class&gt;&lt;/container&gt;"
+                  "&lt;/DIDL-Lite&gt;</Result><NumberReturned>1</NumberReturned><TotalMatches>3</TotalMatches>"
+                  "<UpdateID>0</UpdateID></u:BrowseResponse></s:Body></s:Envelope>");
+
+    const Answer metadata = run([&](HttpRequest& request) { return browse_metadata(request, Text{videos}, Text{""}); });
+    EXPECT_EQ(metadata.element("Result"), answer.element("Result"));
+    EXPECT_EQ(metadata.counts(), "1 of 1");
+}
+
+TEST_F(ContentDirectory, CutsTheWindowThatWasAskedFor) {
+    for (const char* title : {"c", "a", "e", "b", "d"}) add(title);
+    struct {
+        std::int32_t first, count;
+        const char* expected;
+    } constexpr kCases[] = {
+        {0, 0, "abcde"},
+        {0, 2, "ab"},
+        {3, 2, "de"},
+        {3, 9, "de"},
+        {5, 1, ""},
+        {6, 0, ""},
+        {-1, 0, ""},
+        {1, -1, "bcde"},
+        {INT32_MIN, 1, ""},
+        {INT32_MAX, INT32_MAX, ""},
+        {0, INT32_MIN, "abcde"},
+    };
+    for (const auto& row : kCases) {
+        const Answer answer = browse(
+            {.object_id = all_tracks(), .filter = "", .starting_index = row.first, .requested_count = row.count});
+        std::string titles;
+        for (const std::string& title : answer.titles()) titles += title;
+        EXPECT_EQ(titles, row.expected) << row.first << " " << row.count;
+        EXPECT_EQ(answer.counts(), std::to_string(titles.size()) + " of 5");
+    }
+    EXPECT_THAT(browse({.object_id = all_tracks(), .filter = "", .sort_criteria = "-dc:title"}).titles(),
+                ElementsAre("e", "d", "c", "b", "a"));
+}
+
+TEST_F(ContentDirectory, AnswersFaults) {
+    add("a");
+    std::string item;
+    {
+        StoreLock lock;
+        item = std::to_string(store(lock).all_tracks->first_child);
+    }
+    for (const Text& none : {Text{}, Text{"99999999"}, Text{"-1"}, Text{std::string(65'536, '7')}})
+        EXPECT_EQ(browse({.object_id = none}).fault(), "701");
+    EXPECT_EQ(browse({.object_id = item}).fault(), "402");
+    EXPECT_EQ(by_letter({}, "a").fault(), "701");
+    EXPECT_EQ(by_letter({.object_id = item}, "a").fault(), "402");
+    EXPECT_EQ(run([&](HttpRequest& request) { return browse_metadata(request, {}, {}); }).fault(), "701");
+    EXPECT_EQ(search_for("*", ClientKind::generic, {}).fault(), "701");
+    for (const std::string& criteria : {std::string(100'000, '('), std::string{"dc:title = \"open"},
+                                        std::string{"dc:foo = \"x\""}, std::string{"dc:title = \"x\\"}})
+        EXPECT_EQ(search_for(criteria).fault(), "708") << criteria.substr(0, 40);
+}
+
+TEST_F(ContentDirectory, StopsAtTheAnswersSize) {
+    for (int n = 0; n < 400; ++n) add(std::string(900, 'x') + std::to_string(n));
+    const Answer answer = browse({.object_id = all_tracks(), .filter = ""});
+    const std::size_t to_result_end = answer.body.find("&lt;/DIDL-Lite&gt;");
+    EXPECT_GE(to_result_end, 195'001u);
+    EXPECT_LT(to_result_end, 195'001u + 1200);
+    EXPECT_EQ(answer.element("TotalMatches"), "400");
+    EXPECT_EQ(answer.titles().size(), std::stoul(answer.element("NumberReturned")));
+    EXPECT_EQ(answer.xml_faults(), "");
+}
+
+TEST_F(ContentDirectory, BrowsesByLetter) {
+    for (const char* title : {"Queen", "Abba", "Madonna"}) add(title);
+    const auto starts = [&](const Text& letter) {
+        const Answer answer = by_letter({.object_id = all_tracks(), .filter = "", .requested_count = 2}, letter);
+        return answer.element("StartingIndex") + ":" + testing::PrintToString(answer.titles());
+    };
+    EXPECT_EQ(starts("m"), "1:{ \"Madonna\", \"Queen\" }");
+    EXPECT_EQ(starts("MADONNb"), "2:{ \"Queen\" }");
+    EXPECT_EQ(starts("z"), "3:{}");
+    EXPECT_EQ(starts(""), "0:{ \"Abba\", \"Madonna\" }");
+    EXPECT_EQ(starts(std::nullopt), "0:{ \"Abba\", \"Madonna\" }");
+    EXPECT_EQ(starts(std::string(10'000, 'm')), "2:{ \"Queen\" }");
+    EXPECT_THAT(by_letter({.object_id = all_tracks(), .filter = ""}, "m").body,
+                EndsWith("&lt;/DIDL-Lite&gt;</Result><NumberReturned>2</NumberReturned><TotalMatches>3</TotalMatches>"
+                         "<UpdateID>0</UpdateID><StartingIndex>1</StartingIndex></u:X_BrowseByLetterResponse>"
+                         "</s:Body></s:Envelope>"));
+
+    // Titles that descend are looked through one by one.
+    EXPECT_THAT(by_letter({.object_id = all_tracks(), .filter = "", .sort_criteria = "-dc:title"}, "n").titles(),
+                ElementsAre("Queen", "Madonna", "Abba"));
+    // Folders stand before the tracks, with titles that ascend on their own.
+    {
+        StoreLock lock;
+        for (const char* title : {"Bach", "Reger"})
+            db_add_container(lock, *store(lock).all_tracks, {.title = tree_intern(lock, title)});
+    }
+    EXPECT_EQ(starts("m"), "1:{ \"Reger\", \"Abba\" }");
+    EXPECT_EQ(starts("s"), "5:{}");
+    EXPECT_EQ(starts("R"), "1:{ \"Reger\", \"Abba\" }");
+
+    // A child without a title is passed over.
+    {
+        StoreLock lock;
+        tree_add_item(lock, *store(lock).all_tracks, MediaItem{});
+    }
+    add("Zappa");
+    EXPECT_EQ(starts("s"), "6:{ \"Zappa\" }");
+}
+
+TEST_F(ContentDirectory, ListsEveryTextAsWellFormedXml) {
+    const std::vector<std::string> titles = {"<EOI>\n<SOI>",
+                                             "RE:/etc/hostname",
+                                             "]]>&lt;&amp;\"'",
+                                             std::string(700, '&'),
+                                             std::string(988, 'x') + "<\xC3\xA9",
+                                             "\xFF\xFE\x80",
+                                             "\xEF\xBF\xBE\xEF\xBF\xBF",
+                                             "\xF0\x9F\x8E\xB5\xF4\x8F\xBF\xBF",
+                                             "\x01\x1F\x7F\t\r\n",
+                                             std::string(5000, '<')};
+    for (const std::string& text : titles)
+        add(text, {.artist = text,
+                   .album = text,
+                   .genre = text,
+                   .playlist = text,
+                   .date = text,
+                   .duration = text,
+                   .track = 1,
+                   .album_art = 1});
+    db_add_item({.title = "picture",
+                 .media_class = ObjectClass::photo,
+                 .path = "http://h/<&\">.jpg?a=<&\"",
+                 .description = titles[8],
+                 .keywords = titles[2]});
+    db_add_item({.title = "no extension", .path = "http://h/<&\">"});
+    for (const ClientKind kind : {ClientKind::generic, ClientKind::roku_soundbridge, ClientKind::philips_streamium}) {
+        const auto every = run(
+            [](HttpRequest& request) {
+                return search(request, {.object_id = "0"}, "upnp:class derivedfrom \"object\"");
+            },
+            kind);
+        EXPECT_EQ(every.xml_faults(), "") << static_cast<int>(kind);
+        EXPECT_GT(std::stoi(every.element("NumberReturned")), 20);
+    }
+    for (const auto& container :
+         {all_tracks(), id_of_container({"Music", "Playlists"}), id_of_container({"Music", "Artists"})})
+        EXPECT_EQ(browse({.object_id = container}).xml_faults(), "");
+}
+
+TEST_F(ContentDirectory, SearchesTheWholeTreeWhateverItsContainer) {
+    add("Help!", {.artist = "The Beatles"});
+    add("Other");
+    const std::string videos = id_of_container({"Videos"});
+    const auto tracks = [&](const Text& container) {
+        return search_for("dc:title = \"Help!\" and @refID exists \"false\"", ClientKind::generic,
+                          {.object_id = container, .filter = ""});
+    };
+    EXPECT_THAT(tracks(videos).titles(), ElementsAre("Help!"));
+    EXPECT_EQ(tracks("nowhere").counts(), "1 of 1");
+    EXPECT_EQ(search_for(std::nullopt).counts(), "0 of 0");
+    EXPECT_THAT(tracks("0").body, HasSubstr("<u:SearchResponse xmlns:u=\"urn:schemas-upnp-org:service:"
+                                            "ContentDirectory:1\"><Result>&lt;DIDL-Lite"));
+    // Entities that were escaped twice on their way are decoded once more.
+    EXPECT_THAT(search_for("dc:title = &quot;Other&quot; and @refID exists &quot;false&quot;").titles(),
+                ElementsAre("Other"));
+    const Answer page = search_for("upnp:class derivedfrom \"object.item\"", ClientKind::generic,
+                                   {.object_id = "0", .filter = "", .starting_index = 1, .requested_count = 2});
+    EXPECT_EQ(page.element("NumberReturned"), "2");
+    EXPECT_GT(std::stoi(page.element("TotalMatches")), 20);
+}
+
+TEST_F(ContentDirectory, SearchesAsReceiversExpect) {
+    add("Help!");
+    add("HELP!");
+    std::string id;
+    {
+        StoreLock lock;
+        id = std::to_string(store(lock).all_tracks->first_child);
+    }
+    const std::string criteria = "dc:title = \"Help!\" or dc:title = \"HELP!\"";
+    EXPECT_GT(search_for(criteria).titles().size(), 2u);
+    EXPECT_EQ(search_for(criteria, ClientKind::roku_soundbridge).titles().size(), 1u);
+
+    const std::string pinned = "@id = \"" + id + "\" and dc:title = \"nothing\"";
+    EXPECT_THAT(search_for(pinned).titles(), IsEmpty());
+    EXPECT_THAT(search_for(pinned, ClientKind::sony).titles(), ElementsAre("HELP!"));
+    EXPECT_THAT(search_for("@id = " + id, ClientKind::sony).titles(), ElementsAre("HELP!"));
+    EXPECT_THAT(search_for("@id =", ClientKind::sony).titles(), IsEmpty());
+}
+
+TEST_F(ContentDirectory, NamesItsCapabilities) {
+    const auto body = [](HandlerResult (*action)(HttpRequest&), ClientKind kind = ClientKind::generic) {
+        return run(action, kind).body.substr(std::string_view{kHead}.size());
+    };
+    const std::string tail = "</u:GetSearchCapabilitiesResponse></s:Body></s:Envelope>";
+    const std::string head =
+        "<u:GetSearchCapabilitiesResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"><SearchCaps>";
+    EXPECT_EQ(body(get_search_capabilities),
+              head +
+                  "dc:source,dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,upnp:originalTrackNumber,"
+                  "upnp:class,@id,@parentID,@refID,res,upnp:albumArtURI</SearchCaps>" +
+                  tail);
+    EXPECT_EQ(body(get_search_capabilities, ClientKind::roku_soundbridge), head + "*</SearchCaps>" + tail);
+    settings_set(Setting::nosearch, "1");
+    EXPECT_EQ(body(get_search_capabilities, ClientKind::roku_soundbridge), head + "</SearchCaps>" + tail);
+    EXPECT_EQ(body(get_sort_capabilities),
+              "<u:GetSortCapabilitiesResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">"
+              "<SortCaps>dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,upnp:originalTrackNumber,res"
+              "</SortCaps></u:GetSortCapabilitiesResponse></s:Body></s:Envelope>");
+    EXPECT_EQ(body(get_system_update_id),
+              "<u:GetSystemUpdateIDResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"><Id>" +
+                  std::to_string(db_system_update_id()) + "</Id></u:GetSystemUpdateIDResponse></s:Body></s:Envelope>");
+}
+
+TEST_F(ContentDirectory, UpdatesAnObject) {
+    add("Old & Co");
+    ObjectId id = kNoObject;
+    {
+        StoreLock lock;
+        id = store(lock).all_tracks->first_child;
+    }
+    const auto update = [&](const std::string& current, const std::string& wanted) {
+        const auto body = xml_parse("<Body><ObjectID>" + std::to_string(id) + "</ObjectID><CurrentTagValue>" + current +
+                                    "</CurrentTagValue><NewTagValue>" + wanted + "</NewTagValue></Body>");
+        return run([&](HttpRequest& request) { return update_object(request, body.get()); });
+    };
+    EXPECT_EQ(update("", "").fault(), "402");
+    EXPECT_EQ(update("&lt;title&gt;Wrong&lt;/title&gt;", "&lt;title&gt;New&lt;/title&gt;").fault(), "604");
+    EXPECT_EQ(update("&lt;dc:title&gt;x&lt;/dc:title&gt;", "").fault(), "402");
+    EXPECT_EQ(update("", "&lt;title&gt;New&lt;/title&gt;").fault(), "501");
+    const Answer done = update("&lt;title&gt;Old &amp;amp;amp; Co&lt;/title&gt;", "&lt;title&gt;New&lt;/title&gt;");
+    EXPECT_EQ(done.body,
+              "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n<s:Envelope "
+              "xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+              "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\r\n<s:Body>\r\n"
+              "<u:UpdateObjectResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\" />\r\n"
+              "</s:Body>\r\n</s:Envelope>");
+    EXPECT_THAT(browse({.object_id = all_tracks(), .filter = ""}).titles(), ElementsAre("New"));
+    EXPECT_EQ(run([](HttpRequest& request) { return update_object(request, nullptr); }).fault(), "402");
+}
+
+}  // namespace

@@ -1,0 +1,176 @@
+#include "upnp/soap_control.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <utility>
+
+#include "core/settings.h"
+#include "db/store.h"
+#include "support/handler_call.h"
+#include "upnp/soap.h"
+#include "upnp/xml.h"
+
+using testing::HasSubstr;
+
+namespace {
+
+HandlerAnswer post(const std::string& header_lines, const std::string& body) {
+    HttpRequest request = request_for("/ContentDirectory/Control", header_lines, kPost);
+    request.content = body;
+    return call_handler(soap_control_handler, std::move(request));
+}
+
+HandlerAnswer control(const std::string& action, const std::string& body) {
+    return post("SOAPACTION: \"urn:schemas-upnp-org:service:" + action + "\"\r\n", body);
+}
+
+std::string envelope(std::string_view arguments) {
+    return "<?xml version=\"1.0\"?>\r\n<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\">\r\n"
+           "<s:Body><u:Action xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">\r\n" +
+           std::string{arguments} + "\r\n</u:Action></s:Body></s:Envelope>\r\n";
+}
+
+bool length_fits(const HandlerAnswer& answer) {
+    return answer.header("Content-Length") == std::to_string(answer.body.size());
+}
+
+const std::string kBrowseMetadata = "<BrowseFlag>BrowseMetadata</BrowseFlag><ObjectID>0</ObjectID><Filter>*</Filter>";
+const std::string kBrowseChildren =
+    "<ObjectID>0</ObjectID><BrowseFlag>BrowseDirectChildren</BrowseFlag><Filter>*</Filter>"
+    "<StartingIndex>1</StartingIndex><RequestedCount>1</RequestedCount><SortCriteria></SortCriteria>"
+    "<StartingLetter>A</StartingLetter>";
+
+class SoapControl : public testing::Test {
+protected:
+    SoapControl() {
+        settings_set_defaults();
+        db_create();
+    }
+    ~SoapControl() override {
+        db_destroy();
+        settings_free_all();
+    }
+};
+
+}  // namespace
+
+TEST(SoapFault, CarriesTheStatusTypeAndTextOfItsCode) {
+    constexpr const char *xml = "text/xml; charset=\"UTF-8\"", *html = "text/html; charset=UTF-8";
+    constexpr const char *ok = "HTTP/1.1 200 OK", *failed = "HTTP/1.1 500 Internal Server Error";
+    static int asked;
+    struct {
+        int code;
+        const char *status_line, *type, *error;
+    } constexpr kCases[] = {
+        {401, failed, html, "401</errorCode>\n     <errorDescription>invalid Action<"},
+        {402, ok, xml, "402</errorCode>\n     <errorDescription>invalid Args<"},
+        {501, ok, xml, "501</errorCode>\n     <errorDescription>Action Failed<"},
+        {718, failed, html, "718</errorCode>\n     <errorDescription>Invalid InstanceID<"},
+        {700, failed, html, "604</errorCode>\n     <errorDescription>Human Intervention Required<"},
+    };
+    for (const auto& row : kCases) {
+        SCOPED_TRACE(asked = row.code);
+        const HandlerAnswer answer =
+            call_handler([](HttpRequest& request) { return soap_send_fault(request, asked); }, "/");
+        EXPECT_EQ(answer.status_line, row.status_line);
+        EXPECT_EQ(answer.header("Content-Type"), row.type);
+        EXPECT_THAT(answer.body, HasSubstr(std::string{"<errorCode>"} + row.error));
+        EXPECT_EQ(answer.body.find('\0'), answer.body.size() - 1);
+        EXPECT_TRUE(length_fits(answer));
+        EXPECT_EQ(answer.result, HandlerResult::keep);
+    }
+}
+
+TEST(SoapFault, ClosesWhenThePeerIsGone) {
+    SocketPair sockets;
+    sockets.close_client();
+    HttpRequest request = request_for("/");
+    request.socket = sockets.server;
+    EXPECT_EQ(soap_send_fault(request, 401), HandlerResult::close);
+    EXPECT_EQ(soap_send_response(request, "x"), HandlerResult::close);
+}
+
+TEST_F(SoapControl, AnswersWhatTheActionHeaderNames) {
+    struct {
+        const char* action;
+        std::string arguments;
+        const char* answer;
+    } const cases[] = {
+        {"ContentDirectory:1#GetSearchCapabilities", "", "<u:GetSearchCapabilitiesResponse "},
+        {"ContentDirectory:1#GetSortCapabilities", "", "<u:GetSortCapabilitiesResponse "},
+        {"ContentDirectory:1#GetSystemUpdateID", "",
+         "<u:GetSystemUpdateIDResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"><Id>0</Id>"
+         "</u:GetSystemUpdateIDResponse></s:Body></s:Envelope>"},
+        {"ContentDirectory:1#Browse", kBrowseMetadata, "<u:BrowseResponse "},
+        {"ContentDirectory:1#Browse", kBrowseChildren,
+         "<NumberReturned>1</NumberReturned><TotalMatches>3</TotalMatches>"},
+        {"ContentDirectory:1#Browse", "", "<errorCode>402<"},
+        {"ContentDirectory:1#Browse", "<BrowseFlag>browsemetadata</BrowseFlag>", "<errorCode>402<"},
+        {"ContentDirectory:1#Browse", "<BrowseFlag>BrowseMetadata</BrowseFlag>", "<errorCode>701<"},
+        {"ContentDirectory:1#X_BrowseByLetter", kBrowseChildren, "<u:X_BrowseByLetterResponse "},
+        {"ContentDirectory:1#X_BrowseByLetter", kBrowseMetadata, "<u:BrowseResponse "},
+        {"ContentDirectory:1#X_BrowseByLetter", "", "<errorCode>402<"},
+        {"ContentDirectory:1#Search", "<ContainerID>0</ContainerID><SearchCriteria>*</SearchCriteria>",
+         "<u:SearchResponse "},
+        {"ContentDirectory:1#Search", "<ObjectID>0</ObjectID>", "<errorCode>701<"},
+        {"ContentDirectory:1#CreateObject", "", "<errorCode>602<"},
+        {"ContentDirectory:1#UpdateObject", "", "<errorCode>402<"},
+        {"ConnectionManager:1#GetProtocolInfo", "",
+         "<Source>http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*</Source>      "
+         "<Sink></Sink>"},
+        {"ConnectionManager:1#PrepareForConnection", "", "<errorCode>402<"},
+        {"ConnectionManager:1#PrepareForConnection", "<Direction>Output</Direction>", "<errorCode>602<"},
+        {"ConnectionManager:1#GetCurrentConnectionIDs", "", "<ConnectionIDs>0</ConnectionIDs>"},
+        {"ConnectionManager:1#GetCurrentConnectionInfo", "<ConnectionID>5</ConnectionID>",
+         "<u:GetCurrentConnectionInfoResponse "},
+        {"ContentDirectory:1#Rename", "", "<errorCode>401<"},
+        {"ContentDirectory:2#Browse", kBrowseMetadata, "<errorCode>401<"},
+    };
+    for (const auto& row : cases) {
+        const HandlerAnswer answer = control(row.action, envelope(row.arguments));
+        EXPECT_THAT(answer.body, HasSubstr(row.answer)) << row.action << "\n" << row.arguments;
+        EXPECT_TRUE(length_fits(answer)) << row.action;
+    }
+}
+
+TEST_F(SoapControl, KnowsNothingOfAnyConnection) {
+    const HandlerAnswer answer = control("ConnectionManager:1#GetCurrentConnectionInfo", "");
+    EXPECT_EQ(answer.header("Content-Type"), "text/xml; charset=\"UTF-8\"");
+    EXPECT_EQ(answer.body.rfind(kSoapHead, 0), 0u);
+    const auto root = xml_parse(answer.body);
+    const XmlNode* element = xml_find(root.get(), "u:GetCurrentConnectionInfoResponse");
+    ASSERT_NE(element, nullptr);
+    std::string listed;
+    for (element = element->first_child.get(); element != nullptr; element = element->next.get())
+        listed += element->name + "=" + element->text.value_or("?") + " ";
+    EXPECT_EQ(listed,
+              "RcsID=-1 AVTransportID=-1 ProtocolInfo= PeerConnectionManager= PeerConnectionID=-1 Direction=Output "
+              "Status=Unknown ");
+}
+
+TEST_F(SoapControl, LooksForTheActionHeaderInItsOwnCaseFirst) {
+    const std::string browse = ": \"urn:schemas-upnp-org:service:ContentDirectory:1#Browse\"\r\n";
+    const std::string update_id = ": urn:schemas-upnp-org:service:ContentDirectory:1#GetSystemUpdateID\r\n";
+    struct {
+        std::string header_lines;
+        const char* answer;
+    } const cases[] = {
+        {"soapaction" + update_id, "<u:GetSystemUpdateIDResponse "},
+        {"SoapAction" + browse + "SOAPACTION" + update_id, "<u:GetSystemUpdateIDResponse "},
+        {"X-Action" + update_id + "SOAPACTION:\r\n", "<errorCode>401<"},
+        {"", "<errorCode>401<"},
+    };
+    for (const auto& row : cases) {
+        EXPECT_THAT(post(row.header_lines, envelope("")).body, HasSubstr(row.answer)) << row.header_lines;
+    }
+}
+
+TEST_F(SoapControl, AnswersABodyCutAnywhere) {
+    const std::string whole = envelope(kBrowseChildren);
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+        const HandlerAnswer answer = control("ContentDirectory:1#Browse", whole.substr(0, length));
+        ASSERT_EQ(answer.result, HandlerResult::keep) << length;
+        ASSERT_TRUE(length_fits(answer)) << length;
+    }
+}

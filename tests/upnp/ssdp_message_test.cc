@@ -1,0 +1,68 @@
+#include "upnp/ssdp_message.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "core/str.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+constexpr const char* kDate = "Sat, 21 Nov 2026 09:15:26 GMT";
+
+SsdpDevice server(unsigned roles = ROLE_MEDIA_SERVER) {
+    return {.id = "uuid:896659847466-00-1a-2b-3c-4d-5e-789", .address = "10.0.0.7", .http_port = 9000, .roles = roles};
+}
+
+// The values of a header line in each message.
+std::vector<std::string> values(const std::vector<std::string>& messages, const std::string& name) {
+    std::vector<std::string> found;
+    for (const auto& message : messages)
+        found.push_back(str_between(message, "\r\n" + name + ": ", "\r\n").value_or("?"));
+    return found;
+}
+
+TEST(SsdpMessage, TextsAreExact) {
+    const char* const type = "urn:schemas-upnp-org:device:MediaServer:1";
+    EXPECT_THAT(
+        ssdp_messages(server(), type, SsdpMessage::alive, kDate),
+        ElementsAre("NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nCACHE-CONTROL: max-age=1810\r\n"
+                    "LOCATION: http://10.0.0.7:9000/DeviceDescription.xml\r\n"
+                    "NT: urn:schemas-upnp-org:device:MediaServer:1\r\nNTS: ssdp:alive\r\n"
+                    "SERVER: Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0\r\n"
+                    "USN: uuid:896659847466-00-1a-2b-3c-4d-5e-789::urn:schemas-upnp-org:device:MediaServer:1\r\n"
+                    "\r\n"));
+    EXPECT_THAT(
+        ssdp_messages(server(), type, SsdpMessage::search_reply, kDate),
+        ElementsAre("HTTP/1.1 200 OK\r\nCACHE-CONTROL: max-age=1810\r\nDATE: Sat, 21 Nov 2026 09:15:26 GMT\r\nEXT:\r\n"
+                    "LOCATION: http://10.0.0.7:9000/DeviceDescription.xml\r\n"
+                    "SERVER: Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0\r\n"
+                    "ST: urn:schemas-upnp-org:device:MediaServer:1\r\n"
+                    "USN: uuid:896659847466-00-1a-2b-3c-4d-5e-789::urn:schemas-upnp-org:device:MediaServer:1\r\n"
+                    "Content-Length: 0\r\n\r\n"));
+    EXPECT_EQ(ssdp_byebye_messages(server()).front(),
+              "NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nNT: uuid:896659847466-00-1a-2b-3c-4d-5e-789\r\n"
+              "NTS: ssdp:byebye\r\nUSN: uuid:896659847466-00-1a-2b-3c-4d-5e-789\r\n\r\n");
+}
+
+TEST(SsdpMessage, SetsHoldTheRowsOfTheRolesInTheirOrder) {
+    const auto all = [](unsigned roles) {
+        return values(ssdp_messages(server(roles), "ssdp:all", SsdpMessage::search_reply, kDate), "ST");
+    };
+    EXPECT_THAT(all(0), ElementsAre("uuid:896659847466-00-1a-2b-3c-4d-5e-789", "upnp:rootdevice"));
+    EXPECT_THAT(
+        all(ROLE_RENDERER),
+        ElementsAre("uuid:896659847466-00-1a-2b-3c-4d-5e-789", "upnp:rootdevice",
+                    "urn:schemas-upnp-org:device:MediaRenderer:1", "urn:schemas-upnp-org:service:ConnectionManager:1",
+                    "urn:schemas-upnp-org:service:AVTransport:1", "urn:schemas-upnp-org:device:RenderingControl:1"));
+    EXPECT_THAT(
+        values(ssdp_byebye_messages(server(ROLE_MEDIA_SERVER | ROLE_RENDERER)), "NT"),
+        ElementsAre("uuid:896659847466-00-1a-2b-3c-4d-5e-789", "upnp:rootdevice",
+                    "urn:schemas-upnp-org:device:MediaServer:1", "urn:schemas-upnp-org:service:ContentDirectory:1",
+                    "urn:schemas-upnp-org:service:ConnectionManager:1", "urn:schemas-upnp-org:device:MediaRenderer:1",
+                    "urn:schemas-upnp-org:device:RenderingControl:1",
+                    "urn:schemas-upnp-org:service:ConnectionManager:1", "urn:schemas-upnp-org:service:AVTransport:1"));
+}
+
+}  // namespace
