@@ -1,0 +1,42 @@
+# shellcheck shell=bash disable=SC2034
+# Sourced by the other scripts: which Debian packages a job needs, and one function that installs those that are missing.
+# A second run asks dpkg only, so it is quick and needs neither root nor a network.
+
+BUILD_PACKAGES=(g++ cmake ninja-build python3)
+RUN_PACKAGES=("${BUILD_PACKAGES[@]}")
+TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libgmock-dev libexpat1-dev python3-pytest curl ffmpeg iproute2 util-linux
+               gupnp-tools python3-gi gir1.2-gupnp-1.6 gir1.2-gssdp-1.6)
+BENCH_PACKAGES=("${BUILD_PACKAGES[@]}" libbenchmark-dev iproute2 util-linux curl)
+FUZZ_PACKAGES=("${BUILD_PACKAGES[@]}" clang libclang-rt-dev libgtest-dev libgmock-dev libexpat1-dev)
+LINT_PACKAGES=("${BUILD_PACKAGES[@]}" clang-format clang-tidy)
+
+package_is_installed() {
+  [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+# install_packages NAME...: leaves what is there alone; without root it asks sudo, and says what to do where there is none.
+install_packages() {
+  local missing=() name as_root=()
+  for name in "$@"; do
+    package_is_installed "$name" || missing+=("$name")
+  done
+  [ "${#missing[@]}" -gt 0 ] || return 0
+
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+      echo "Missing packages: ${missing[*]}" >&2
+      echo "Install them as root: apt-get install ${missing[*]}" >&2
+      return 1
+    fi
+    as_root=(sudo)
+  fi
+  echo "Installing ${missing[*]}"
+  "${as_root[@]}" apt-get update -qq
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -qq -y --no-install-recommends "${missing[@]}" </dev/null
+}
+
+# Sets the array LAUNCHER to what makes cmake compile through ccache where that is installed.
+LAUNCHER=()
+if command -v ccache >/dev/null; then
+  LAUNCHER=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi

@@ -1,0 +1,44 @@
+#include "routes.h"
+
+#include <array>
+
+#include "http/now_playing.h"
+#include "http/playlist_page.h"
+#include "http/request.h"
+#include "http/server.h"
+#include "http/stream.h"
+#include "http/upgrade_files.h"
+#include "scan/rescan_page.h"
+#include "upnp/description.h"
+#include "upnp/scpd.h"
+#include "upnp/soap_control.h"
+#include "upnp/ssdp.h"
+
+namespace {
+
+// In order: the first row whose methods and prefix fit gets the request, and a request with an unknown method the first
+// row whose prefix fits.
+constexpr auto kRoutes = std::to_array<UrlRoute>({
+    {"/DeviceDescription.xml", kGet | kHead, serve_device_description},
+    {"/ConnectionManager.xml", kGet | kHead, serve_cm_scpd},
+    {"/ConnectionManager/Control", kPost, soap_control_handler},
+    {"/ContentDirectory.xml", kGet | kHead, serve_cd_scpd},
+    {"/ContentDirectory/Control", kPost, soap_control_handler},
+    {"/NetgearUpgrade", kGet | kHead, upgrade_file_handler},
+    {"/file%3A", kGet | kHead, upgrade_file_handler},
+    {"/disk", kGet | kHead, disk_handler},
+    {"/continue", kGet | kHead, continue_handler},
+    {"/m3u", kGet | kHead, m3u_handler},
+    {"/rescan", kGet, rescan_page},
+    {"/rpc", kGet, rpc_handler},
+});
+
+}  // namespace
+
+void register_http_handlers() {
+    for (const UrlRoute& route : kRoutes) register_http_handler(route.handler, route.methods, route.prefix);
+}
+
+void register_packet_handlers() {
+    ssdp_register_msearch_handler();
+}

@@ -1,0 +1,6 @@
+// The only list of all handlers: which URL goes to whom, and who sees the datagrams of the discovery group.
+#pragma once
+
+// Once in the life of the process, before the first listener opens.
+void register_http_handlers();
+void register_packet_handlers();

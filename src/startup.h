@@ -1,0 +1,43 @@
+// Start and end of the whole server: the order in which its parts are started, the addresses it is served on, and the
+// shutdown. Every long-lived thread has a running flag here; stopping asks them all, waits a bounded time and goes on
+// regardless, telling which of them did not end.
+#pragma once
+
+#include "core/thread.h"
+
+// The process-wide flags, in the order in which a shutdown that was too slow reports them. Those of the imports, of the
+// persistence file and of eventing belong to threads that are not part of this build, and stay idle.
+struct RunningFlags {
+    RunningFlag upnp_server;  // all listeners and discovery instances as a whole
+    RunningFlag radio;
+    RunningFlag itunes;
+    RunningFlag winamp;
+    RunningFlag file_scan;
+    RunningFlag external_db_scan;
+    RunningFlag db_read_file;
+    RunningFlag db_write_file;
+    RunningFlag eventing;
+    RunningFlag ipod;  // waited for, but never named in the report
+};
+RunningFlags& running_flags();
+
+// main: reads the settings, goes into the background if asked to, starts everything and waits for the signal that ends
+// it.
+[[noreturn]] void run_server(int argc, const char* const* argv);
+
+// Starts every part in order, from the settings as they are. Ends the process where no address can be served.
+void start_all();
+// Stops every part and frees the content tree; a few seconds at most. start_all may follow.
+void stop_all();
+
+// One HTTP listener and one discovery instance for each address. Nothing happens when the flag runs already.
+void server_start(RunningFlag& flag);
+void server_stop(RunningFlag& flag);
+
+// Stops everything, reads the ini file again and starts everything. In a thread of its own, because it outlives the
+// connection that asks for it; the answer to that has half a second to get out.
+void restart_all();
+
+// The shutdown: runs once, whoever comes later returns at once. Ends the process with status 0. signal is 0 on a normal
+// exit.
+void on_terminate(int signal);

@@ -1,0 +1,51 @@
+// The ini file, whatever it holds: what was read from one is the same after it was written and read again.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "core/bytes.h"
+#include "core/file.h"
+#include "core/ini.h"
+#include "core/settings.h"
+
+namespace {
+
+std::vector<Text> all_settings() {
+    std::vector<Text> values;
+    for (std::size_t i = 0; i < kSettingCount; ++i) values.push_back(settings_get(static_cast<Setting>(i)));
+    return values;
+}
+
+// A file in memory under a path that can be opened.
+struct MemoryFile {
+    File file{memfd_create("ini", 0)};
+    std::string path() const { return "/proc/self/fd/" + std::to_string(file.fd()); }
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const MemoryFile given, written;
+    if (!given.file.write_all(as_text(std::as_bytes(std::span{data, size})))) std::abort();
+    // Everything unset, and what is never written stays out of the comparison.
+    settings_free_all();
+    ini_set_path(given.path());
+    ini_read();
+    for (const Setting setting :
+         {Setting::tiniurl, Setting::tiniimageurl, Setting::v, Setting::stpport, Setting::phpaddr, Setting::h2haddr,
+          Setting::getaddr, Setting::h2hid, Setting::D, Setting::followmeserver})
+        settings_set(setting, {});
+    const auto read = all_settings();
+
+    ini_set_path(written.path());
+    ini_write();
+    settings_free_all();
+    ini_read();
+    if (all_settings() != read) std::abort();
+    return 0;
+}

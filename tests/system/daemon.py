@@ -1,0 +1,202 @@
+"""Starts the real server on a host of the test network, watches it, and ends it."""
+
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import threading
+import time
+
+import wire
+
+EXECUTABLE = os.environ.get("PELORAMA_DAEMON", "")
+SANITIZER = os.environ.get("PELORAMA_SANITIZER", "")
+
+# A sanitized server on a busy machine is slow for reasons that are none of the server's.
+SLOWNESS = 5 if SANITIZER else 1
+
+_SANITIZER_SPEAKS = re.compile(r"(ERROR|WARNING): \w+Sanitizer|runtime error:|LeakSanitizer")
+
+
+def wait_until(condition, what, deadline=30):
+    """Polls until condition() is true and returns its value; fails at the deadline."""
+    end = time.monotonic() + deadline * SLOWNESS
+    pause = threading.Event()
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > end:
+            raise AssertionError(f"not within {deadline * SLOWNESS} s: {what}")
+        pause.wait(0.02)
+
+
+class Daemon:
+    """A server process. Its output is kept in a file, so that nobody has to drain a pipe."""
+
+    def __init__(self, host, directory, content=None, port=9000, address=None, verbosity=511, settings=None,
+                 wrapper=()):
+        self.host, self.directory, self.content = host, pathlib.Path(directory), content
+        self.address, self.port = address or host.address, port
+        self.ini = self.directory / "pelorama.ini"
+        self.log_path = self.directory / "server.log"
+        self.arguments = ["-inifile", str(self.ini), "-v", str(verbosity)]
+        if content is not None:
+            self.arguments += ["-contentdir", str(content)]
+        if host.interface == "lo":
+            self.arguments += ["-ip", host.address]
+        for key, value in (settings or {}).items():
+            self.arguments += [f"-{key}", str(value)]
+        self.wrapper = wrapper  # a command that runs the server in its turn
+        self.process = None
+
+    def start(self):
+        """Starts the process; wait_until_up() or wait_for_log() tell when it is ready."""
+        self.directory.mkdir(parents=True, exist_ok=True)
+        with open(self.log_path, "ab") as log:
+            self.process = subprocess.Popen(self.host.command(*self.wrapper, EXECUTABLE, *self.arguments),
+                                            cwd=self.directory,
+                                            env=os.environ | {"PELORAMA_CHARSET": "UTF-8"},
+                                            stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        return self
+
+    def start_and_scan(self):
+        self.start()
+        self.wait_until_up()
+        self.wait_for_scan()
+        return self
+
+    def client(self, host=None, address=None):
+        return wire.Client(host or self.host, address or self.address, self.port)
+
+    # What it says
+
+    def log(self):
+        return self.log_path.read_bytes().decode("utf-8", "replace") if self.log_path.exists() else ""
+
+    def wait_for_log(self, pattern, after=0, deadline=30):
+        """Waits for a line that matches; returns the match. after counts characters of the log already seen."""
+        def look():
+            assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+            return re.compile(pattern, re.M).search(self.log(), after)
+        return wait_until(look, f"log line {pattern!r}", deadline)
+
+    def wait_for_scan(self, after=0, deadline=60):
+        return self.wait_for_log(r"DB scan on .* completed", after, deadline)
+
+    def wait_until_up(self):
+        def look():
+            assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+            return self.answers()
+        wait_until(look, "the device description is served")
+
+    def answers(self):
+        try:
+            return self.client().get("/DeviceDescription.xml").status == 200
+        except (OSError, wire.Closed):
+            return False
+
+    # How it is
+
+    def alive(self):
+        return self.process is not None and self.process.poll() is None
+
+    def resident_bytes(self):
+        return self._status("VmRSS") * 1024
+
+    def threads(self):
+        return self._status("Threads")
+
+    def descriptors(self):
+        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
+
+    def _status(self, field):
+        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
+        return int(re.search(rf"^{field}:\s+(\d+)", status, re.M)[1])
+
+    # How it ends
+
+    def signal(self, number):
+        self.process.send_signal(number)
+
+    def wait(self, deadline=15):
+        """The exit status."""
+        return self.process.wait(deadline * SLOWNESS)
+
+    def stop(self):
+        """Ends it the usual way and checks that it ended well."""
+        if self.process is None:
+            return
+        try:
+            if self.alive():
+                self.signal(signal.SIGTERM)
+                assert self.wait() == 0, f"status {self.process.returncode}:\n{self.log()[-2000:]}"
+        finally:
+            self.kill()
+        self.check_sanitizers()
+
+    def kill(self):
+        if self.alive():
+            self.process.kill()
+            self.process.wait()
+
+    def check_sanitizers(self):
+        log = self.log()
+        found = _SANITIZER_SPEAKS.search(log)
+        assert not found, f"a sanitizer speaks:\n{log[found.start():found.start() + 6000]}"
+
+    # What it survives
+
+    def survives(self, action, limit=1.0):
+        """Runs action() and demands what holds for every bad input: the process stays up, the description is answered
+        within a second during and after it, memory comes back, no sanitizer speaks.
+
+        Memory is compared between two runs of the action, so that what a first use builds once does not count; with a
+        sanitizer its figures mean nothing and one run will do."""
+        with _Watch(self, limit * SLOWNESS):
+            action()
+            if not SANITIZER:
+                before = self.resident_bytes()
+                action()
+        assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+        if not SANITIZER:
+            allowed = before * 1.1
+            wait_until(lambda: self.resident_bytes() <= allowed,
+                       f"memory back at {before >> 10} KiB, now {self.resident_bytes() >> 10} KiB", 10)
+        self.check_sanitizers()
+
+
+class _Watch:
+    """Asks for the device description again and again and notes the slowest answer."""
+
+    def __init__(self, daemon, limit):
+        self._client, self._limit = daemon.client(), limit
+        self._end = threading.Event()
+        self._slowest, self._error = 0.0, None
+        self._thread = threading.Thread(target=self._run)
+
+    def _ask(self):
+        start = time.monotonic()
+        try:
+            if self._client.get("/DeviceDescription.xml").status != 200:
+                self._error = "no 200"
+        except (OSError, wire.Closed) as error:
+            self._error = repr(error)
+        self._slowest = max(self._slowest, time.monotonic() - start)
+
+    def _run(self):
+        while not self._end.wait(0.1) and not self._error:
+            self._ask()
+
+    def __enter__(self):
+        self._ask()
+        self._thread.start()
+
+    def __exit__(self, kind, *_):
+        self._end.set()
+        self._thread.join()
+        if kind is None:
+            self._ask()
+            assert self._error is None, f"the device description: {self._error}"
+            assert self._slowest < self._limit, f"the device description took {self._slowest:.2f} s"

@@ -1,0 +1,55 @@
+"""Small real files for the system tests: MPEG-1 layer III frames of silence behind an ID3v2.3 tag."""
+
+import os
+import pathlib
+
+# MPEG-1, layer III, no CRC, 128 kbit/s, 44.1 kHz, no padding, joint stereo: 144 * 128000 / 44100 = 417 bytes a frame.
+_FRAME = bytes([0xFF, 0xFB, 0x90, 0x44]) + bytes(413)
+_FRAMES_PER_SECOND = 44100 / 1152
+
+
+def text_frame(name, text):
+    body = b"\x03" + text.encode() if isinstance(text, str) else text
+    return name.encode() + len(body).to_bytes(4, "big") + b"\0\0" + body
+
+
+def id3_tag(frames, version=3):
+    size = len(frames)
+    syncsafe = bytes((size >> shift) & 0x7F for shift in (21, 14, 7, 0))
+    return b"ID3" + bytes([version, 0, 0]) + syncsafe + frames
+
+
+def mp3(title=None, artist=None, album=None, genre=None, year=None, track=None, seconds=1):
+    """The bytes of a track; what is None is left out of its tag."""
+    texts = (("TIT2", title), ("TPE1", artist), ("TALB", album), ("TCON", genre), ("TYER", year), ("TRCK", track))
+    frames = b"".join(text_frame(name, str(text)) for name, text in texts if text is not None)
+    return id3_tag(frames) + _FRAME * max(1, round(seconds * _FRAMES_PER_SECOND))
+
+
+def write(path, content, modified=None):
+    path = pathlib.Path(path)
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_bytes(content)
+    if modified is not None:
+        os.utime(path, (modified, modified))
+    return path
+
+
+ARTISTS = ("Abba", "Madonna", "Queen", "Sigur Rós")
+
+
+def small_library(directory):
+    """Four artists with two albums of three tracks each, one without any tag, and one file that is no music.
+
+    Returns {path: {"title": ..., "artist": ..., "album": ..., "track": ...}} of the tracks with tags."""
+    tracks = {}
+    for artist in ARTISTS:
+        for album in ("First & Last", "<Second>"):
+            for number in (1, 2, 3):
+                tags = {"title": f"{artist} {album[0]}{number}", "artist": artist, "album": f"{artist}: {album}",
+                        "genre": "Pop" if number < 3 else "Rock", "year": 1990 + number, "track": number}
+                path = pathlib.Path(directory) / artist / album[:5] / f"{number:02d}.mp3"
+                tracks[write(path, mp3(**tags, seconds=number))] = tags
+    write(pathlib.Path(directory) / "untagged.mp3", mp3())
+    write(pathlib.Path(directory) / "notes.txt", b"not for receivers\n")
+    return tracks

@@ -1,0 +1,289 @@
+"""What the tests put on the wire and read from it: plain HTTP, SOAP control, DIDL-Lite, SSDP; Python's library only."""
+
+import dataclasses
+import re
+import socket
+import time
+import xml.etree.ElementTree as ElementTree
+from xml.sax.saxutils import escape
+
+CONTENT_DIRECTORY = "urn:schemas-upnp-org:service:ContentDirectory:1"
+CONNECTION_MANAGER = "urn:schemas-upnp-org:service:ConnectionManager:1"
+MEDIA_SERVER = "urn:schemas-upnp-org:device:MediaServer:1"
+
+DC = "{http://purl.org/dc/elements/1.1/}"
+UPNP = "{urn:schemas-upnp-org:metadata-1-0/upnp/}"
+DIDL = "{urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/}"
+
+
+@dataclasses.dataclass
+class Answer:
+    status_line: str
+    headers: list          # (name, value as sent, leading blank included)
+    body: bytes
+
+    @property
+    def status(self):
+        return int(self.status_line.split()[1])
+
+    def header(self, name):
+        return next((value.strip() for key, value in self.headers if key.lower() == name.lower()), None)
+
+
+class Closed(Exception):
+    """The server closed the connection before an answer was complete."""
+
+    def __init__(self, received):
+        super().__init__(f"after {len(received)} bytes: {received[:300]!r}")
+        self.received = received
+
+
+def _receive(connection, have):
+    piece = connection.recv(1 << 16)
+    if not piece:
+        raise Closed(have)
+    return have + piece
+
+
+def read_answer(connection, method="GET", have=b""):
+    """One answer, read by its Content-Length (or to the end of the connection). Returns it and the bytes behind it."""
+    while b"\r\n\r\n" not in have:
+        have = _receive(connection, have)
+    head, rest = have.split(b"\r\n\r\n", 1)
+    lines = head.decode("latin-1").split("\r\n")
+    answer = Answer(lines[0], [tuple(line.split(":", 1)) for line in lines[1:]], b"")
+    length = answer.header("Content-Length")
+    if method == "HEAD":
+        return answer, rest
+    if length is None:
+        while True:
+            try:
+                rest = _receive(connection, rest)
+            except Closed:
+                answer.body = rest
+                return answer, b""
+    length = int(length)
+    pieces, got = [rest], len(rest)
+    while got < length:
+        piece = connection.recv(1 << 16)
+        if not piece:
+            raise Closed(head + b"\r\n\r\n" + b"".join(pieces))
+        pieces.append(piece)
+        got += len(piece)
+    body = b"".join(pieces)
+    answer.body = body[:length]
+    return answer, body[length:]
+
+
+class Client:
+    """A control point on a host, speaking to one server address."""
+
+    def __init__(self, host, address, port):
+        self.host, self.address, self.port = host, address, port
+
+    def connect(self, timeout=20):
+        return self.host.connect(self.address, self.port, timeout)
+
+    def send(self, request, method="GET", timeout=20):
+        """The answer to a request given as bytes, on a connection of its own."""
+        with self.connect(timeout) as connection:
+            connection.sendall(request)
+            return read_answer(connection, method)[0]
+
+    def request(self, method, url, headers=(), body=b"", version="1.1"):
+        lines = [f"{method} {url} HTTP/{version}", f"Host: {self.address}:{self.port}", *headers]
+        if body:
+            lines.append(f"Content-Length: {len(body)}")
+        return self.send("\r\n".join(lines).encode() + b"\r\n\r\n" + body, method)
+
+    def get(self, url, *headers):
+        return self.request("GET", url, headers)
+
+    def post_soap(self, action, arguments, service=CONTENT_DIRECTORY):
+        """The raw answer to a control request; arguments is the inner XML of the action element."""
+        path = "/ContentDirectory/Control" if service == CONTENT_DIRECTORY else "/ConnectionManager/Control"
+        return self.request("POST", path,
+                            ['Content-Type: text/xml; charset="utf-8"', f'SOAPACTION: "{service}#{action}"'],
+                            envelope(action, arguments, service).encode())
+
+    def call(self, action, service=CONTENT_DIRECTORY, **arguments):
+        """{name: text} of the response's arguments, or Fault."""
+        inner = "".join(f"<{name}>{escape(str(text))}</{name}>" for name, text in arguments.items() if text is not None)
+        answer = self.post_soap(action, inner, service)
+        root = ElementTree.fromstring(answer.body.rstrip(b"\0"))
+        code = root.find(".//{urn:schemas-upnp-org:control-1-0}errorCode")
+        if code is not None:
+            raise Fault(int(code.text), answer)
+        return {element.tag: element.text or "" for element in root[0][0]}
+
+    def browse(self, object_id="0", flag="BrowseDirectChildren", filter="*", start=0, count=0, sort=""):
+        return Listing(self.call("Browse", ObjectID=object_id, BrowseFlag=flag, Filter=filter, StartingIndex=start,
+                                 RequestedCount=count, SortCriteria=sort))
+
+    def metadata(self, object_id):
+        return self.browse(object_id, "BrowseMetadata")[0]
+
+    def search(self, criteria, container="0", filter="*", start=0, count=0, sort=""):
+        return Listing(self.call("Search", ContainerID=container, SearchCriteria=criteria, Filter=filter,
+                                 StartingIndex=start, RequestedCount=count, SortCriteria=sort))
+
+    def search_all(self, criteria, **options):
+        """Every match: one answer holds no more than some 200 kB."""
+        found = self.search(criteria, **options)
+        while len(found) < found.total:
+            more = self.search(criteria, start=len(found), **options)
+            assert more, f"{len(found)} of {found.total} matches"
+            found += more
+        return found
+
+    def child(self, object_id, *titles):
+        """The object below a container that is reached by the given titles."""
+        for title in titles:
+            found = [entry for entry in self.browse(object_id) if entry.title == title]
+            assert len(found) == 1, f"{title!r} is {len(found)} times below {object_id}"
+            object_id = found[0].id
+        return found[0]
+
+    def tracks(self):
+        """The items of "All Tracks"."""
+        return list(self.browse(self.child("0", "Music", "All Tracks").id))
+
+
+class Fault(Exception):
+    def __init__(self, code, answer):
+        super().__init__(f"fault {code}, {answer.status_line}")
+        self.code, self.answer = code, answer
+
+
+class Listing(list):
+    """The objects of a Browse or Search response, with its counts."""
+
+    def __init__(self, response):
+        self.returned, self.total = int(response["NumberReturned"]), int(response["TotalMatches"])
+        self.update_id = int(response["UpdateID"])
+        super().__init__(Entry(element) for element in ElementTree.fromstring(response["Result"]))
+        assert self.returned == len(self)
+
+
+class Entry:
+    """One object of a listing."""
+
+    def __init__(self, element):
+        self.element = element
+        self.id, self.parent_id, self.ref_id = (element.get(name) for name in ("id", "parentID", "refID"))
+        self.is_container = element.tag == DIDL + "container"
+        self.child_count = int(element.get("childCount", 0))
+
+    def text(self, name):
+        found = self.element.find(name)
+        return None if found is None else found.text or ""
+
+    title = property(lambda self: self.text(DC + "title"))
+    artist = property(lambda self: self.text(UPNP + "artist"))
+    album = property(lambda self: self.text(UPNP + "album"))
+    upnp_class = property(lambda self: self.text(UPNP + "class"))
+    resource = property(lambda self: self.element.find(DIDL + "res"))
+    url = property(lambda self: self.resource.text)
+
+    @property
+    def path(self):
+        """The URL's path, for requests to a server that is already known."""
+        return re.sub(r"^http://[^/]*", "", self.url)
+
+    def __repr__(self):
+        return f"<{'container' if self.is_container else 'item'} {self.id} {self.title!r}>"
+
+
+def envelope(action, arguments, service=CONTENT_DIRECTORY):
+    return ('<?xml version="1.0"?><s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/" '
+            's:encodingStyle="http://schemas.xmlsoap.org/soap/encoding/"><s:Body>'
+            f'<u:{action} xmlns:u="{service}">{arguments}</u:{action}></s:Body></s:Envelope>')
+
+
+# SSDP
+
+GROUP = ("239.255.255.250", 1900)
+
+
+def msearch(target, mx="1"):
+    return (f"M-SEARCH * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\nMX: {mx}\r\n"
+            f"ST: {target}\r\n\r\n").encode()
+
+
+def parse_packet(packet):
+    """(start line, {header in capitals: value}) of an SSDP message."""
+    lines = packet.decode("latin-1").split("\r\n")
+    return lines[0], {
+        name.upper(): value.strip()
+        for name, value in (line.split(":", 1) for line in lines[1:] if ":" in line)
+    }
+
+
+class Searcher:
+    """A socket that multicasts searches from a host and hears the unicast answers."""
+
+    def __init__(self, host):
+        self.socket = host.udp()
+        self.socket.bind((host.address, 0))
+        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(host.address))
+        # Loopback alone would otherwise count as too far away.
+        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_TTL, 4)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.socket.close()
+
+    def send(self, packet):
+        self.socket.sendto(packet, GROUP)
+
+    def receive(self, count, deadline=20):
+        """The next count answers as (header dictionary, sender); fails when they do not come."""
+        return _receive_packets(self.socket, count, deadline)
+
+    def search(self, target, count, mx="1"):
+        self.send(msearch(target, mx))
+        return self.receive(count)
+
+
+class Listener:
+    """A socket that hears what is multicast on a host's network."""
+
+    def __init__(self, host):
+        self.socket = host.udp()
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        self.socket.bind(GROUP)
+        with host.entered():
+            self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
+                                   socket.inet_aton(GROUP[0]) + socket.inet_aton(host.address))
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.socket.close()
+
+    def receive(self, count, deadline=20):
+        return _receive_packets(self.socket, count, deadline)
+
+    def notifications(self, kind, count):
+        """The headers of the next notifications of a kind ("ssdp:alive", "ssdp:byebye"); others do not count."""
+        found = []
+        while len(found) < count:
+            (start, headers, _), = self.receive(1)
+            if start.startswith("NOTIFY") and headers["NTS"] == kind:
+                found.append(headers)
+        return found
+
+
+def _receive_packets(sock, count, deadline):
+    packets, end = [], time.monotonic() + deadline
+    while len(packets) < count:
+        sock.settimeout(max(0.01, end - time.monotonic()))
+        try:
+            packet, sender = sock.recvfrom(4096)
+        except TimeoutError:
+            raise AssertionError(f"{len(packets)} of {count} packets within {deadline} s: {packets}") from None
+        packets.append((*parse_packet(packet), sender))
+    return packets
