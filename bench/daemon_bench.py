@@ -18,6 +18,7 @@ import statistics
 import subprocess
 import sys
 import time
+import urllib.parse
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "system"))
 
@@ -137,7 +138,7 @@ class Bench:
     def rescan(self, server, directory=""):
         """Seconds of the scan pass that a request for a rescan starts."""
         seen = len(server.log())
-        answer = server.client().get(f"/rescan{directory}")
+        answer = server.client().get(f"/rescan{urllib.parse.quote(directory)}")
         assert b"initiated" in answer.body, answer.body
         server.wait_for_scan(after=seen, deadline=600)
         return self.scan_seconds(server, seen)
@@ -202,8 +203,8 @@ class Bench:
 
     def changes(self, server, client):
         files = sorted(pathlib.Path(self.options.corpus).rglob("*.mp3"))
-        folder = files[len(files) // 2].parent
-        members = sorted(folder.glob("*.mp3"))
+        folder = files[len(files) // 2].parent.parent  # one artist
+        members = sorted(folder.rglob("*.mp3"))
         unchanged, touched = [], []
         for index in range(SCANS):
             unchanged.append(self.rescan(server, str(folder)))

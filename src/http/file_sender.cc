@@ -1,8 +1,10 @@
 #include "http/file_sender.h"
 
 #include <fcntl.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/sendfile.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -24,6 +26,12 @@ void set_blocking(int socket, bool blocking) {
     fcntl(socket, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
 }
 
+// While corked only full segments leave; taking the cork out sends what is left at once.
+void set_corked(int socket, bool corked) {
+    const int value = corked;
+    setsockopt(socket, IPPROTO_TCP, TCP_CORK, &value, sizeof value);
+}
+
 // Until a good part of the send buffer is free, or the connection ended.
 void wait_writable(int socket) {
     pollfd waiting{.fd = socket, .events = POLLOUT, .revents = 0};
@@ -35,9 +43,11 @@ void wait_writable(int socket) {
 FileSender::FileSender(int socket, const File& file, std::int64_t offset)
     : socket_(socket), file_(file), offset_(offset) {
     set_blocking(socket_, false);
+    set_corked(socket_, true);
 }
 
 FileSender::~FileSender() {
+    set_corked(socket_, false);
     set_blocking(socket_, true);
 }
 

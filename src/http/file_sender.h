@@ -11,7 +11,9 @@ class FileSender {
 public:
     // Starts at offset (bytes, not negative). The socket and the file stay the caller's.
     // The socket does not block while this lives: waiting for room in large steps takes half the processor time of
-    // being woken inside sendfile for every little.
+    // being woken inside sendfile for every little. It is corked as well: without Nagle's algorithm every piece of a
+    // sendfile would else leave as a segment of its own, which costs a quarter of the speed. What is left behind a full
+    // segment leaves after 200 ms at the latest, or when this is destroyed.
     FileSender(int socket, const File& file, std::int64_t offset);
     ~FileSender();
     FileSender(const FileSender&) = delete;
