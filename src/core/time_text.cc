@@ -27,6 +27,11 @@ std::string format_duration(std::int64_t milliseconds) {
     return text_format(15, "%ld:%02ld:%02ld.%03ld", hours, minutes, seconds, static_cast<long>(milliseconds % 1000));
 }
 
+std::string format_minutes(std::int64_t milliseconds) {
+    return text_format(14, "0:%02ld:%02ld.%03ld", static_cast<long>(milliseconds / 60'000),
+                       static_cast<long>(milliseconds % 60'000 / 1000), static_cast<long>(milliseconds % 1000));
+}
+
 std::int32_t duration_seconds(std::string_view text) {
     std::uint32_t total = 0;
     for (;;) {

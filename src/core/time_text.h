@@ -13,6 +13,9 @@ std::string http_date(std::time_t when);
 // Hours, minutes, seconds and milliseconds: 3723004 is "1:02:03.004". Cut to 14 characters.
 std::string format_duration(std::int64_t milliseconds);
 
+// The same without an hour part: 75 minutes are "0:75:00.000". Some libraries' readers have always written it so.
+std::string format_minutes(std::int64_t milliseconds);
+
 // Seconds of a duration text: hours, minutes, seconds ("1:02:03.004" is 3723); with fewer fields minutes and seconds,
 // or seconds. A fraction is dropped.
 std::int32_t duration_seconds(std::string_view text);

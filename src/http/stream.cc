@@ -19,6 +19,7 @@
 #include "http/pacing.h"
 #include "http/range.h"
 #include "http/respond.h"
+#include "meta/pcm_format.h"
 #include "upnp/clients.h"
 
 namespace {
@@ -39,8 +40,8 @@ std::int64_t unit_of(std::string_view content_type) {
 std::string content_type_of(std::string_view url, std::string_view path) {
     // A label only: the bytes are the stored file's, whose name tells its rate and channels.
     if (str_ends_nocase(url, ".lpcm")) {
-        return text_format(128, "%s;rate=%d;channels=%d", "audio/L16", str_contains(path, "48") ? 48000 : 44100,
-                           str_contains(path, "Mono") ? 1 : 2);
+        const PcmFormat format = pcm_format_of(path);
+        return text_format(128, "%s;rate=%d;channels=%d", "audio/L16", format.sample_rate, format.channels);
     }
     const std::string_view type = mime_of_extension(path_extension(path));
     return std::string{type.empty() ? "application/octet-stream" : type};

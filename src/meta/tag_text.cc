@@ -50,3 +50,10 @@ std::string utf16_text(Bytes units, ByteOrder order, TagCharset charset) {
     }
     return out;
 }
+
+std::string utf16_narrow_text(Bytes units, TagCharset charset) {
+    if (charset == TagCharset::utf8) return utf16_text(units, ByteOrder::little, charset);
+    std::string out{as_text(units)};
+    std::erase(out, '\0');
+    return out;
+}

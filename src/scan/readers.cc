@@ -1,17 +1,34 @@
 #include "scan/readers.h"
 
 #include "core/str.h"
+#include "meta/audio_item.h"
 #include "meta/mp3_item.h"
+#include "meta/playlist_files.h"
 #include "meta/video_item.h"
+#include "meta/wma.h"
 
 namespace {
 
+// clang-format off
 constexpr MediaReader kReaders[] = {
-    {"mp3", ReaderType::music, mp3_add_item},     {"avi", ReaderType::video, video_add_item},
-    {"mpg", ReaderType::video, video_add_item},   {"mp4", ReaderType::video, video_add_item},
-    {"wmv", ReaderType::video, video_add_item},   {"vob", ReaderType::video, video_add_item},
-    {"mpeg2", ReaderType::video, video_add_item}, {"mpeg", ReaderType::video, video_add_item},
+    {"mp3",   ReaderType::music, mp3_add_item},
+    {"wav",   ReaderType::music, audio_add_item},
+    {"m4a",   ReaderType::music, audio_add_item},
+    {"pcm",   ReaderType::music, audio_add_item},
+    {"lpcm",  ReaderType::music, audio_add_item},
+    {"wma",   ReaderType::music, wma_add_item},
+    {"m3u",   ReaderType::music, [](const std::string& path, bool) { m3u_import(path); }, true},
+    {"wpl",   ReaderType::music, [](const std::string& path, bool) { xml_playlist_import(path); }, true},
+    {"pls",   ReaderType::music, [](const std::string& path, bool) { pls_import(path); }, true},
+    {"avi",   ReaderType::video, video_add_item},
+    {"mpg",   ReaderType::video, video_add_item},
+    {"mp4",   ReaderType::video, video_add_item},
+    {"wmv",   ReaderType::video, video_add_item},
+    {"vob",   ReaderType::video, video_add_item},
+    {"mpeg2", ReaderType::video, video_add_item},
+    {"mpeg",  ReaderType::video, video_add_item},
 };
+// clang-format on
 
 }  // namespace
 

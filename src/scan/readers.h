@@ -22,6 +22,8 @@ struct MediaReader {
     ReaderType type;
     // Reads the file and adds its item; failures are the reader's to log.
     void (*add)(const std::string& path, bool compilation);
+    // A playlist: what it names is to be found by its own reader first, which knows more of it.
+    bool playlist = false;
 };
 
 // In the order of matching.

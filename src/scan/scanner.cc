@@ -8,6 +8,7 @@
 #include "core/process_wide.h"
 #include "core/settings.h"
 #include "db/upkeep.h"
+#include "meta/playlist_files.h"
 #include "scan/tree_walk.h"
 
 namespace {
@@ -94,6 +95,7 @@ void scan_and_tidy(const RunningFlag& running) {
     scan_all(running);
     if (!running.running()) return;  // the shutdown does not wait for the rest
     db_remove_vanished();
+    playlists_forget_vanished();
     db_prune_empty();
 }
 

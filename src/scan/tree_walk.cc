@@ -23,6 +23,19 @@ bool any_occurs(const SettingList& parts, std::string_view path) {
         parts, [path](const std::string& part) { return !part.empty() && str_contains_nocase(path, part); });
 }
 
+bool is_playlist(std::string_view path) {
+    const std::string_view extension = path_extension(path);
+    return std::ranges::any_of(media_readers(), [extension](const MediaReader& reader) {
+        return reader.playlist && str_equal_nocase(reader.extension, extension);
+    });
+}
+
+// Playlists wait until the walk is over: what they name then is in the store already, read by its own reader.
+struct FoundPlaylist {
+    std::string path;
+    FileStatus status;
+};
+
 // A directory about to be scanned: its path, and how to reach it from an open one.
 struct Folder {
     const std::string& path;
@@ -47,6 +60,10 @@ public:
         // Without a status it cannot be entered either, and that is what the log will say.
         const FileStatus status = file_status(path).value_or(FileStatus{});
         scan_folder({.path = path, .status = status, .parent_fd = AT_FDCWD, .name = path.c_str()}, 0);
+        for (const FoundPlaylist& found : playlists_) {
+            if (!running_.running()) return;
+            scan_file(found.path, found.status, restriction_, false);
+        }
     }
 
 private:
@@ -97,6 +114,8 @@ private:
             } else if (status->directory) {
                 scan_folder({.path = entry_path, .status = *status, .parent_fd = directory.fd(), .name = name},
                             depth + 1);
+            } else if (is_playlist(entry_path)) {
+                playlists_.push_back({.path = entry_path, .status = *status});
             } else {
                 scan_file(entry_path, *status, restriction_, compilation);
             }
@@ -115,6 +134,7 @@ private:
     const ScanRestriction restriction_;
     const std::shared_ptr<const SettingList> ignored_ = settings_list(Setting::ignoredir);
     const std::shared_ptr<const SettingList> compilations_ = settings_list(Setting::compilationsdir);
+    std::vector<FoundPlaylist> playlists_;
     std::vector<FileStatus> open_;  // the directories on the current path, from the top
 };
 

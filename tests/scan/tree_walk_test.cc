@@ -48,6 +48,21 @@ protected:
     ScratchDirectory content_, logs_;
 };
 
+TEST_F(TreeWalk, PlaylistsWaitForTheFilesThatTheyName) {
+    settings_set(Setting::compilationsdir, "mixes");
+    // One list in front of its track and one behind it, whatever order the directory yields.
+    for (const char* const name : {"a/l.m3u", "mixes/l.m3u", "z/l.m3u"}) content_.write(name, "../mixes/t.mp3\n");
+    content_.write("mixes/t.mp3", Id3Tag{3}.text("TIT2", "t").text("TRCK", "7").bytes() + mpeg_frames(1));
+    scan(content_.path());
+    StoreLock lock;
+    const MediaItem* const item = db_find_in_type(lock, content_ / "mixes/t.mp3", ObjectClass::music_track);
+    ASSERT_NE(item, nullptr);
+    EXPECT_EQ(item->compilation, 1);
+    EXPECT_EQ(item->track, 7);
+    EXPECT_EQ(item->playlist.view(), "l");
+    EXPECT_EQ(find(lock, {"Music", "Playlists", "l"})->child_count, 1);
+}
+
 TEST_F(TreeWalk, FilesGoToTheReaderOfTheirExtension) {
     for (const char* const name : {"a.mp3", "B.MP3", "c.d.mp3", "sub/e.mp3", "f.mp3.bak", "mp3", "g.txt", "h.avi"})
         content_.write(name, track("t"));

@@ -1,0 +1,56 @@
+#include "db/imported_playlists.h"
+
+#include "db/store.h"
+#include "db/tree.h"
+
+namespace {
+
+// Null when there is none. "- Last Played -" and its kin are no imports, whatever a file is called.
+MediaContainer* find_playlist(const StoreLock& lock, std::string_view name) {
+    MediaContainer* const playlists = store(lock).playlists;
+    MediaContainer* const found = playlists == nullptr ? nullptr : db_find_child_container(lock, name, *playlists);
+    return found == nullptr || found->permanent ? nullptr : found;
+}
+
+bool is_referenced(const StoreLock& lock, const MediaItem& item, const MediaContainer* container) {
+    bool found = false;
+    tree_for_each_reference(lock, item, [&](const ItemReference& reference) {
+        found = found || container == nullptr || reference.parent == container->id;
+    });
+    return found;
+}
+
+}  // namespace
+
+std::vector<ObjectId> db_begin_playlist(std::string_view name) {
+    std::vector<ObjectId> former;
+    StoreLock lock;
+    MediaContainer* const playlist = find_playlist(lock, name);
+    if (playlist == nullptr) return former;
+    std::vector<ItemReference*> references;
+    for (MediaObject& child : tree_children(lock, *playlist)) {
+        ItemReference* const reference = as_reference(&child);
+        if (reference == nullptr) continue;
+        references.push_back(reference);
+        former.push_back(reference->target);
+    }
+    for (ItemReference* const reference : references) tree_remove_reference(lock, *reference);
+    tree_mark_changed(lock, *playlist);
+    return former;
+}
+
+void db_end_playlist(std::string_view name, const std::vector<ObjectId>& former) {
+    for (const ObjectId id : former) {
+        StoreLock lock;  // one for each item: a receiver may browse in between
+        MediaItem* const item = item_of(lock, tree_object(lock, id));
+        if (item == nullptr) continue;
+        const MediaContainer* const playlist = find_playlist(lock, name);
+        if (playlist != nullptr && is_referenced(lock, *item, playlist)) continue;
+        if (item->playlist.view() == name) {
+            item->playlist = SharedText{};
+            tree_item_changed(lock);
+        }
+        const bool station = item->object_class == ObjectClass::audio_broadcast;
+        if (station && !is_referenced(lock, *item, nullptr)) tree_remove_item(lock, *item);
+    }
+}

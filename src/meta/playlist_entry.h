@@ -1,0 +1,16 @@
+// Where the entries of a playlist lead: a URL, or a file that is looked for in the places where players put them.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+struct ResolvedEntry {
+    std::string path;  // of a regular file, spelled as the scanner would spell it; or the URL
+    bool url = false;
+};
+// Beginning "http://" it is a URL. Otherwise the first of these that is a file: the entry itself when it begins with
+// "/" or a drive letter, the entry below the playlist's directory, below each content directory in order, below the
+// start directory. Entries written with backslashes are looked for as they are first, then with slashes. Missing when
+// there is none, and for other playlists: they are no media.
+std::optional<ResolvedEntry> playlist_resolve_entry(std::string_view entry, std::string_view playlist_path);

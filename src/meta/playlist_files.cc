@@ -1,0 +1,172 @@
+#include "meta/playlist_files.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "core/file.h"
+#include "core/log.h"
+#include "core/process_wide.h"
+#include "core/settings.h"
+#include "core/text_clean.h"
+#include "db/add_item.h"
+#include "db/imported_playlists.h"
+#include "meta/file_window.h"
+#include "meta/mp3.h"
+#include "meta/playlist_entry.h"
+#include "meta/playlist_text.h"
+
+namespace {
+
+constexpr std::size_t kLargestXml = 16 * 1024 * 1024;
+
+// The playlists that came from files, until the files go.
+struct ImportedFiles {
+    std::mutex mutex;
+    std::map<std::string, std::string> names;  // by path
+};
+ImportedFiles& imported() {
+    return process_wide<ImportedFiles>();
+}
+
+enum class Refusal { with_title, path_alone };
+
+class Import {
+public:
+    Import(const std::string& path, std::string_view name, Refusal refusal)
+        : path_(path), name_(name.empty() ? title_from_path(path) : text_clean(name)), refusal_(refusal) {
+        if (name_.empty()) name_ = "Unknown";
+        former_ = db_begin_playlist(name_);
+        std::scoped_lock lock{imported().mutex};
+        imported().names[path_] = name_;
+    }
+    ~Import() { db_end_playlist(name_, former_); }
+    Import(const Import&) = delete;
+    Import& operator=(const Import&) = delete;
+
+    // title: what the playlist calls it, for a file whose tag does not.
+    void add(std::string_view entry, std::string_view title) {
+        const auto resolved = playlist_resolve_entry(entry, path_);
+        if (!resolved) {
+            log_message(LOG_PROBLEM, LOG_DB, "failed to locate/add playlist item: %s\n", std::string{entry}.c_str());
+            return;
+        }
+        NewItem item = resolved->url ? station(resolved->path) : file(resolved->path);
+        if (!has_text(item.title)) item.title = title_of(*item.path, title);
+        item.playlist = name_;
+        item.track = settings_get_bool(Setting::randomizeplaylists) ? std::rand() : position_ + 1;
+
+        const std::string shown = *item.title;
+        const std::int32_t bitrate = item.bitrate;
+        const AddResult result = db_add_item(std::move(item));
+        if (result == AddResult::failed) return log_refusal(shown, resolved->path);
+        if (result == AddResult::added && bitrate != 0)
+            db_set_bitrate(resolved->path, ObjectClass::music_track, bitrate);
+        ++position_;
+    }
+
+private:
+    // Without a file name ("http://host:8000/") the URL itself has to do.
+    static std::string title_of(const std::string& path, std::string_view title) {
+        if (!title.empty()) return std::string{title};
+        std::string name = title_from_path(path);
+        return name.empty() ? path : name;
+    }
+
+    static NewItem station(const std::string& url) {
+        return {.media_class = ObjectClass::audio_broadcast, .path = url};
+    }
+
+    // Whatever its type, the file is read as an MP3 file: it is one, or nothing else has claimed it.
+    static NewItem file(const std::string& path) {
+        constexpr std::int64_t kOlderThanAnything = std::numeric_limits<std::int64_t>::min();
+        NewItem item{.path = path};
+        // What the store has joins the playlist as it is: its tags need not be read again.
+        if (!db_is_newer_on_disk(path, ObjectClass::music_track, kOlderThanAnything)) return item;
+        Mp3Tags tags = mp3_read_tags(path);
+        item.title = std::move(tags.title);
+        item.artist = std::move(tags.artist);
+        item.album = std::move(tags.album);
+        item.genre = std::move(tags.genre);
+        item.date = std::move(tags.date);
+        item.duration = std::move(tags.duration);
+        item.album_art = static_cast<std::int32_t>(tags.picture_offset);
+        item.bitrate = static_cast<std::int32_t>(tags.bitrate);
+        item.size = static_cast<std::int64_t>(tags.size);
+        item.modified = tags.modified;
+        return item;
+    }
+
+    void log_refusal(const std::string& title, const std::string& path) const {
+        if (refusal_ == Refusal::with_title) {
+            log_message(LOG_PROBLEM, LOG_DB, "failed to add plylist item: %s, %s\n", title.c_str(), path.c_str());
+        } else {
+            log_message(LOG_PROBLEM, LOG_DB, "failed to add item: %s\n", path.c_str());
+        }
+    }
+
+    const std::string& path_;
+    std::string name_;
+    const Refusal refusal_;
+    std::int32_t position_ = 0;
+    std::vector<ObjectId> former_;
+};
+
+using LineFormat = void (*)(FileWindow& file, const PlaylistEntrySink& sink);
+
+void import_lines(const std::string& path, std::string_view name, Refusal refusal, LineFormat read) {
+    const File file = file_open_regular(path);
+    const auto status = file ? file.status() : std::nullopt;
+    if (!status) return;
+    Import import{path, name, refusal};
+    FileWindow window{file, static_cast<std::uint64_t>(status->size)};
+    read(window, [&](std::string_view entry, std::string_view title) { import.add(entry, title); });
+}
+
+// The whole of a file that is not unreasonably large.
+std::optional<std::string> read_document(const std::string& path) {
+    const File file = file_open_regular(path);
+    const auto status = file ? file.status() : std::nullopt;
+    if (!status) return std::nullopt;
+    std::string document(std::min(static_cast<std::size_t>(status->size), kLargestXml), '\0');
+    document.resize(file.read_at(0, std::as_writable_bytes(std::span{document})));
+    return document;
+}
+
+}  // namespace
+
+void m3u_import(const std::string& path, std::string_view name) {
+    import_lines(path, name, Refusal::with_title, m3u_read);
+}
+
+void pls_import(const std::string& path, std::string_view name) {
+    import_lines(path, name, Refusal::path_alone, pls_read);
+}
+
+void xml_playlist_import(const std::string& path, std::string_view name) {
+    const auto document = read_document(path);
+    if (!document) return;
+    Import import{path, name, Refusal::path_alone};
+    xml_playlist_read(*document, [&](std::string_view entry, std::string_view title) { import.add(entry, title); });
+}
+
+void playlists_forget_vanished() {
+    std::map<std::string, std::string> names;
+    {
+        std::scoped_lock lock{imported().mutex};
+        names = imported().names;
+    }
+    std::map<std::string, std::string> gone = names;
+    std::erase_if(gone, [](const auto& file) { return file_status(file.first).has_value(); });
+    for (const auto& [path, name] : gone) {
+        names.erase(path);
+        const bool named_by_another = std::ranges::any_of(names, [&](const auto& file) { return file.second == name; });
+        if (!named_by_another) db_end_playlist(name, db_begin_playlist(name));
+        std::scoped_lock lock{imported().mutex};
+        imported().names.erase(path);
+    }
+}

@@ -1,0 +1,16 @@
+// Playlist files as playlists of the store: every entry that can be found becomes an item that names the playlist, or
+// joins it when the store has the item already. Reading a playlist again replaces what it had before. The playlist is
+// called as asked for, else after its file.
+//
+// A file that cannot be opened is ignored; entries that cannot be found are logged and left out.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+void m3u_import(const std::string& path, std::string_view name = {});
+void pls_import(const std::string& path, std::string_view name = {});
+void xml_playlist_import(const std::string& path, std::string_view name = {});
+
+// Empties the playlists whose files are gone since they were imported. Called by the scanner behind each pass.
+void playlists_forget_vanished();

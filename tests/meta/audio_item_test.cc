@@ -1,0 +1,90 @@
+#include "meta/audio_item.h"
+
+#include <gtest/gtest.h>
+
+#include "support/asf_builder.h"
+#include "support/mp3_builder.h"
+#include "support/scratch.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+std::string chunk(std::string_view id, std::string data) {
+    if (data.size() % 2 != 0) data += '\0';
+    return std::string{id} + little_endian_bytes(data.size(), 4) + data;
+}
+
+// 16 bit, stereo, 44100 Hz; tags are chunks.
+std::string wav(std::size_t seconds, const std::string& tags = {}) {
+    const std::string format = little_endian_bytes(1, 2) + little_endian_bytes(2, 2) + little_endian_bytes(44100, 4) +
+                               little_endian_bytes(176'400, 4) + little_endian_bytes(4, 2) + little_endian_bytes(16, 2);
+    return chunk("RIFF", "WAVE" + chunk("fmt ", format) + chunk("data", std::string(seconds * 176'400, '\0')) + tags);
+}
+
+std::string info() {
+    return chunk("LIST", "INFO" + chunk("INAM", "Title\0"s) + chunk("IART", "Artist\0"s) + chunk("IPRD", "Album\0"s) +
+                             chunk("IGNR", "Genre\0"s) + chunk("ICRD", "1994\0"s) + chunk("IPRT", "7\0"s));
+}
+
+TEST(Audio, WavTagsOfBothKinds) {
+    ScratchDirectory scratch;
+    const AudioTags tags = audio_read_tags(scratch.write("a.WAV", wav(2, info())));
+    EXPECT_EQ(tags.title, "Title");
+    EXPECT_EQ(tags.artist, "Artist");
+    EXPECT_EQ(tags.album, "Album");
+    EXPECT_EQ(tags.genre, "Genre");
+    EXPECT_EQ(tags.date, "1994-01-01");
+    EXPECT_EQ(tags.track, 7);
+    EXPECT_EQ(tags.duration, "0:00:02.000");
+    EXPECT_EQ(tags.bitrate, 1411);
+    EXPECT_FALSE(tags.has_cover);
+
+    const std::string id3 = Id3Tag{3}.text("TIT2", "Other").picture("jpeg").bytes();
+    const AudioTags both = audio_read_tags(scratch.write("b.wav", wav(1, info() + chunk("ID3 ", id3))));
+    EXPECT_EQ(both.title, "Other");
+    EXPECT_EQ(both.artist, "Artist");
+    EXPECT_TRUE(both.has_cover);
+}
+
+TEST(Audio, WhatCannotBeReadIsMissing) {
+    ScratchDirectory scratch;
+    const std::string whole = wav(1, info());
+    for (const std::string& bytes : {""s, "RIFF"s, whole.substr(0, 50),
+                                     "\0\0\0\x20"
+                                     "ftypM4A "s +
+                                         std::string(500, '\xFF')}) {
+        for (const char* const name : {"a.wav", "a.m4a"}) {
+            const AudioTags tags = audio_read_tags(scratch.write(name, bytes));
+            EXPECT_EQ(tags.size, bytes.size());
+            EXPECT_GT(tags.modified, 0);
+            EXPECT_FALSE(tags.title);
+            EXPECT_FALSE(tags.duration);
+        }
+    }
+    EXPECT_EQ(audio_read_tags(scratch / "none.m4a").modified, 0);
+}
+
+struct RawCase {
+    const char* file;
+    std::size_t size;
+    Text duration;
+    std::int32_t bitrate;
+};
+
+TEST(Audio, RawSoundIsMeasuredByNameAndSize) {
+    ScratchDirectory scratch;
+    for (const auto& [file, size, duration, bitrate] : std::vector<RawCase>{
+             {"a.pcm", 176'400 * 3, "0:00:03.000", 1411},
+             {"Mono.pcm", 88'200 / 2, "0:00:00.500", 705},
+             {"at 48000.lpcm", 192'000, "0:00:01.000", 1536},
+             {"48 Mono.lpcm", 96'000, "0:00:01.000", 768},
+             {"empty.pcm", 0, {}, 0},
+         }) {
+        const AudioTags tags = audio_read_tags(scratch.write(file, std::string(size, '\0')));
+        EXPECT_EQ(tags.duration, duration) << file;
+        EXPECT_EQ(tags.bitrate, bitrate) << file;
+    }
+}
+
+}  // namespace
