@@ -10,6 +10,7 @@
 #include "http/upgrade_files.h"
 #include "scan/rescan_page.h"
 #include "upnp/description.h"
+#include "upnp/gena.h"
 #include "upnp/scpd.h"
 #include "upnp/soap_control.h"
 #include "upnp/ssdp.h"
@@ -24,6 +25,8 @@ constexpr auto kRoutes = std::to_array<UrlRoute>({
     {"/ConnectionManager/Control", kPost, soap_control_handler},
     {"/ContentDirectory.xml", kGet | kHead, serve_cd_scpd},
     {"/ContentDirectory/Control", kPost, soap_control_handler},
+    {"", kSubscribe, gena_subscribe},
+    {"", kUnsubscribe, gena_unsubscribe},
     {"/NetgearUpgrade", kGet | kHead, upgrade_file_handler},
     {"/file%3A", kGet | kHead, upgrade_file_handler},
     {"/disk", kGet | kHead, disk_handler},

@@ -24,6 +24,7 @@
 #include "core/socket.h"
 #include "core/start_directory.h"
 #include "core/str.h"
+#include "db/dbfile.h"
 #include "db/store.h"
 #include "http/client.h"
 #include "http/connections.h"
@@ -31,6 +32,7 @@
 #include "routes.h"
 #include "scan/scanner.h"
 #include "upnp/clients.h"
+#include "upnp/gena.h"
 #include "upnp/ssdp.h"
 
 namespace {
@@ -210,6 +212,7 @@ RunningFlags& running_flags() {
 void server_start(RunningFlag& flag) {
     if (flag.running()) return;
     flag.set_running();
+    gena_init();
     std::vector<ServerInstance>& instances = state().instances;
     for (const NetworkInterface& served : served_interfaces()) {
         ServerInstance instance = start_listener(served);
@@ -226,6 +229,7 @@ void server_stop(RunningFlag& flag) {
     std::vector<ServerInstance>& instances = state().instances;
     std::ranges::for_each(instances, ask_to_stop);
     std::ranges::for_each(instances, wake);
+    gena_shutdown();
 
     // Kept on purpose: one or two instances are waited for until every thread has ended, more of them for one pass
     // only.
@@ -245,7 +249,11 @@ void start_all() {
     clients_register_configured();
     db_create();
     server_start(flags.upnp_server);
+    dbfile_start_reader(flags.db_read_file);
+    dbfile_start_writer(flags.db_write_file);
     scan_start(flags.file_scan, &flags.db_read_file);
+    gena_start_ticker(flags.eventing);
+    dbfile_start_external(flags.external_db_scan, flags.db_read_file);
 }
 
 void stop_all() {
@@ -305,6 +313,9 @@ void run_server(int argc, const char* const* argv) {
     if (has_text(device)) static_cast<void>(get_device_address(*device));
 
     register_http_handlers();
+    db_set_event_sink([](std::int32_t update_id, std::string_view container_update_ids) {
+        gena_send_update_id_event(kAllSubscribers, update_id, container_update_ids);
+    });
     register_packet_handlers();
     http_set_user_agent(kUserAgent);
     {

@@ -1,5 +1,6 @@
 #include "core/interfaces.h"
 
+#include <ifaddrs.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -84,6 +85,20 @@ std::vector<NetworkInterface> network_interfaces() {
         for (const ifreq& record : *records) found.push_back(describe(socket, record));
         return found;
     }
+}
+
+bool is_on_own_subnet(in_addr address) {
+    ifaddrs* list = nullptr;
+    if (getifaddrs(&list) != 0) return false;
+    bool found = false;
+    for (const ifaddrs* at = list; at != nullptr && !found; at = at->ifa_next) {
+        if (at->ifa_addr == nullptr || at->ifa_netmask == nullptr || at->ifa_addr->sa_family != AF_INET) continue;
+        const in_addr_t own = reinterpret_cast<const sockaddr_in*>(at->ifa_addr)->sin_addr.s_addr;
+        const in_addr_t mask = reinterpret_cast<const sockaddr_in*>(at->ifa_netmask)->sin_addr.s_addr;
+        found = mask != 0 && ((own ^ address.s_addr) & mask) == 0;
+    }
+    freeifaddrs(list);
+    return found;
 }
 
 Text get_mac_address(const std::string& interface_name) {

@@ -24,6 +24,9 @@ std::optional<std::vector<NetworkInterface>> get_interface_addresses();
 // All of them, without the limit and its warning; empty when the system does not answer.
 std::vector<NetworkInterface> network_interfaces();
 
+// Whether the address is on a subnet that one of our interfaces is on.
+bool is_on_own_subnet(in_addr address);
+
 // The hardware address of the named interface as "00:1a:2b:3c:4d:5e"; missing (after a message on standard error) for a
 // name of 16 characters or more, and for an interface that is not there.
 Text get_mac_address(const std::string& interface_name);

@@ -1,11 +1,31 @@
 #include "core/socket.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+
+namespace {
+
+bool wait_writable(int fd, int timeout_ms) {
+    pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
+    return poll(&waiting, 1, timeout_ms) > 0;
+}
+
+bool connects_within(int fd, const sockaddr_in& endpoint, int timeout_ms) {
+    if (connect(fd, reinterpret_cast<const sockaddr*>(&endpoint), sizeof endpoint) == 0) return true;
+    if (errno != EINPROGRESS || !wait_writable(fd, timeout_ms)) return false;
+    int failure = 0;
+    socklen_t size = sizeof failure;
+    return getsockopt(fd, SOL_SOCKET, SO_ERROR, &failure, &size) == 0 && failure == 0;
+}
+
+}  // namespace
 
 void Socket::close() {
     if (fd_ >= 0) ::close(std::exchange(fd_, -1));
@@ -31,6 +51,31 @@ void socket_shutdown(int fd) {
     shutdown(fd, SHUT_RDWR);
 }
 
+Socket socket_connect(const sockaddr_in& endpoint, int timeout_ms) {
+    Socket socket{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+    if (!socket) return socket;
+    socket_reuse(socket.fd());
+    if (!connects_within(socket.fd(), endpoint, timeout_ms)) return Socket{};
+    fcntl(socket.fd(), F_SETFL, fcntl(socket.fd(), F_GETFL) & ~O_NONBLOCK);
+    return socket;
+}
+
+bool socket_send_within(int fd, std::string_view data, int timeout_ms) {
+    using namespace std::chrono;
+    const auto end = steady_clock::now() + milliseconds{timeout_ms};
+    while (!data.empty()) {
+        const ssize_t n = send(fd, data.data(), data.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (n > 0) {
+            data.remove_prefix(static_cast<std::size_t>(n));
+            continue;
+        }
+        if (n < 0 && errno != EINTR && errno != EAGAIN) return false;
+        const auto left = duration_cast<milliseconds>(end - steady_clock::now()).count();
+        if (left <= 0 || !wait_writable(fd, static_cast<int>(left))) return false;
+    }
+    return true;
+}
+
 bool socket_wait_readable(int fd, int timeout_ms) {
     pollfd waiting{.fd = fd, .events = POLLIN, .revents = 0};
     return poll(&waiting, 1, timeout_ms) > 0;
@@ -44,6 +89,17 @@ std::string ipv4_text(in_addr address) {
 in_addr ipv4_parse(std::string_view text) {
     in_addr address{};
     if (inet_pton(AF_INET, std::string{text}.c_str(), &address) != 1) address.s_addr = 0;
+    return address;
+}
+
+std::optional<in_addr> ipv4_resolve(const std::string& host) {
+    addrinfo wanted{};
+    wanted.ai_family = AF_INET;
+    wanted.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (getaddrinfo(host.c_str(), nullptr, &wanted, &found) != 0 || found == nullptr) return std::nullopt;
+    const in_addr address = reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr;
+    freeaddrinfo(found);
     return address;
 }
 

@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -41,6 +42,12 @@ void socket_reuse(int fd);
 // Wakes whoever blocks on the socket, in both directions. The thread that blocks is the one that closes.
 void socket_shutdown(int fd);
 
+// A connection, made within timeout_ms; empty when there is none. The socket blocks.
+Socket socket_connect(const sockaddr_in& endpoint, int timeout_ms);
+
+// False unless the system took every byte within timeout_ms.
+bool socket_send_within(int fd, std::string_view data, int timeout_ms);
+
 // Waits until the socket can be read (or its peer went away); false after timeout_ms.
 bool socket_wait_readable(int fd, int timeout_ms);
 
@@ -48,6 +55,9 @@ bool socket_wait_readable(int fd, int timeout_ms);
 std::string ipv4_text(in_addr address);
 // Missing text or no dotted address: 0.0.0.0.
 in_addr ipv4_parse(std::string_view text);
+// The first address of a host name or dotted address; missing when there is none. Asks the system's resolver, so it may
+// take as long as that does.
+std::optional<in_addr> ipv4_resolve(const std::string& host);
 sockaddr_in ipv4_endpoint(in_addr address, std::uint16_t port);
 
 // The peer's address in dotted form; empty (and errno) when there is no peer any more.

@@ -28,6 +28,8 @@ struct MediaStore {
     std::uint32_t item_revision = 0;
     // Raised by every change of any child list or item.
     std::uint64_t revision = 0;
+    // Raised by every play: what is kept between two runs has changed, although no listing has.
+    std::uint32_t plays = 0;
     // Raised when a scan pass begins; items carry the number of the last pass that saw their file.
     std::uint32_t scan_pass = 0;
 };

@@ -210,6 +210,7 @@ void db_played(std::string_view id_text) {
     MediaItem* const item = find_item_by_text(lock, id_text);
     if (item == nullptr) return;
     ++item->play_count;
+    ++store(lock).plays;
     item->last_played = static_cast<std::int32_t>(now);
     if (item->object_class == ObjectClass::music_track) play_lists_note(lock, *item);
 }

@@ -1,12 +1,8 @@
 #include "http/client.h"
 
-#include <fcntl.h>
-#include <netdb.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <mutex>
 
 #include "core/log.h"
@@ -69,34 +65,6 @@ std::optional<Authority> authority_of(std::string_view url) {
     return Authority{std::string{authority.substr(0, colon)}, static_cast<std::uint16_t>(port)};
 }
 
-std::optional<sockaddr_in> resolve(const Authority& authority) {
-    addrinfo wanted{};
-    wanted.ai_family = AF_INET;
-    wanted.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    if (getaddrinfo(authority.host.c_str(), nullptr, &wanted, &found) != 0 || found == nullptr) return std::nullopt;
-    sockaddr_in endpoint = *reinterpret_cast<const sockaddr_in*>(found->ai_addr);
-    freeaddrinfo(found);
-    return ipv4_endpoint(endpoint.sin_addr, authority.port);
-}
-
-bool connect_within(int socket, const sockaddr_in& endpoint, int timeout_ms) {
-    const int flags = fcntl(socket, F_GETFL);
-    fcntl(socket, F_SETFL, flags | O_NONBLOCK);
-    if (connect(socket, reinterpret_cast<const sockaddr*>(&endpoint), sizeof endpoint) != 0) {
-        if (errno != EINPROGRESS) return false;
-        pollfd waiting{.fd = socket, .events = POLLOUT, .revents = 0};
-        int failure = 0;
-        socklen_t size = sizeof failure;
-        if (poll(&waiting, 1, timeout_ms) <= 0) return false;
-        if (getsockopt(socket, SOL_SOCKET, SO_ERROR, &failure, &size) != 0 || failure != 0) return false;
-    }
-    fcntl(socket, F_SETFL, flags);
-    const timeval silence{.tv_sec = kSilenceMs / 1000, .tv_usec = 0};
-    setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &silence, sizeof silence);
-    return true;
-}
-
 // Kept on purpose: the host is named as the URL has it, user and password included.
 struct Target {
     std::string host, path;
@@ -124,12 +92,11 @@ void http_set_user_agent(std::string_view text) {
 Socket http_connect(std::string_view url, int timeout_ms) {
     const auto authority = authority_of(url);
     if (!authority || !is_sendable(url)) return Socket{};
-    const auto endpoint = resolve(*authority);
-    if (!endpoint) return Socket{};
-    Socket socket{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
-    if (!socket) return Socket{};
-    socket_reuse(socket.fd());
-    if (!connect_within(socket.fd(), *endpoint, timeout_ms)) return Socket{};
+    const auto address = ipv4_resolve(authority->host);
+    if (!address) return Socket{};
+    Socket socket = socket_connect(ipv4_endpoint(*address, authority->port), timeout_ms);
+    const timeval silence{.tv_sec = kSilenceMs / 1000, .tv_usec = 0};
+    if (socket) setsockopt(socket.fd(), SOL_SOCKET, SO_SNDTIMEO, &silence, sizeof silence);
     return socket;
 }
 

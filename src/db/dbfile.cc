@@ -1,0 +1,218 @@
+#include "db/dbfile.h"
+
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <string>
+#include <utility>
+
+#include "core/file.h"
+#include "core/log.h"
+#include "core/settings.h"
+#include "db/store.h"
+
+namespace {
+
+constexpr std::int64_t kPollMs = 500;
+constexpr int kQuietSleeps = 51;
+constexpr std::int64_t kQuietSleepMs = 100;
+constexpr std::int64_t kExternalLookMs = 5000;
+
+// While the file is being read it must not be written: what was not read yet would be gone.
+std::atomic<bool> reading{false};
+
+// The file's path when there is one and it can be a file.
+Text usable_path() {
+    Text path = settings_get(Setting::dbfile);
+    if (!has_text(path)) return std::nullopt;
+    const auto status = file_status(*path);
+    if (!status || !status->directory) return path;
+    log_message(LOG_PROBLEM, LOG_DB, "give a filename not a path for DB: %s\n", path->c_str());
+    return std::nullopt;
+}
+
+void add_records(const File& file, const RunningFlag& running) {
+    std::uint64_t offset = 0;
+    DbLines lines{[&](std::span<char> into) {
+        const std::size_t n = running.running() ? file.read_at(offset, std::as_writable_bytes(into)) : 0;
+        offset += n;
+        return n;
+    }};
+    for (auto line = lines.next(); line && running.running(); line = lines.next())
+        if (dbfile_begins_record(*line)) dbfile_read_record(lines);
+}
+
+void read_file(const std::string& path, const RunningFlag& running) {
+    log_message(LOG_INFO, LOG_DB, "reading persistance DB!\n");
+    const File file = file_open_regular(path);
+    if (!file) {
+        log_message(LOG_ERROR, LOG_DB, "%s file not found!\n", path.c_str());
+        return;
+    }
+    add_records(file, running);
+    log_message(LOG_INFO, LOG_DB, "read on persistance DB completed!\n");
+}
+
+// What a file has to be written for. Plays change no listing, so they raise no update id, but they are to be kept too.
+struct SaveMark {
+    std::int32_t update_id = 0;
+    std::uint32_t plays = 0;
+
+    bool behind(const SaveMark& now) const { return now.update_id > update_id || now.plays != plays; }
+};
+SaveMark current_mark() {
+    StoreLock lock;
+    return {.update_id = store(lock).system_update_id, .plays = store(lock).plays};
+}
+
+// Until nothing has changed for a little over five seconds; missing when the thread is to end.
+std::optional<SaveMark> wait_for_quiet(const RunningFlag& running) {
+    SaveMark mark = current_mark();
+    for (int sleeps = 0; sleeps < kQuietSleeps;) {
+        if (!sleep_while_running(running, kQuietSleepMs)) return std::nullopt;
+        const SaveMark now = current_mark();
+        sleeps = mark.behind(now) || reading ? 0 : sleeps + 1;
+        mark = now;
+    }
+    return mark;
+}
+
+// The whole library as it is at one moment; missing when the thread is to end.
+std::optional<DbText> format_library(const RunningFlag& running) {
+    DbText text;
+    StoreLock lock;
+    const MediaStore& places = store(lock);
+    for (const MediaContainer* list : {places.all_tracks, places.all_pictures, places.all_videos})
+        if (!dbfile_write_items(lock, list, text, running)) return std::nullopt;
+    return text;
+}
+
+// A full disk is found out before the old file is cut off.
+bool has_room(const std::string& path, std::size_t bytes) {
+    const auto old = file_status(path);
+    const std::size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    struct statvfs disk {};
+    if (statvfs(old ? path.c_str() : folder.c_str(), &disk) != 0) return true;  // opening the file will tell
+    const auto used_now = static_cast<std::uint64_t>(old ? old->size : 0);
+    return bytes <= std::uint64_t{disk.f_bavail} * disk.f_frsize + used_now;
+}
+
+void save(const std::string& path, const RunningFlag& running) {
+    log_message(LOG_INFO, LOG_DB, "writing DB\n");
+    const auto text = format_library(running);
+    if (!text) return;
+    if (!has_room(path, text->bytes())) {
+        log_message(LOG_ERROR, LOG_DB, "no room for %s: %zu bytes\n", path.c_str(), text->bytes());
+        return;
+    }
+    const File file = file_create(path);
+    if (!file) {
+        log_message(LOG_ERROR, LOG_DB, "could not open %s for writing\n", path.c_str());
+        return;
+    }
+    for (const std::string& piece : text->pieces()) {
+        if (file.write_all(piece)) continue;
+        log_message(LOG_ERROR, LOG_DB, "could not write %s: %s\n", path.c_str(), error_text().c_str());
+        return;
+    }
+}
+
+struct LookedAt {
+    std::int64_t size = -1, modified = -1;
+    bool operator==(const LookedAt&) const = default;
+};
+LookedAt look_at(const std::string& path) {
+    const auto status = file_status(path);
+    return status && status->regular ? LookedAt{.size = status->size, .modified = status->modified} : LookedAt{};
+}
+
+void external_thread(RunningFlag& running, const RunningFlag& first) {
+    const ClearsWhenDone done{running};
+    const std::string path{text_or_empty(settings_get(Setting::externaldbfile))};
+    while (running.running() && first.running()) sleep_while_running(running, kQuietSleepMs);
+    LookedAt seen = look_at(path);
+    LookedAt read;
+    do {
+        const LookedAt now = look_at(path);
+        const bool settled = now == seen;  // others may still be writing it
+        seen = now;
+        if (!settled || now == read || now == LookedAt{}) continue;
+        read_file(path, running);
+        read = now;
+    } while (sleep_while_running(running, kExternalLookMs));
+}
+
+}  // namespace
+
+void dbfile_start_reader(RunningFlag& running) {
+    const Text path = usable_path();
+    if (!path || !file_status(*path)) return;
+    if (running.running()) {
+        log_message(LOG_INFO, LOG_DB, "read database thread overlapping, terminating one!\n");
+        return;
+    }
+    running.set_running();
+    reading = true;
+    if (thread_start_detached([&running] { dbfile_read_thread(running); })) return;
+    reading = false;
+    running.clear();
+}
+
+void dbfile_start_writer(RunningFlag& running) {
+    if (!has_text(settings_get(Setting::dbfile))) return;
+    running.set_running();
+    if (!thread_start_detached([&running] { dbfile_write_thread(running); })) running.clear();
+}
+
+void dbfile_start_external(RunningFlag& running, const RunningFlag& first) {
+    if (!has_text(settings_get(Setting::externaldbfile))) return;
+    running.set_running();
+    if (!thread_start_detached([&running, &first] { external_thread(running, first); })) running.clear();
+}
+
+void dbfile_read_thread(RunningFlag& running) {
+    const ClearsWhenDone done{running};
+    read_file(std::string{text_or_empty(settings_get(Setting::dbfile))}, running);
+    reading = false;
+}
+
+void dbfile_write_thread(RunningFlag& running) {
+    const ClearsWhenDone done{running};
+    SaveMark written;
+    while (sleep_while_running(running, kPollMs)) {
+        if (!written.behind(current_mark())) continue;
+        const auto mark = wait_for_quiet(running);
+        if (!mark) return;
+        written = *mark;
+        const Text path = usable_path();
+        if (!path) return;
+        save(*path, running);
+    }
+}
+
+void dbfile_read_record(DbLines& lines) {
+    DbRecord record = dbfile_parse_record(lines);
+    const Text title = record.item.title, path = record.item.path;
+    const ObjectClass media_class = record.item.media_class;
+    const std::int32_t bitrate = record.item.bitrate;
+    const AddResult result = record.has_class ? db_add_item(std::move(record.item)) : AddResult::failed;
+    if (result == AddResult::failed) {
+        log_message(LOG_PROBLEM, LOG_DB, "failed to add item: %s,%s\n", title ? title->c_str() : "NO TITLE AVAILABLE",
+                    path ? path->c_str() : "");
+    } else if (result == AddResult::added && bitrate != 0) {
+        db_set_bitrate(*path, media_class, bitrate);
+    }
+}
+
+bool dbfile_write_items(const StoreLock& lock, const MediaContainer* container, DbText& text,
+                        const RunningFlag& running) {
+    if (container != nullptr) {
+        for (MediaObject& child : tree_children(lock, *container)) {
+            if (!running.running()) return false;
+            if (const MediaItem* const item = item_of(lock, &child)) dbfile_format_item(*item, text);
+        }
+    }
+    return running.running();
+}

@@ -1,0 +1,292 @@
+#include "upnp/gena.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <deque>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "core/log.h"
+#include "core/process_wide.h"
+#include "core/socket.h"
+#include "core/time_text.h"
+#include "db/store.h"
+#include "http/respond.h"
+#include "upnp/device_id.h"
+#include "upnp/gena_delivery.h"
+#include "upnp/gena_message.h"
+
+namespace {
+
+constexpr std::int64_t kTickMs = 2000;
+constexpr std::int64_t kSettleMs = 100;
+constexpr std::size_t kReplyBytes = 512;
+// A receiver that takes nothing misses events rather than filling the memory with them.
+constexpr std::size_t kMostWaiting = 4;
+constexpr std::string_view kSource = "http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*";
+
+struct Event {
+    std::shared_ptr<const std::string> body;
+    std::int32_t seq = 0;
+};
+
+struct Subscriber {
+    std::string callback;  // empty: a free slot
+    unsigned services = 0;
+    std::uint32_t sid = 0;
+    std::int64_t expiry = 0;  // seconds of the clock that gives the SIDs. Kept on purpose: nobody is removed by it.
+    std::int32_t seq = 0;
+    bool greeted = false;  // has had its first events, or they wait in the outbox
+    bool sending = false;  // a thread empties the outbox
+    std::deque<Event> outbox;
+
+    bool used() const { return !callback.empty(); }
+};
+
+struct SubscriberTable {
+    std::mutex mutex;
+    std::array<Subscriber, kSubscriberSlots> slots;
+    bool enabled = false;
+    std::uint32_t last_sid = 0;
+    std::int32_t last_update_id = 0;  // that was told to all
+};
+SubscriberTable& table() {
+    return process_wide<SubscriberTable>();
+}
+
+// Milliseconds that only grow, and do not begin again with the process: a receiver that renews what it had from an
+// earlier run must not meet somebody else's subscription.
+std::int64_t clock_ms() {
+    using namespace std::chrono;
+    static const std::int64_t base =
+        duration_cast<milliseconds>(system_clock::now().time_since_epoch() - steady_clock::now().time_since_epoch())
+            .count();
+    return base + duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+Subscriber* find_sid(SubscriberTable& all, std::uint32_t sid) {
+    const auto found =
+        std::ranges::find_if(all.slots, [&](const Subscriber& slot) { return slot.used() && slot.sid == sid; });
+    return found == all.slots.end() ? nullptr : &*found;
+}
+
+std::uint32_t fresh_sid(SubscriberTable& all) {
+    auto sid = static_cast<std::uint32_t>(clock_ms());
+    if (static_cast<std::int32_t>(sid - all.last_sid) <= 0 && all.last_sid != 0) sid = all.last_sid + 1;
+    return all.last_sid = sid;
+}
+
+// ---- sending
+
+struct Parcel {
+    std::string callback;
+    Event event;
+};
+// The subscriber's next event; missing when there is none or the subscription is gone. Then its thread has to end.
+std::optional<Parcel> next_parcel(int slot, std::uint32_t sid) {
+    SubscriberTable& all = table();
+    std::scoped_lock lock{all.mutex};
+    Subscriber& subscriber = all.slots[static_cast<std::size_t>(slot)];
+    if (!subscriber.used() || subscriber.sid != sid) return std::nullopt;
+    if (!all.enabled || subscriber.outbox.empty()) {
+        subscriber.sending = false;
+        return std::nullopt;
+    }
+    Parcel parcel{.callback = subscriber.callback, .event = std::move(subscriber.outbox.front())};
+    subscriber.outbox.pop_front();
+    return parcel;
+}
+
+void empty_outbox(int slot, std::uint32_t sid) {
+    while (const auto parcel = next_parcel(slot, sid)) {
+        if (!gena_deliver(parcel->callback, sid, parcel->event.seq, *parcel->event.body))
+            log_message(LOG_INFO, LOG_EVENTING, "event %d not taken by %s\n", parcel->event.seq,
+                        parcel->callback.c_str());
+    }
+}
+
+// Under the table's lock.
+void enqueue(SubscriberTable& all, int slot, std::shared_ptr<const std::string> body) {
+    Subscriber& subscriber = all.slots[static_cast<std::size_t>(slot)];
+    subscriber.outbox.push_back({.body = std::move(body), .seq = subscriber.seq});
+    subscriber.seq = subscriber.seq == std::numeric_limits<std::int32_t>::max() ? 1 : subscriber.seq + 1;
+    if (subscriber.outbox.size() > kMostWaiting) subscriber.outbox.pop_front();
+    if (subscriber.sending) return;
+    const std::uint32_t sid = subscriber.sid;
+    subscriber.sending = thread_start_detached([slot, sid] { empty_outbox(slot, sid); });
+}
+
+void enqueue(SubscriberTable& all, int slot, std::string body) {
+    enqueue(all, slot, std::make_shared<const std::string>(std::move(body)));
+}
+
+// ---- subscribing
+
+struct Subscription {
+    int slot = -1;
+    std::uint32_t sid = 0;
+};
+
+// The highest free slot; missing when there is none.
+std::optional<Subscription> take_slot(const std::string& callback, unsigned services, std::int32_t timeout) {
+    SubscriberTable& all = table();
+    std::scoped_lock lock{all.mutex};
+    for (int slot = kSubscriberSlots - 1; slot >= 0; --slot) {
+        Subscriber& free = all.slots[static_cast<std::size_t>(slot)];
+        if (free.used()) continue;
+        free = {};
+        free.callback = callback;
+        free.services = services;
+        free.sid = fresh_sid(all);
+        free.expiry = clock_ms() / 1000 + timeout;
+        return Subscription{.slot = slot, .sid = free.sid};
+    }
+    return std::nullopt;
+}
+
+bool still_there(const SubscriberTable& all, const Subscription& subscription) {
+    const Subscriber& slot = all.slots[static_cast<std::size_t>(subscription.slot)];
+    return all.enabled && slot.used() && slot.sid == subscription.sid;
+}
+
+// The first events of a subscription, a moment behind the answer to it.
+void greet(const Subscription& subscription) {
+    sleep_ms(kSettleMs);
+    const std::int32_t update_id = db_system_update_id();
+    SubscriberTable& all = table();
+    std::scoped_lock lock{all.mutex};
+    if (!still_there(all, subscription)) return;
+    Subscriber& slot = all.slots[static_cast<std::size_t>(subscription.slot)];
+    // What was told to all in between did not go to this one.
+    const std::int32_t newest = std::max(update_id, all.last_update_id);
+    if ((slot.services & kContentDirectoryEvents) != 0)
+        enqueue(all, subscription.slot, gena_update_id_body(newest, {}));
+    if ((slot.services & kConnectionManagerEvents) != 0) enqueue(all, subscription.slot, gena_cm_body(kSource, {}));
+    slot.greeted = true;
+}
+
+HandlerResult refuse(HttpRequest& request, int status) {
+    request.content_length = 0;
+    return http_send_header(request, status) ? HandlerResult::keep : HandlerResult::close;
+}
+
+bool move_expiry(std::uint32_t sid, std::int32_t timeout) {
+    SubscriberTable& all = table();
+    std::scoped_lock lock{all.mutex};
+    Subscriber* const subscriber = find_sid(all, sid);
+    if (subscriber != nullptr) subscriber->expiry = clock_ms() / 1000 + timeout;
+    return subscriber != nullptr;
+}
+
+HandlerResult renew(HttpRequest& request, std::uint32_t sid, std::int32_t timeout) {
+    if (!move_expiry(sid, timeout)) return refuse(request, 412);
+    // Kept on purpose: "Second" here, "second" for a new subscription, and only here the time that was asked for.
+    socket_send_all(request.socket, text_format(kReplyBytes,
+                                                "HTTP/1.1 200 OK\r\nDATE: %s\r\nSERVER: %s\r\nSID: uuid:%lu\r\n"
+                                                "TIMEOUT: Second-%d\r\n\r\n",
+                                                http_date().c_str(), kServerSignature.data(),
+                                                static_cast<unsigned long>(sid), timeout));
+    return HandlerResult::close;
+}
+
+bool is_enabled() {
+    SubscriberTable& all = table();
+    std::scoped_lock lock{all.mutex};
+    return all.enabled;
+}
+
+}  // namespace
+
+void gena_init() {
+    SubscriberTable& all = table();
+    std::scoped_lock lock{all.mutex};
+    all.slots = {};
+    all.last_update_id = 0;
+    all.enabled = true;
+}
+
+void gena_shutdown() {
+    SubscriberTable& all = table();
+    {
+        std::scoped_lock lock{all.mutex};
+        all.enabled = false;
+    }
+    sleep_ms(kSettleMs);
+    std::scoped_lock lock{all.mutex};
+    all.slots = {};
+}
+
+HandlerResult gena_subscribe(HttpRequest& request) {
+    if (!is_enabled()) return HandlerResult::close;
+    const SubscribeHeader asked = gena_parse_subscribe(request.header);
+    if (asked.sid) return renew(request, *asked.sid, asked.timeout);
+    if (!asked.callback) return refuse(request, 412);
+    const auto subscription = take_slot(*asked.callback, gena_services_of(request.url), asked.timeout);
+    if (!subscription) return refuse(request, 500);
+
+    constexpr long kGranted = 300;
+    socket_send_all(request.socket, text_format(kReplyBytes,
+                                                "HTTP/1.1 200 OK\r\nDATE: %s\r\nSERVER: %s\r\nSID: uuid:%lu\r\n"
+                                                "TIMEOUT: second-%ld\r\n\r\n",
+                                                http_date().c_str(), kServerSignature.data(),
+                                                static_cast<unsigned long>(subscription->sid), kGranted));
+    thread_start_detached([subscription] { greet(*subscription); });
+    return HandlerResult::close;  // the answer has no length
+}
+
+HandlerResult gena_unsubscribe(HttpRequest& request) {
+    const auto sid = gena_parse_unsubscribe(request.header);
+    bool found = false;
+    {
+        SubscriberTable& all = table();
+        std::scoped_lock lock{all.mutex};
+        if (!all.enabled) return HandlerResult::close;
+        if (Subscriber* const subscriber = sid ? find_sid(all, *sid) : nullptr) {
+            *subscriber = {};
+            found = true;
+        }
+    }
+    if (!found) return refuse(request, 412);
+    return http_send_text(request, 200, "text/xml; charset=\"UTF-8\"", {});
+}
+
+void gena_notify(int slot_or_all, unsigned service, std::string_view body) {
+    const auto shared = std::make_shared<const std::string>(body);
+    SubscriberTable& all = table();
+    std::scoped_lock lock{all.mutex};
+    if (!all.enabled) return;
+    for (int slot = 0; slot < kSubscriberSlots; ++slot) {
+        const Subscriber& subscriber = all.slots[static_cast<std::size_t>(slot)];
+        const bool meant = slot_or_all == kAllSubscribers ? (subscriber.services & service) != 0 && subscriber.greeted
+                                                          : slot == slot_or_all;
+        if (subscriber.used() && meant) enqueue(all, slot, shared);
+    }
+}
+
+void gena_send_update_id_event(int slot_or_all, std::int32_t system_update_id, std::string_view container_update_ids) {
+    const std::string body = gena_update_id_body(system_update_id, container_update_ids);
+    log_message(LOG_INFO, LOG_EVENTING, "sending update ID event:\n%s\n\n", body.c_str());
+    if (slot_or_all == kAllSubscribers) {
+        std::scoped_lock lock{table().mutex};
+        table().last_update_id = system_update_id;
+    }
+    gena_notify(slot_or_all, kContentDirectoryEvents, body);
+}
+
+void gena_send_cm_event(int slot_or_all, std::string_view source, std::string_view sink) {
+    gena_notify(slot_or_all, kConnectionManagerEvents, gena_cm_body(source, sink));
+}
+
+void gena_start_ticker(RunningFlag& running) {
+    running.set_running();
+    const bool started = thread_start_detached([&running] {
+        const ClearsWhenDone done{running};
+        while (sleep_while_running(running, kTickMs)) db_event_pass();
+    });
+    if (!started) running.clear();
+}

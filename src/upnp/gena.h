@@ -1,0 +1,30 @@
+// Event subscriptions (UPnP Device Architecture 1.0, chapter 4): a table of 20 subscribers, who hear of the services'
+// state once when they subscribe and of the content's update ids whenever they change. Every subscriber's events are
+// sent in their order by a thread of its own while there are some, so that a dead receiver delays nobody else.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "core/thread.h"
+#include "http/request.h"
+
+constexpr int kSubscriberSlots = 20;
+constexpr int kAllSubscribers = -1;
+
+// Empties the table and switches eventing on. While it is off nothing is subscribed, renewed, removed or sent.
+void gena_init();
+void gena_shutdown();
+
+// SUBSCRIBE, new or a renewal, and UNSUBSCRIBE.
+HandlerResult gena_subscribe(HttpRequest& request);
+HandlerResult gena_unsubscribe(HttpRequest& request);
+
+// Sends the body to one slot, or to every subscriber of the service that has had its first events. A delivery that
+// fails is silent: the subscriber stays, its event key goes on.
+void gena_notify(int slot_or_all, unsigned service, std::string_view body);
+void gena_send_update_id_event(int slot_or_all, std::int32_t system_update_id, std::string_view container_update_ids);
+void gena_send_cm_event(int slot_or_all, std::string_view source, std::string_view sink);
+
+// Looks every two seconds whether the content has changed.
+void gena_start_ticker(RunningFlag& running);

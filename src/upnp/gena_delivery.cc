@@ -1,0 +1,74 @@
+#include "upnp/gena_delivery.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "core/interfaces.h"
+#include "core/log.h"
+#include "core/socket.h"
+#include "core/thread.h"
+#include "upnp/gena_message.h"
+
+namespace {
+
+constexpr int kDeadlineMs = 5000;
+// With another URL to try a host that does not answer may not use up all the time.
+constexpr int kOneOfSeveralMs = 2000;
+
+class Deadline {
+public:
+    explicit Deadline(int milliseconds) : limit_(milliseconds), start_(uptime_ms()) {}
+    int left() const {
+        const auto gone = static_cast<std::int64_t>(uptime_ms() - start_);
+        return static_cast<int>(std::clamp<std::int64_t>(limit_ - gone, 0, limit_));
+    }
+
+private:
+    int limit_;
+    std::uint32_t start_;
+};
+
+bool deliver_to(const CallbackUrl& url, std::string_view message, int connect_ms, const Deadline& deadline) {
+    if (url.port == 0) return false;
+    const auto address = ipv4_resolve(url.host);
+    if (!address) return false;
+    if (!gena_may_contact(*address)) {
+        log_message(LOG_INFO, LOG_EVENTING, "no event to %s: not on our networks\n", url.host_port.c_str());
+        return false;
+    }
+    const Socket socket = socket_connect(ipv4_endpoint(*address, static_cast<std::uint16_t>(url.port)),
+                                         std::min(connect_ms, deadline.left()));
+    if (!socket || !socket_send_within(socket.fd(), message, deadline.left())) return false;
+    socket_shutdown(socket.fd());
+    return true;
+}
+
+}  // namespace
+
+bool gena_deliver(std::string_view callback, std::uint32_t sid, std::int32_t seq, std::string_view body) {
+    const Deadline deadline{kDeadlineMs};
+    const std::vector<CallbackUrl> urls = gena_callback_urls(callback);
+    const int connect_ms = urls.size() > 1 ? kOneOfSeveralMs : kDeadlineMs;
+    return std::ranges::any_of(urls, [&](const CallbackUrl& url) {
+        return deadline.left() > 0 && deliver_to(url, gena_notify_message(url, sid, seq, body), connect_ms, deadline);
+    });
+}
+
+bool gena_may_contact(in_addr address) {
+    struct Network {
+        std::uint32_t prefix, mask;
+    };
+    constexpr auto kNear = std::to_array<Network>({
+        {0x7f000000, 0xff000000},  // 127/8
+        {0xa9fe0000, 0xffff0000},  // 169.254/16
+        {0x0a000000, 0xff000000},  // 10/8
+        {0xac100000, 0xfff00000},  // 172.16/12
+        {0xc0a80000, 0xffff0000},  // 192.168/16
+    });
+    const std::uint32_t bits = ntohl(address.s_addr);
+    return std::ranges::any_of(kNear, [&](const Network& near) { return (bits & near.mask) == near.prefix; }) ||
+           is_on_own_subnet(address);
+}
