@@ -4,6 +4,7 @@
 
 #include "http/now_playing.h"
 #include "http/playlist_page.h"
+#include "http/relay.h"
 #include "http/request.h"
 #include "http/server.h"
 #include "http/stream.h"
@@ -31,6 +32,7 @@ constexpr auto kRoutes = std::to_array<UrlRoute>({
     {"/file%3A", kGet | kHead, upgrade_file_handler},
     {"/disk", kGet | kHead, disk_handler},
     {"/continue", kGet | kHead, continue_handler},
+    {"/httpproxy", kGet | kHead, http_proxy_handler},
     {"/m3u", kGet | kHead, m3u_handler},
     {"/rescan", kGet, rescan_page},
     {"/rpc", kGet, rpc_handler},

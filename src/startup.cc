@@ -29,6 +29,7 @@
 #include "http/client.h"
 #include "http/connections.h"
 #include "http/server.h"
+#include "net/radio.h"
 #include "routes.h"
 #include "scan/scanner.h"
 #include "upnp/clients.h"
@@ -252,6 +253,7 @@ void start_all() {
     dbfile_start_reader(flags.db_read_file);
     dbfile_start_writer(flags.db_write_file);
     scan_start(flags.file_scan, &flags.db_read_file);
+    radio_start(flags.radio, &flags.db_read_file);
     gena_start_ticker(flags.eventing);
     dbfile_start_external(flags.external_db_scan, flags.db_read_file);
 }

@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "core/str.h"
-#include "http/socket_reader.h"
 
 namespace {
 
@@ -48,40 +47,16 @@ public:
 private:
     // True when another chunk follows.
     bool take_chunk() {
-        const auto size = take_size_line();
-        if (!size) return false;
+        const auto size = http_read_chunk_size(reader_);
+        if (!size) return end(why_none());
         if (*size > limit_ - body_.text.size()) return end(BodyEnd::too_large);
         if (!reader_.append(body_.text, *size)) return end(early_end(reader_));
-        return take_line_end() && *size > 0;
+        if (!http_read_chunk_end(reader_)) return end(why_none());
+        return *size > 0;
     }
 
-    std::optional<std::uint64_t> take_size_line() {
-        std::array<char, kSizeLineBytes> line;
-        std::size_t length = 0;
-        while (length < line.size()) {
-            const std::size_t seen = reader_.peek(std::span{line}.subspan(length));
-            const std::string_view piece{line.data() + length, seen};
-            const std::size_t line_feed = piece.find('\n');
-            const bool whole = line_feed != std::string_view::npos;
-            const std::size_t taken = whole ? line_feed + 1 : seen;
-            if (seen == 0 || !reader_.skip(taken)) {
-                end(early_end(reader_));
-                return std::nullopt;
-            }
-            length += taken;
-            if (!whole) continue;
-            const auto size = parse_chunk_size({line.data(), length});
-            if (!size) end(BodyEnd::malformed);
-            return size;
-        }
-        end(BodyEnd::malformed);
-        return std::nullopt;
-    }
-
-    bool take_line_end() {
-        std::string line_end;
-        if (!reader_.append(line_end, 2)) return end(early_end(reader_));
-        return line_end == "\r\n" || end(BodyEnd::malformed);
+    BodyEnd why_none() const {
+        return reader_.end() == SocketReader::End::open ? BodyEnd::malformed : early_end(reader_);
     }
 
     bool end(BodyEnd how) {
@@ -110,6 +85,27 @@ ReadBody http_read_sized(int socket, std::int64_t length, const BodyLimits& limi
 
 ReadBody http_read_chunks(int socket, const BodyLimits& limits) {
     return ChunkReader{socket, limits}.read();
+}
+
+std::optional<std::uint64_t> http_read_chunk_size(SocketReader& reader) {
+    std::array<char, kSizeLineBytes> line;
+    std::size_t length = 0;
+    while (length < line.size()) {
+        const std::size_t seen = reader.peek(std::span{line}.subspan(length));
+        const std::string_view piece{line.data() + length, seen};
+        const std::size_t line_feed = piece.find('\n');
+        const bool whole = line_feed != std::string_view::npos;
+        const std::size_t taken = whole ? line_feed + 1 : seen;
+        if (seen == 0 || !reader.skip(taken)) return std::nullopt;
+        length += taken;
+        if (whole) return parse_chunk_size({line.data(), length});
+    }
+    return std::nullopt;
+}
+
+bool http_read_chunk_end(SocketReader& reader) {
+    std::string line_end;
+    return reader.append(line_end, 2) && line_end == "\r\n";
 }
 
 ReadBody http_read_to_close(int socket, const BodyLimits& limits) {

@@ -4,7 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+
+#include "http/socket_reader.h"
 
 enum class BodyEnd {
     complete,
@@ -30,5 +33,11 @@ ReadBody http_read_sized(int socket, std::int64_t length, const BodyLimits& limi
 // Chunked transfer coding (RFC 9112, section 7.1): a size line of at most 20 bytes with its LF, the data, a line end; a
 // size of 0 ends. Takes nothing behind the last line end.
 ReadBody http_read_chunks(int socket, const BodyLimits& limits);
+
+// The same piece by piece, for bodies that are passed on rather than kept: a size line, and the line end behind that
+// many bytes of data. Missing and false when the socket came to an end (which the reader knows) or what came is
+// neither.
+std::optional<std::uint64_t> http_read_chunk_size(SocketReader& reader);
+bool http_read_chunk_end(SocketReader& reader);
 
 ReadBody http_read_to_close(int socket, const BodyLimits& limits);

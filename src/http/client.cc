@@ -11,6 +11,7 @@
 #include "core/thread.h"
 #include "http/body.h"
 #include "http/read.h"
+#include "http/url_decode.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ constexpr int kSilenceMs = 10'000;
 constexpr int kMaxInterimAnswers = 8;
 constexpr std::size_t kAnswerHeaderBytes = 16 * 1024;  // today's web servers say more than a receiver does
 constexpr std::size_t kGetBytes = 512;
+constexpr std::size_t kStreamGetBytes = 8192;
 constexpr std::size_t kMaxHost = 256, kMaxUserAgent = 255;
 
 struct UserAgent {
@@ -77,6 +79,20 @@ Target target_of(std::string_view url) {
             .path = std::string{slash == std::string_view::npos ? std::string_view{} : url.substr(slash + 1)}};
 }
 
+std::string base64(std::string_view text) {
+    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    for (std::size_t at = 0; at < text.size(); at += 3) {
+        const auto byte = [&](std::size_t i) {
+            return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0u;
+        };
+        const std::uint32_t group = byte(0) << 16 | byte(1) << 8 | byte(2);
+        for (std::size_t digit = 0; digit < 4; ++digit)
+            out.push_back(at + digit > text.size() ? '=' : kDigits[group >> (18 - 6 * digit) & 63]);
+    }
+    return out;
+}
+
 std::optional<TextBuffer> answer_body(ReadBody body) {
     if (body.end == BodyEnd::too_large) return std::nullopt;
     return TextBuffer{body.text, body.text.size() + 1};
@@ -109,6 +125,21 @@ bool http_send_get(int socket, std::string_view url, std::string_view extra_head
     request.append(extra_headers).append("\r\n");
     // Half a request would leave both sides waiting for the rest.
     return request.size() <= kGetBytes && socket_send_all(socket, request);
+}
+
+bool http_send_stream_get(int socket, std::string_view url, std::string_view extra_headers) {
+    if (!is_sendable(url)) return false;
+    Target target = target_of(url);
+    std::string request = "GET /" + target.path + " HTTP/1.1\r\nAccept: */*\r\n";
+    const std::size_t user_end = target.host.find('@');
+    if (user_end != std::string::npos) {
+        const std::string login = url_decode(target.host.substr(0, user_end));
+        request.append("Authorization: Basic ").append(base64(login)).append("\r\n");
+        target.host.erase(0, user_end + 1);
+    }
+    request.append("Host: ").append(target.host).append("\r\nConnection: close\r\nUser-Agent: ").append(user_agent());
+    request.append("\r\n").append(extra_headers).append("\r\n");
+    return request.size() <= kStreamGetBytes && socket_send_all(socket, request);
 }
 
 bool http_send_post(int socket, std::string_view url, std::string_view soapaction, std::string_view body) {

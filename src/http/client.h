@@ -19,6 +19,9 @@ Socket http_connect(std::string_view url, int timeout_ms = 5000);
 // False on failure, also where the URL holds blanks or control characters or a GET would have more than 512 bytes;
 // nothing is sent then. extra_headers are whole lines, each ending in "\r\n".
 bool http_send_get(int socket, std::string_view url, std::string_view extra_headers = {});
+// A GET for what is passed on to a player: the host is named without user and password, which become an Authorization
+// line (RFC 7617), the connection ends with the answer, and a URL may be as long as those of today's stations are.
+bool http_send_stream_get(int socket, std::string_view url, std::string_view extra_headers = {});
 // The header alone; the body is the caller's to send.
 bool http_send_post(int socket, std::string_view url, std::string_view soapaction, std::string_view body);
 

@@ -32,7 +32,8 @@ struct HttpRequest {
     std::string base_url;             // "http://address:port/" of the listener that was asked
     std::string header;               // request line and header lines as received, at most 1023 characters
     std::string extra_headers;        // further response header lines, each ending in "\r\n"
-    std::int64_t range_first = 0, range_last = 0, range_total = 0;  // for the Content-Range line of a 206
+    // For the Content-Range line of a 206; a negative total: extra_headers holds that line.
+    std::int64_t range_first = 0, range_last = 0, range_total = 0;
 };
 
 using HttpHandler = HandlerResult (*)(HttpRequest&);

@@ -49,7 +49,7 @@ const char* status_line(const HttpRequest& request, int status) {
 }
 
 std::string range_line(const HttpRequest& request, int status) {
-    if (status != 206 || request.version != 11) return {};
+    if (status != 206 || request.version != 11 || request.range_total < 0) return {};
     return text_format(128, "Content-Range: bytes %lld-%lld/%lld\r\n", static_cast<long long>(request.range_first),
                        static_cast<long long>(request.range_last), static_cast<long long>(request.range_total));
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <string>
 
 #include "core/ini.h"
@@ -30,6 +31,7 @@ protected:
         settings_set_defaults();
         settings_set(Setting::contentdir, scratch.path());
         settings_set(Setting::ip, "127.0.0.1");
+        setenv("PELORAMA_RADIO_HOST", "127.0.0.1:1", 1);  // nobody listens there
         ini_set_path(scratch / "server.ini");
         register_http_handlers();
         register_packet_handlers();

@@ -37,7 +37,7 @@ class Daemon:
     """A server process. Its output is kept in a file, so that nobody has to drain a pipe."""
 
     def __init__(self, host, directory, content=None, port=9000, address=None, verbosity=511, settings=None,
-                 wrapper=()):
+                 wrapper=(), radio_host=None):
         self.host, self.directory, self.content = host, pathlib.Path(directory), content
         self.address, self.port = address or host.address, port
         self.ini = self.directory / "pelorama.ini"
@@ -47,6 +47,10 @@ class Daemon:
             self.arguments += ["-contentdir", str(content)]
         if host.interface == "lo":
             self.arguments += ["-ip", host.address]
+        # Without a directory to ask, none is looked for: that would add a placeholder to every test's tree.
+        self.radio_host = radio_host
+        if radio_host is None and "radio" not in (settings or {}):
+            self.arguments += ["-radio", "0"]
         for key, value in (settings or {}).items():
             self.arguments += [f"-{key}", str(value)]
         self.wrapper = wrapper  # a command that runs the server in its turn
@@ -55,10 +59,13 @@ class Daemon:
     def start(self):
         """Starts the process; wait_until_up() or wait_for_log() tell when it is ready."""
         self.directory.mkdir(parents=True, exist_ok=True)
+        environment = os.environ | {"PELORAMA_CHARSET": "UTF-8"}
+        if self.radio_host is not None:
+            environment["PELORAMA_RADIO_HOST"] = self.radio_host
         with open(self.log_path, "ab") as log:
             self.process = subprocess.Popen(self.host.command(*self.wrapper, EXECUTABLE, *self.arguments),
                                             cwd=self.directory,
-                                            env=os.environ | {"PELORAMA_CHARSET": "UTF-8"},
+                                            env=environment,
                                             stdin=subprocess.DEVNULL, stdout=log, stderr=log)
         return self
 

@@ -1,0 +1,38 @@
+// What another server's answer header says, and the URLs it leads to. Pure functions over text that comes from
+// anywhere.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/str.h"
+
+// The status of "HTTP/1.1 206 ..." and of "ICY 200 OK", as stations answer; 0 where there is none.
+int http_answer_status(std::string_view header);
+
+// The value of the first line of that name, without blanks at its ends; missing when there is none. Names are compared
+// without regard to case.
+Text http_header_value(std::string_view header, std::string_view name);
+
+// The lines whose names begin with prefix, as they stand, each ending in "\r\n"; control characters are dropped.
+std::string http_header_lines(std::string_view header, std::string_view prefix);
+
+// Where the body of an answer ends: behind that many bytes, behind the last chunk, or with the connection.
+struct AnswerBody {
+    enum class Coding { by_length, chunked, to_close };
+    Coding coding = Coding::to_close;
+    std::int64_t length = -1;  // by_length only
+};
+// Missing when the header contradicts itself or announces what no 63 bits hold.
+std::optional<AnswerBody> http_answer_body(std::string_view header);
+
+// A Location as seen from the URL that was asked: absolute, or relative to its host or folder. Missing unless it leads
+// to an "http://" URL.
+Text http_resolve_location(std::string_view base_url, std::string_view location);
+
+// Whether an answer of this type to this URL is a playlist (m3u, pls) that leads to the stream.
+bool http_is_playlist(std::string_view content_type, std::string_view url);
+// The first "http://" entry of such a playlist.
+Text http_first_playlist_entry(std::string_view playlist);

@@ -1,0 +1,193 @@
+#include "http/relay.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <string>
+
+#include "core/log.h"
+#include "core/str.h"
+#include "db/store.h"
+#include "http/answer.h"
+#include "http/body.h"
+#include "http/dlna_headers.h"
+#include "http/mime.h"
+#include "http/now_playing.h"
+#include "http/range.h"
+#include "http/respond.h"
+#include "http/socket_copy.h"
+#include "http/source.h"
+
+namespace {
+
+// Between two looks at the now-playing page.
+constexpr std::int64_t kPieceBytes = 1024 * 1024;
+constexpr std::size_t kMaxType = 128;
+// What our own lines leave of an answer's header.
+constexpr std::size_t kPassedOnBytes = 640;
+
+// The port of the listener that this connection came to.
+int own_port(int socket) {
+    sockaddr_in near{};
+    socklen_t size = sizeof near;
+    if (getsockname(socket, reinterpret_cast<sockaddr*>(&near), &size) != 0 || near.sin_family != AF_INET) return 0;
+    return ntohs(near.sin_port);
+}
+
+// "address:port" of that listener.
+std::string_view own_name(const HttpRequest& request) {
+    std::string_view name = request.base_url;
+    if (name.starts_with("http://")) name.remove_prefix(7);
+    return name.substr(0, name.find('/'));
+}
+
+// Two servers whose items lead to each other would ask in circles without a line that says who has asked already
+// (RFC 9110, section 7.6.3).
+bool has_come_round(const HttpRequest& request) {
+    const Text via = http_header_value(request.header, "Via");
+    return via && !own_name(request).empty() && str_contains(*via, own_name(request));
+}
+
+std::string request_lines(const HttpRequest& request) {
+    std::string lines;
+    for (const std::string_view name : {"Range", "Icy-MetaData"}) {
+        if (const Text value = http_header_value(request.header, name))
+            lines.append(name).append(": ").append(*value).append("\r\n");
+    }
+    lines.append("Via: ");
+    if (const Text via = http_header_value(request.header, "Via")) lines.append(*via).append(", ");
+    return lines.append("1.1 ").append(own_name(request)).append("\r\n");
+}
+
+std::string content_type_of(const HttpSource& source) {
+    std::string type = http_header_value(source.header, "Content-Type").value_or("");
+    std::erase_if(type, [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; });
+    if (!type.empty() && type.size() <= kMaxType) return type;
+    const bool is_station = source.header.starts_with("ICY") || !http_header_lines(source.header, "icy-").empty();
+    if (is_station) return "audio/mpeg";
+    const std::string_view path = std::string_view{source.url}.substr(0, source.url.find_first_of("?#"));
+    const std::string_view known = mime_of_extension(path_extension(path));
+    return std::string{known.empty() ? "application/octet-stream" : known};
+}
+
+// The lines of the source that the receiver needs, the more important ones first, as far as there is room for them.
+std::string passed_on(const HttpSource& source, std::string lines, int version) {
+    const auto add = [&](std::string_view more) {
+        if (lines.size() + more.size() <= kPassedOnBytes) lines.append(more);
+    };
+    if (source.status != 200 && version == 11) add(http_header_lines(source.header, "Content-Range"));
+    add(http_header_lines(source.header, "Accept-Ranges"));
+    add(http_header_lines(source.header, "icy-metaint"));
+    const std::string all = http_header_lines(source.header, "icy-");
+    for (std::size_t at = 0; at < all.size();) {
+        const std::size_t end = all.find('\n', at) + 1;
+        const std::string_view line = std::string_view{all}.substr(at, end - at);
+        if (!str_starts_nocase(line, "icy-metaint:")) add(line);
+        at = end;
+    }
+    return lines;
+}
+
+// -1 without a range of bytes, as for files.
+std::int64_t first_byte_of(const HttpRequest& request) {
+    const ByteRange range = http_parse_range(request.header);
+    return range.time_seek ? -1 : range.first;
+}
+
+class BodyRelay {
+public:
+    BodyRelay(const HttpRequest& request, const HttpSource& source, ObjectId id)
+        : request_(request),
+          source_(source),
+          id_(id),
+          asked_first_(first_byte_of(request)),
+          copy_(source.connection.fd(), request.socket, kSourceSilenceMs) {}
+
+    HandlerResult run() {
+        now_playing_update(request_.peer, id_, asked_first_);
+        const bool whole = source_.body.coding == AnswerBody::Coding::chunked ? pass_chunks() : pass(left_by_header());
+        if (copy_.end() == SocketCopy::End::source_failed)
+            log_message(LOG_INFO, LOG_HTTPPROXY, "source went away: %s\n", source_.url.c_str());
+        // A receiver that was told of more would wait for it, so the end of the connection has to tell it.
+        return whole && sent_ == request_.content_length ? HandlerResult::keep : HandlerResult::close;
+    }
+
+private:
+    std::int64_t left_by_header() const {
+        const bool by_length = source_.body.coding == AnswerBody::Coding::by_length;
+        return by_length ? source_.body.length : std::numeric_limits<std::int64_t>::max();
+    }
+
+    bool pass(std::int64_t count) {
+        while (count > 0) {
+            const std::int64_t n = copy_.move(std::min(count, kPieceBytes));
+            if (n == 0) return false;
+            count -= n;
+            sent_ += n;
+            now_playing_update(request_.peer, id_, asked_first_ + sent_);
+        }
+        return true;
+    }
+
+    bool pass_chunks() {
+        for (;;) {
+            SocketReader reader{source_.connection.fd(), kSourceSilenceMs, kSourceSilenceMs};
+            const auto size = http_read_chunk_size(reader);
+            if (!size || *size > std::numeric_limits<std::int32_t>::max()) return false;
+            if (!pass(static_cast<std::int64_t>(*size))) return false;
+            SocketReader end{source_.connection.fd(), kSourceSilenceMs, kSourceSilenceMs};
+            if (!http_read_chunk_end(end)) return false;
+            if (*size == 0) return true;
+        }
+    }
+
+    const HttpRequest& request_;
+    const HttpSource& source_;
+    const ObjectId id_;
+    const std::int64_t asked_first_;
+    SocketCopy copy_;
+    std::int64_t sent_ = 0;
+};
+
+// The item's path when it has this scheme, and the id text of the URL.
+struct RelayTarget {
+    std::string_view id_text;
+    std::string url;
+};
+std::optional<RelayTarget> target_of(const HttpRequest& request, std::string_view mark, std::string_view scheme) {
+    const std::size_t at = request.url.find(mark);
+    if (at == std::string::npos) return std::nullopt;
+    const std::string_view id_text = std::string_view{request.url}.substr(at + mark.size());
+    auto resource = db_get_resource(id_text);
+    if (!resource || !resource->path.starts_with(scheme)) return std::nullopt;
+    return RelayTarget{.id_text = id_text, .url = std::move(resource->path)};
+}
+
+}  // namespace
+
+HandlerResult http_proxy_handler(HttpRequest& request) {
+    const auto target = target_of(request, "httpproxy/", "http://");
+    if (!target || has_come_round(request)) return http_send_not_found(request);
+    const auto source = http_open_source(target->url, request_lines(request), own_port(request.socket));
+    if (!source) {
+        log_message(LOG_INFO, LOG_HTTPPROXY, "no stream at %s\n", target->url.c_str());
+        return http_send_not_found(request);
+    }
+    const bool has_body = source->status != 416;
+    if (has_body) db_played(target->id_text);
+
+    request.content_type = content_type_of(*source);
+    request.content_length = has_body ? source->body.length : 0;
+    request.range_total = -1;
+    if (request.content_length < 0) request.close = true;
+    request.extra_headers =
+        passed_on(*source, dlna_answer_headers(request.header, request.content_type, target->url), request.version);
+
+    const bool sends_body = has_body && request.method != kHead && request.content_length != 0;
+    if (!http_send_header(request, source->status, sends_body ? BodyFollows::yes : BodyFollows::no))
+        return HandlerResult::close;
+    if (!sends_body) return HandlerResult::keep;
+    return BodyRelay{request, *source, text_int(target->id_text)}.run();
+}

@@ -1,0 +1,100 @@
+#include "http/socket_copy.h"
+
+#include <fcntl.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+namespace {
+
+constexpr int kPipeBytes = 1024 * 1024;  // more than one process may ask for is refused, and the usual 64 KiB stay
+
+void set_blocking(int socket, bool blocking) {
+    const int flags = fcntl(socket, F_GETFL);
+    fcntl(socket, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+}
+
+// While corked only full segments leave, the rest after 200 ms at the latest.
+void set_corked(int socket, bool corked) {
+    const int value = corked;
+    setsockopt(socket, IPPROTO_TCP, TCP_CORK, &value, sizeof value);
+}
+
+}  // namespace
+
+SocketCopy::SocketCopy(int from, int to, int silence_ms) : from_(from), to_(to), silence_ms_(silence_ms) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+        end_ = End::source_failed;
+    } else {
+        pipe_out_ = Socket{ends[0]};
+        pipe_in_ = Socket{ends[1]};
+        fcntl(pipe_in_.fd(), F_SETPIPE_SZ, kPipeBytes);
+    }
+    set_blocking(from_, false);
+    set_blocking(to_, false);
+    set_corked(to_, true);
+}
+
+SocketCopy::~SocketCopy() {
+    set_corked(to_, false);
+    set_blocking(to_, true);
+    set_blocking(from_, true);
+}
+
+std::int64_t SocketCopy::ended(End how) {
+    end_ = how;
+    return 0;
+}
+
+std::int64_t SocketCopy::move(std::int64_t count) {
+    const std::int64_t taken = take(count);
+    return taken > 0 && give(taken) ? taken : 0;
+}
+
+// Into the pipe, which is empty.
+std::int64_t SocketCopy::take(std::int64_t count) {
+    const auto wanted = static_cast<std::size_t>(std::min<std::int64_t>(count, kPipeBytes));
+    while (end_ == End::open) {
+        const ssize_t n = splice(from_, nullptr, pipe_in_.fd(), nullptr, wanted, SPLICE_F_MOVE | SPLICE_F_NONBLOCK);
+        if (n > 0) return n;
+        if (n == 0) return ended(End::source_ended);
+        if (errno == EAGAIN) {
+            wait_for_source();
+        } else if (errno != EINTR) {
+            return ended(End::source_failed);
+        }
+    }
+    return 0;
+}
+
+bool SocketCopy::give(std::int64_t count) {
+    while (count > 0) {
+        const ssize_t n = splice(pipe_out_.fd(), nullptr, to_, nullptr, static_cast<std::size_t>(count),
+                                 SPLICE_F_MOVE | SPLICE_F_NONBLOCK);
+        if (n > 0) {
+            count -= n;
+        } else if (n < 0 && errno == EAGAIN) {
+            pollfd waiting{.fd = to_, .events = POLLOUT, .revents = 0};
+            poll(&waiting, 1, -1);
+        } else if (n == 0 || errno != EINTR) {
+            end_ = End::receiver_gone;
+            return false;
+        }
+    }
+    return true;
+}
+
+void SocketCopy::wait_for_source() {
+    // The receiver's end, or ours of its connection, is always told.
+    std::array<pollfd, 2> waiting{
+        {{.fd = from_, .events = POLLIN, .revents = 0}, {.fd = to_, .events = 0, .revents = 0}}};
+    const int ready = poll(waiting.data(), waiting.size(), silence_ms_);
+    if (ready == 0) end_ = End::source_failed;
+    if (ready > 0 && waiting[0].revents == 0) end_ = End::receiver_gone;
+}

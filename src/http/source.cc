@@ -1,0 +1,118 @@
+#include "http/source.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "core/log.h"
+#include "core/thread.h"
+#include "http/body.h"
+#include "http/client.h"
+#include "http/connections.h"
+#include "http/read.h"
+
+namespace {
+
+constexpr int kConnectMs = 5000;
+constexpr int kTotalMs = 30'000;
+constexpr int kMaxRedirects = 5;
+constexpr int kMaxPlaylists = 3;
+constexpr int kMaxInterimAnswers = 8;
+constexpr std::size_t kHeaderCapacity = 16 * 1024;
+constexpr std::size_t kPlaylistBytes = 64 * 1024;
+
+// A connection to one of our own listeners: the machine is this one and the port is theirs.
+bool leads_back(int socket, int own_port) {
+    sockaddr_in near{}, far{};
+    socklen_t near_size = sizeof near, far_size = sizeof far;
+    if (getsockname(socket, reinterpret_cast<sockaddr*>(&near), &near_size) != 0) return true;
+    if (getpeername(socket, reinterpret_cast<sockaddr*>(&far), &far_size) != 0) return true;
+    return near.sin_addr.s_addr == far.sin_addr.s_addr && ntohs(far.sin_port) == own_port;
+}
+
+class Search {
+public:
+    Search(std::string_view request_lines, int own_port) : request_lines_(request_lines), own_port_(own_port) {}
+
+    std::optional<HttpSource> run(std::string url) {
+        for (;;) {
+            auto source = ask(url);
+            if (!source) return std::nullopt;
+            Text next;
+            if (source->status >= 300 && source->status <= 399) {
+                if (redirects_++ == kMaxRedirects) return std::nullopt;
+                next = http_resolve_location(url, http_header_value(source->header, "Location").value_or(""));
+            } else if (source->status == 200 && is_playlist(*source)) {
+                if (playlists_++ == kMaxPlaylists) return std::nullopt;
+                next = http_first_playlist_entry(playlist_text(*source));
+            } else {
+                const bool found = source->status == 200 || source->status == 206 || source->status == 416;
+                return found ? std::move(source) : std::nullopt;
+            }
+            if (!next) return std::nullopt;
+            log_message(LOG_INFO, LOG_HTTPPROXY, "%s leads to %s\n", url.c_str(), next->c_str());
+            url = std::move(*next);
+        }
+    }
+
+private:
+    int left_ms() const { return std::max(kTotalMs - static_cast<int>(uptime_ms() - started_), 0); }
+
+    std::optional<HttpSource> ask(const std::string& url) const {
+        SourceConnection connection{http_connect(url, std::min(kConnectMs, left_ms()))};
+        if (!connection || leads_back(connection.fd(), own_port_)) return std::nullopt;
+        if (!http_send_stream_get(connection.fd(), url, request_lines_)) return std::nullopt;
+        for (int interim = 0; interim < kMaxInterimAnswers; ++interim) {
+            const int limit = std::min(kSourceSilenceMs, left_ms());
+            ReadHeader header = http_read_header(connection.fd(), limit, limit, kHeaderCapacity);
+            if (header.end != HeaderEnd::complete) return std::nullopt;
+            const int status = http_answer_status(header.text);
+            if (status >= 100 && status <= 199) continue;
+            const auto body = http_answer_body(header.text);
+            if (!body) return std::nullopt;
+            return HttpSource{std::move(connection), url, std::move(header.text), status, *body};
+        }
+        return std::nullopt;
+    }
+
+    static bool is_playlist(const HttpSource& source) {
+        return http_is_playlist(http_header_value(source.header, "Content-Type").value_or(""), source.url);
+    }
+
+    // As much of it as is worth looking at.
+    std::string playlist_text(const HttpSource& source) const {
+        const BodyLimits limits{
+            .bytes = kPlaylistBytes, .silence_ms = std::min(kSourceSilenceMs, left_ms()), .deadline_ms = left_ms()};
+        const int socket = source.connection.fd();
+        switch (source.body.coding) {
+            case AnswerBody::Coding::chunked:
+                return http_read_chunks(socket, limits).text;
+            case AnswerBody::Coding::by_length:
+                return http_read_sized(socket, std::min<std::int64_t>(source.body.length, kPlaylistBytes), limits).text;
+            case AnswerBody::Coding::to_close:
+                break;
+        }
+        return http_read_to_close(socket, limits).text;
+    }
+
+    const std::string_view request_lines_;
+    const int own_port_;
+    const std::uint32_t started_ = uptime_ms();
+    int redirects_ = 0;
+    int playlists_ = 0;
+};
+
+}  // namespace
+
+SourceConnection::SourceConnection(Socket socket) : socket_(std::move(socket)) {
+    if (socket_) connection_opened(socket_.fd());
+}
+
+SourceConnection::~SourceConnection() {
+    if (socket_) connection_closing(socket_.fd());
+}
+
+std::optional<HttpSource> http_open_source(const std::string& url, std::string_view request_lines, int own_port) {
+    return Search{request_lines, own_port}.run(url);
+}

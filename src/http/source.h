@@ -1,0 +1,40 @@
+// The stream behind a URL: asks the server that has it, follows redirects and playlists to it, and stops at the first
+// byte of its body.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/socket.h"
+#include "http/answer.h"
+
+// A connection to a source. It is counted among the open ones while it lives, so that stopping the server wakes whoever
+// waits for it.
+class SourceConnection {
+public:
+    explicit SourceConnection(Socket socket);
+    ~SourceConnection();
+    SourceConnection(SourceConnection&& other) noexcept = default;
+    SourceConnection& operator=(SourceConnection&&) = delete;
+    explicit operator bool() const { return static_cast<bool>(socket_); }
+    int fd() const { return socket_.fd(); }
+
+private:
+    Socket socket_;
+};
+
+constexpr int kSourceSilenceMs = 10'000;
+
+struct HttpSource {
+    SourceConnection connection;  // at the first byte of the body
+    std::string url;              // where it was found
+    std::string header;
+    int status = 0;  // 200, 206 or 416
+    AnswerBody body;
+};
+
+// Missing when there is no such stream, after 30 s at most (looking host names up aside). request_lines are sent along,
+// each ending in "\r\n"; own_port is that of the listener that was asked: what leads back to it is refused, a station
+// is no way to our own pages.
+std::optional<HttpSource> http_open_source(const std::string& url, std::string_view request_lines, int own_port);

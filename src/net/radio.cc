@@ -1,0 +1,176 @@
+#include "net/radio.h"
+
+#include <malloc.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "core/log.h"
+#include "core/settings.h"
+#include "core/str.h"
+#include "core/text_buffer.h"
+#include "db/store.h"
+#include "db/upkeep.h"
+#include "http/client.h"
+#include "meta/genres.h"
+#include "upnp/xml.h"
+#include "upnp/xml_escape.h"
+
+namespace {
+
+// Another directory that answers the same request is named by the environment: "host" or "host:port".
+constexpr const char* kDirectoryHost = "www.shoutcast.com";
+constexpr const char* kDirectoryVariable = "PELORAMA_RADIO_HOST";
+constexpr const char* kRequest = "http://%s/sbin/xmllister.phtml?limit=%d&service=winamp2&no_compress=1";
+
+constexpr std::int32_t kDefaultStations = 50;
+constexpr std::int32_t kDefaultMinutes = 60;
+constexpr std::int64_t kMinuteMs = 60'000;
+constexpr std::int64_t kLongestWaitMs = 15 * kMinuteMs;
+constexpr std::int64_t kSliceMs = 100;
+
+constexpr std::string_view kNoConnection = "<no connection to shoutcast>";
+constexpr std::string_view kNoStream = "http://no-connection.mp3";
+
+// An answer of this size is worth handing back once it has been taken apart.
+constexpr std::size_t kLargeAnswerBytes = 256 * 1024;
+
+std::int32_t int_or(Setting setting, std::int32_t otherwise) {
+    return settings_get(setting) ? settings_get_int(setting) : otherwise;
+}
+
+bool goes_on(const RunningFlag* running) {
+    return running == nullptr || running->running();
+}
+
+std::string directory_url() {
+    const char* const chosen = std::getenv(kDirectoryVariable);
+    return text_format(1024, kRequest, chosen != nullptr && *chosen != '\0' ? chosen : kDirectoryHost,
+                       int_or(Setting::numradiostations, kDefaultStations));
+}
+
+struct Fetch {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool finished = false;
+    std::optional<TextBuffer> answer;
+};
+
+// The directory's answer. Looking a name up may take much longer than the server may take to stop, so that is left to a
+// thread of its own, which nobody waits for once the flag no longer runs.
+std::optional<TextBuffer> fetch(const std::string& url, const RunningFlag* running) {
+    const auto shared = std::make_shared<Fetch>();
+    const bool started = thread_start_detached([shared, url] {
+        auto answer = http_talk(TalkMode::get, url);
+        std::scoped_lock lock{shared->mutex};
+        shared->answer = std::move(answer);
+        shared->finished = true;
+        shared->changed.notify_all();
+    });
+    if (!started) return std::nullopt;
+    std::unique_lock lock{shared->mutex};
+    while (!shared->finished && goes_on(running)) {
+        shared->changed.wait_for(lock, std::chrono::milliseconds{kSliceMs});
+    }
+    return std::move(shared->answer);
+}
+
+// One is enough, however often the directory is not there.
+void add_placeholder() {
+    {
+        const StoreLock lock;
+        const MediaContainer* const radio = store(lock).internet_radio;
+        if (radio != nullptr && db_find_child_container(lock, kNoConnection, *radio) != nullptr) return;
+    }
+    db_add_item({.title = std::string{kNoConnection},
+                 .media_class = ObjectClass::audio_broadcast,
+                 .genre = std::string{kNoConnection},
+                 .path = std::string{kNoStream}});
+}
+
+// Without a path where the entry names no stream that could be relayed: the store refuses it then. A path of another
+// kind would be a file of this machine.
+NewItem station_of(const XmlNode& entry) {
+    const auto child_text = [&](std::string_view name) {
+        const XmlNode* const child = xml_find_below(&entry, name);
+        return child != nullptr ? child->text : std::nullopt;
+    };
+    // The reader leaves attributes as they are written; a URL with several parameters is written with entities.
+    std::string url = xml_unescape(text_or_empty(xml_get_attribute(&entry, "Playstring")));
+    return {.title = child_text("Name"),
+            .media_class = ObjectClass::audio_broadcast,
+            .artist = child_text("Nowplaying"),
+            .album = child_text("Listeners"),
+            .genre = radio_genre_name(text_or_empty(child_text("Genre"))),
+            .path = url.starts_with("http://") ? Text{std::move(url)} : std::nullopt,
+            .bitrate = text_int(text_or_empty(child_text("Bitrate")))};
+}
+
+void add_stations(std::vector<NewItem> stations, const RunningFlag* running) {
+    std::size_t added = 0;
+    for (NewItem& station : stations) {
+        if (!goes_on(running)) return;
+        const std::string name{text_or_empty(station.title)};
+        const AddResult result = db_add_item(std::move(station));
+        if (result == AddResult::added) ++added;
+        if (result == AddResult::failed) log_message(LOG_PROBLEM, LOG_DB, "failed to add station: %s\n", name.c_str());
+    }
+    log_message(LOG_INFO, LOG_DB, "radio stations: %zu of %zu added\n", added, stations.size());
+}
+
+void wait_for_flag(const RunningFlag& running, const RunningFlag* watched) {
+    for (std::int64_t waited = 0; waited < kLongestWaitMs; waited += kSliceMs) {
+        if (watched == nullptr || !watched->running() || !running.running()) return;
+        sleep_ms(kSliceMs);
+    }
+}
+
+}  // namespace
+
+void radio_start(RunningFlag& running, const RunningFlag* watched) {
+    running.set_running();
+    if (!thread_start_detached([&running, watched] { radio_thread(running, watched); })) running.clear();
+}
+
+void radio_thread(RunningFlag& running, const RunningFlag* watched) {
+    const ClearsWhenDone done{running};
+    const std::int64_t minutes = int_or(Setting::radioreread, kDefaultMinutes);
+    if (!settings_get_bool(Setting::radio)) return;
+    wait_for_flag(running, watched);
+    if (running.running()) radio_read_stations(&running);
+    while (minutes > 0 && sleep_while_running(running, minutes * kMinuteMs, kSliceMs)) radio_read_stations(&running);
+}
+
+void radio_read_stations(const RunningFlag* running) {
+    const auto answer = fetch(directory_url(), running);
+    if (!goes_on(running)) return;
+    if (!answer || answer->length() == 0) {
+        log_message(LOG_PROBLEM, LOG_DB, "can not connect to shoutcast webpage!");
+        return add_placeholder();
+    }
+    std::vector<NewItem> stations = radio_parse_stations(answer->text());
+    db_clear_radio();
+    add_stations(std::move(stations), running);
+    if (answer->length() > kLargeAnswerBytes) malloc_trim(0);
+}
+
+std::string radio_genre_name(std::string_view genre) {
+    for (std::int32_t number = 0; const Text name = id3_genre_name(number); ++number) {
+        if (str_contains_nocase(genre, *name)) return *name;
+    }
+    return "Other";
+}
+
+std::vector<NewItem> radio_parse_stations(std::string_view document) {
+    std::vector<NewItem> stations;
+    const auto root = xml_parse(document);
+    for (const XmlNode* entry = xml_find(root.get(), "entry"); entry != nullptr && stations.size() < kMaxStations;
+         entry = xml_find_next(entry, "entry")) {
+        stations.push_back(station_of(*entry));
+    }
+    return stations;
+}

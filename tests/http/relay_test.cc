@@ -1,0 +1,249 @@
+#include "http/relay.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/process.h"
+#include "http/now_playing.h"
+#include "http/url_table.h"
+#include "support/handler_call.h"
+#include "support/http_peer.h"
+#include "support/scripted_server.h"
+#include "support/store_fixture.h"
+#include "upnp/clients.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+using After = ScriptedServer::After;
+
+const std::string kOk = "HTTP/1.1 200 OK\r\n";
+constexpr const char* kNotFound = "HTTP/1.1 404 Not Found";
+
+class Relay : public StoreFixture {
+protected:
+    void SetUp() override {
+        ignore_broken_pipes();
+        now_playing_reset();
+        clients_reset();
+        StoreFixture::SetUp();
+        register_http_handler(http_proxy_handler, kGet | kHead, "/httpproxy");
+    }
+    void TearDown() override {
+        http_forget_handlers();
+        StoreFixture::TearDown();
+    }
+
+    static ObjectId add(const std::string& url) {
+        EXPECT_EQ(db_add_item({.title = "x", .path = url}), AddResult::added);
+        return id_of(url);
+    }
+    static std::string path_of(ObjectId id) { return "/httpproxy/" + std::to_string(id) + ".mp3"; }
+    std::string path_to(const std::string& url) { return path_of(add(url)); }
+    // Through a real listener, since bytes are moved between TCP sockets only.
+    struct Answer {
+        std::string head, body;
+    };
+    Answer ask(const std::string& path, const std::string& lines = {}, const std::string& method = "GET") const {
+        HttpPeer peer = server_.connect();
+        EXPECT_TRUE(peer.send(method + " " + path + " HTTP/1.1\r\nConnection: close\r\n" + lines + "\r\n"));
+        const std::string whole = peer.read_all();
+        const std::size_t end = whole.find("\r\n\r\n");
+        if (end == std::string::npos) return {whole, {}};
+        return {whole.substr(0, end + 2), whole.substr(end + 4)};
+    }
+    static int plays(ObjectId id) {
+        const StoreLock lock;
+        return item_of(lock, tree_object(lock, id))->play_count;
+    }
+
+    TestServer server_;
+};
+
+TEST_F(Relay, PassesAFileOnAndCountsAPlay) {
+    ScriptedServer source{kOk +
+                          "Content-Type: audio/flac\r\nContent-Length: 5\r\nAccept-Ranges: bytes\r\n"
+                          "Set-Cookie: a=b\r\n\r\nhello and more"};
+    const ObjectId id = add(source.url("/a?b"));
+    const Answer answer = ask(path_of(id));
+    EXPECT_THAT(answer.head, AllOf(HasSubstr("HTTP/1.1 200 OK\r\n"), HasSubstr("\r\nContent-Type: audio/flac\r\n"),
+                                   HasSubstr("\r\nContent-Length: 5\r\n"), HasSubstr("\r\nAccept-Ranges: bytes\r\n"),
+                                   Not(HasSubstr("Set-Cookie"))));
+    EXPECT_EQ(answer.body, "hello");
+    EXPECT_EQ(plays(id), 1);
+    EXPECT_THAT(source.last_request(),
+                AllOf(HasSubstr("GET /a?b HTTP/1.1\r\n"), HasSubstr("\r\nConnection: close\r\n"),
+                      HasSubstr("\r\nVia: 1.1 127.0.0.1:"), Not(HasSubstr("Range")), Not(HasSubstr("Icy"))));
+    EXPECT_THAT(call_handler(rpc_handler, "/rpc?playing").body, HasSubstr(std::to_string(id) + "\t4\t"));
+}
+
+TEST_F(Relay, AsksForRangesAndTitlesOnBehalfOfTheReceiver) {
+    ScriptedServer source{
+        "HTTP/1.1 206 Partial Content\r\nContent-Length: 4\r\nContent-Range: bytes 2-5/*\r\n\r\nabcd"};
+    const std::string path = path_to(source.url("/a.mp3"));
+    const Answer answer = ask(path, "range: bytes=2-5\r\nIcy-MetaData: 1\r\n");
+    EXPECT_THAT(source.last_request(),
+                AllOf(HasSubstr("\r\nRange: bytes=2-5\r\n"), HasSubstr("\r\nIcy-MetaData: 1\r\n")));
+    EXPECT_THAT(answer.head, AllOf(HasSubstr("HTTP/1.1 206 Partial Content\r\n"), HasSubstr("audio/mpeg"),
+                                   HasSubstr("\r\nContent-Range: bytes 2-5/*\r\n")));
+    EXPECT_EQ(answer.body, "abcd");
+}
+
+TEST_F(Relay, TakesStationsForWebServers) {
+    ScriptedServer source{"ICY 200 OK\r\nicy-notice1: " + std::string(700, 'x') +
+                          "\r\nicy-name: Radio X\r\nicy-metaint:8192\r\n\r\nlive"};
+    const Answer answer = ask(path_to(source.url("/;")));
+    EXPECT_THAT(answer.head, AllOf(HasSubstr("HTTP/1.1 200 OK\r\n"), HasSubstr("\r\nContent-Type: audio/mpeg\r\n"),
+                                   HasSubstr("\r\nicy-name: Radio X\r\n"), HasSubstr("\r\nicy-metaint: 8192\r\n"),
+                                   HasSubstr("\r\nConnection: close\r\n"), Not(HasSubstr("Content-Length")),
+                                   Not(HasSubstr("notice"))));
+    EXPECT_EQ(answer.body, "live");
+}
+
+TEST_F(Relay, AnswersHeadWithTheHeaderAlone) {
+    ScriptedServer source{kOk + "Content-Length: 5\r\n\r\nhello", After::hold};
+    const Answer answer = ask(path_to(source.url()), {}, "HEAD");
+    EXPECT_THAT(answer.head, HasSubstr("\r\nContent-Length: 5\r\n"));
+    EXPECT_EQ(answer.body, "");
+}
+
+TEST_F(Relay, KeepsTheConnectionWhereTheLengthWasMet) {
+    ScriptedServer source{kOk + "Content-Length: 5\r\n\r\nhello"};
+    const std::string request = "GET " + path_to(source.url()) + " HTTP/1.1\r\n\r\n";
+    HttpPeer peer = server_.connect();
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(peer.send(request));
+        EXPECT_THAT(peer.read_answer(), testing::EndsWith("\r\n\r\nhello"));
+    }
+    ScriptedServer cut{kOk + "Content-Length: 9\r\n\r\nhello"};
+    ASSERT_TRUE(peer.send("GET " + path_to(cut.url()) + " HTTP/1.1\r\n\r\n"));
+    EXPECT_THAT(peer.read_all(), testing::EndsWith("\r\n\r\nhello"));
+}
+
+struct ChunkCase {
+    const char* name;
+    std::string chunks;
+    const char* body;
+};
+TEST_F(Relay, TakesChunksApart) {
+    for (const ChunkCase& row : {ChunkCase{"whole", "3;x=y\r\nhel\r\n2\r\nlo\r\n0\r\n\r\nmore", "hello"},
+                                 {"cut", "3\r\nhel\r\n5\r\nlo", "hello"},
+                                 {"negative", "3\r\nhel\r\n-1\r\nlo", "hel"},
+                                 {"large", "3\r\nhel\r\nfffffffffffffff0\r\nlo", "hel"},
+                                 {"no_line_end", "3\r\nhello\r\n", "hel"}}) {
+        ScriptedServer source{kOk + "Transfer-Encoding: chunked\r\n\r\n" + row.chunks};
+        EXPECT_EQ(ask(path_to(source.url())).body, row.body) << row.name;
+    }
+}
+
+TEST_F(Relay, FollowsPlaylistsAndRedirectsToTheStream) {
+    ScriptedServer stream{kOk + "Content-Type: audio/aac\r\n\r\nlive"};
+    ScriptedServer playlist{kOk + "Content-Type: audio/x-scpls\r\nContent-Length: 999\r\n\r\n[playlist]\r\nFile1=" +
+                            stream.url("/s") + "\r\n"};
+    ScriptedServer redirect{"HTTP/1.1 302 Found\r\nLocation: " + playlist.url("/p") + "\r\n\r\n"};
+    const Answer answer = ask(path_to(redirect.url()), "Icy-MetaData: 1\r\n");
+    EXPECT_THAT(answer.head, HasSubstr("audio/aac"));
+    EXPECT_EQ(answer.body, "live");
+    EXPECT_THAT(stream.last_request(), AllOf(HasSubstr("GET /s "), HasSubstr("Icy-MetaData: 1")));
+}
+
+TEST_F(Relay, FollowsFiveRedirectsAndNoMore) {
+    ScriptedServer stream{kOk + "Content-Length: 2\r\n\r\nok"};
+    std::string next = stream.url();
+    std::vector<std::unique_ptr<ScriptedServer>> redirects;
+    for (int i = 1; i <= 6; ++i) {
+        redirects.push_back(std::make_unique<ScriptedServer>("HTTP/1.0 301 Moved\r\nLocation: " + next + "\r\n\r\n"));
+        next = redirects.back()->url();
+        if (i == 5) {
+            EXPECT_EQ(ask(path_to(next)).body, "ok");
+        }
+    }
+    EXPECT_THAT(ask(path_to(next)).head, HasSubstr(kNotFound));
+    EXPECT_EQ(stream.connections(), 1);
+}
+
+TEST_F(Relay, NamesUserAndPasswordWhereTheyBelong) {
+    ScriptedServer source{kOk + "Content-Length: 0\r\n\r\n"};
+    const std::string host = "127.0.0.1:" + std::to_string(source.port());
+    for (const auto& [login, encoded] :
+         {std::pair{"joe:pw", "am9lOnB3"}, {"joe%40x:p", "am9lQHg6cA=="}, {"a", "YQ=="}}) {
+        ask(path_to("http://" + std::string{login} + "@" + host + "/"));
+        EXPECT_THAT(source.last_request(), AllOf(HasSubstr("\r\nAuthorization: Basic " + std::string{encoded} + "\r\n"),
+                                                 HasSubstr("\r\nHost: " + host + "\r\n")));
+    }
+}
+
+TEST_F(Relay, ReportsARangeBehindTheEnd) {
+    ScriptedServer source{
+        "HTTP/1.1 416 Range Not Satisfiable\r\nContent-Range: bytes */100\r\nContent-Length: 9\r\n\r\nsome page"};
+    const ObjectId id = add(source.url());
+    const Answer answer = ask(path_of(id), "Range: bytes=100-\r\n");
+    EXPECT_THAT(answer.head, AllOf(HasSubstr("HTTP/1.1 416 "), HasSubstr("\r\nContent-Range: bytes */100\r\n"),
+                                   HasSubstr("\r\nContent-Length: 0\r\n")));
+    EXPECT_EQ(answer.body, "");
+    EXPECT_EQ(plays(id), 0);
+}
+
+struct RefusedCase {
+    const char* name;
+    std::string answer;
+};
+TEST_F(Relay, FindsNothingWhereNoStreamIs) {
+    for (const RefusedCase& row :
+         {RefusedCase{"no_header", ""},
+          {"not_found", "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n"},
+          {"unauthorized", "HTTP/1.1 401 Unauthorized\r\n\r\n"},
+          {"endless_header", kOk + "X: " + std::string(70'000, 'x')},
+          {"two_lengths", kOk + "Content-Length: 3\r\nContent-Length: 4\r\n\r\nabcd"},
+          {"length_2_to_63", kOk + "Content-Length: 9223372036854775808\r\n\r\nabcd"},
+          {"no_location", "HTTP/1.1 302 Found\r\n\r\n"},
+          {"encrypted_location", "HTTP/1.1 302 Found\r\nLocation: https://127.0.0.1/\r\n\r\n"},
+          {"location_with_lines", "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:9/ HTTP/1.1\r\n\r\n"},
+          {"empty_playlist", kOk + "Content-Type: audio/x-mpegurl\r\n\r\n#EXTM3U\r\n/etc/passwd\r\n"},
+          {"another_protocol", "SSH-2.0-x 200 OK\r\n\r\n"}}) {
+        ScriptedServer source{row.answer};
+        const ObjectId id = add(source.url());
+        EXPECT_THAT(ask(path_of(id)).head, HasSubstr(kNotFound)) << row.name;
+        EXPECT_EQ(plays(id), 0) << row.name;
+    }
+    std::string interim;
+    for (int i = 0; i < 1000; ++i) interim += "HTTP/1.1 100 Continue\r\n\r\n";
+    ScriptedServer endless{interim, After::hold};
+    EXPECT_THAT(ask(path_to(endless.url())).head, HasSubstr(kNotFound));
+}
+
+TEST_F(Relay, FindsNothingUnderIdsOfOtherThings) {
+    const ObjectId ftp = add("ftp://127.0.0.1/a.mp3");
+    for (const std::string& path : {path_of(ftp), path_of(0), path_of(999'999), std::string{"/httpproxy"},
+                                    std::string{"/httpproxy/"}, std::string{"/httpproxy/x.mp3"}}) {
+        EXPECT_THAT(ask(path).head, HasSubstr(kNotFound)) << path;
+    }
+}
+
+TEST_F(Relay, LoopsAreNoSource) {
+    const std::string here = "http://127.0.0.1:" + std::to_string(server_.port());
+    // To one of our own pages, directly or through somebody else, and from a server that we have asked ourselves.
+    EXPECT_THAT(ask(path_to(here + "/configpage/index.htm")).head, HasSubstr(kNotFound));
+    ScriptedServer redirect{"HTTP/1.1 302 Found\r\nLocation: " + here + "/\r\n\r\n"};
+    EXPECT_THAT(ask(path_to(redirect.url())).head, HasSubstr(kNotFound));
+    ScriptedServer source{kOk + "Content-Length: 2\r\n\r\nok"};
+    const std::string path = path_to(source.url());
+    EXPECT_THAT(ask(path, "Via: 1.1 10.0.0.1:9000, 1.1 " + here.substr(7) + "\r\n").head, HasSubstr(kNotFound));
+    EXPECT_EQ(ask(path, "Via: 1.1 10.0.0.1:9000\r\n").body, "ok");
+    EXPECT_THAT(source.last_request(), HasSubstr("\r\nVia: 1.1 10.0.0.1:9000, 1.1 " + here.substr(7) + "\r\n"));
+}
+
+TEST_F(Relay, StoppingTheServerEndsAWaitForTheSource) {
+    ScriptedServer source{kOk + "\r\nlive", After::hold};
+    HttpPeer peer = server_.connect();
+    ASSERT_TRUE(peer.send("GET " + path_to(source.url()) + " HTTP/1.1\r\n\r\n"));
+    EXPECT_THAT(peer.read_until("live"), testing::EndsWith("live"));
+    EXPECT_TRUE(server_.stop(5000));  // half of what a silent source is granted
+}
+
+}  // namespace

@@ -1,0 +1,169 @@
+#include "net/radio.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "support/http_peer.h"
+#include "support/scripted_server.h"
+#include "support/store_fixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+const std::string kOk = "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n";
+
+std::string entry(const std::string& name, const std::string& genre, const std::string& url) {
+    return "<entry Playstring=\"" + url + "\"><Name>" + name + "</Name><Genre>" + genre +
+           "</Genre><Bitrate>128 kbps</Bitrate><Nowplaying>A Band - A "
+           "Song</Nowplaying><Listeners>42</Listeners></entry>";
+}
+std::string directory(const std::string& entries) {
+    return kOk + "<?xml version=\"1.0\"?><playlist>" + entries + "</playlist>";
+}
+
+struct GenreCase {
+    const char* text;
+    const char* genre;
+};
+class RadioGenre : public testing::TestWithParam<GenreCase> {};
+
+TEST_P(RadioGenre, IsTheFirstOfTheTableThatOccurs) {
+    EXPECT_EQ(radio_genre_name(GetParam().text), GetParam().genre);
+}
+
+INSTANTIATE_TEST_SUITE_P(Net, RadioGenre,
+                         testing::ValuesIn<GenreCase>({{"Pop Rock", "Pop"},
+                                                       {"various, hIP-hOP", "Hip-Hop"},
+                                                       {"Alternative Rock", "Rock"},
+                                                       {"synthpop", "Pop"},
+                                                       {"JAnime", "Anime"},
+                                                       {"Talk", "Other"},
+                                                       {"", "Other"}}));
+
+TEST(RadioStations, AreReadFromTheDirectory) {
+    const auto stations =
+        radio_parse_stations(directory(entry("One &amp; All", "smooth jazz", "http://h/1?a=b&amp;c=d") +
+                                       "<entry Playstring=\"http://h/2\"/>" + entry("Three", "", "/etc/shadow") +
+                                       entry("Four", "", "ftp://127.0.0.1/x") + "<entry><Name>Five</Name></entry>"));
+    ASSERT_EQ(stations.size(), 5u);
+    EXPECT_EQ(stations[0].title, "One & All");
+    EXPECT_EQ(stations[0].artist, "A Band - A Song");
+    EXPECT_EQ(stations[0].album, "42");
+    EXPECT_EQ(stations[0].genre, "Jazz");
+    EXPECT_EQ(stations[0].path, "http://h/1?a=b&c=d");
+    EXPECT_EQ(stations[0].bitrate, 128);
+    // What an entry does not say is not taken from the next one.
+    EXPECT_EQ(stations[1].title, std::nullopt);
+    EXPECT_EQ(stations[1].genre, "Other");
+    EXPECT_EQ(stations[1].bitrate, 0);
+    for (const std::size_t i : {2u, 3u, 4u}) EXPECT_EQ(stations[i].path, std::nullopt);
+}
+
+TEST(RadioStations, WithoutEndAreCutOff) {
+    std::string entries;
+    for (std::size_t i = 0; i < kMaxStations + 1; ++i) entries += "<entry/>";
+    EXPECT_EQ(radio_parse_stations("<a>" + entries + "</a>").size(), kMaxStations);
+    EXPECT_THAT(radio_parse_stations("<html><body>We moved!</body></html>"), IsEmpty());
+}
+
+class Radio : public StoreFixture {
+protected:
+    void TearDown() override {
+        unsetenv("PELORAMA_RADIO_HOST");
+        StoreFixture::TearDown();
+    }
+    static void read_from(const ScriptedServer& server) { read_from(server.port()); }
+    static void read_from(int port) {
+        setenv("PELORAMA_RADIO_HOST", ("127.0.0.1:" + std::to_string(port)).c_str(), 1);
+        radio_read_stations(nullptr);
+    }
+    static std::vector<std::string> radio(std::vector<std::string_view> below = {}) {
+        below.insert(below.begin(), {"Music", "Internet Radio"});
+        return children(below);
+    }
+    // A port at which nobody listens any more.
+    static int dead_port() { return ScriptedServer{kOk}.port(); }
+    static constexpr const char* kPlaceholder = "<no connection to shoutcast>";
+    static constexpr const char* kPlaceholderItem = "(<no connection to shoutcast>)";
+};
+
+TEST_F(Radio, FilesStationsByGenreAndReadsThemAgain) {
+    settings_set(Setting::numradiostations, "10");
+    db_add_item({.title = "Mine",
+                 .media_class = ObjectClass::audio_broadcast,
+                 .playlist = "My stations",
+                 .path = "http://h/mine"});
+    ScriptedServer first{directory(entry("A", "Hard Rock", "http://h/a") + entry("B", "Jazz", "http://h/b") +
+                                   entry("C", "Rock", "http://h/c") + entry("Bad", "Rock", "/etc/shadow") +
+                                   entry("Own", "Rock", "http://h/mine"))};
+    read_from(first);
+    EXPECT_THAT(first.last_request(),
+                StartsWith("GET /sbin/xmllister.phtml?limit=10&service=winamp2&no_compress=1 HTTP/1.1\r\n"));
+    EXPECT_THAT(radio(), ElementsAre("Jazz", "Rock", "- Favorites- "));
+    EXPECT_THAT(radio({"Rock"}), ElementsAre("(C)", "(A)"));
+
+    ScriptedServer second{directory(entry("D", "Polka", "http://h/d"))};
+    read_from(second);
+    EXPECT_THAT(radio(), ElementsAre("Polka", "- Favorites- "));
+    EXPECT_THAT(radio({"- Favorites- "}), ElementsAre("(Mine)"));
+}
+
+TEST_F(Radio, OnePlaceholderStandsForADirectoryThatIsNotThere) {
+    ScriptedServer server{directory(entry("A", "Rock", "http://h/a"))};
+    read_from(server);
+    const int dead = dead_port();
+    read_from(dead);
+    read_from(dead);
+    EXPECT_THAT(radio(), ElementsAre(kPlaceholder, "Rock", "- Favorites- "));
+    EXPECT_THAT(radio({kPlaceholder}), ElementsAre(kPlaceholderItem));
+
+    ScriptedServer empty{kOk};
+    read_from(empty);
+    EXPECT_THAT(radio({kPlaceholder}), ElementsAre(kPlaceholderItem));
+    read_from(server);
+    EXPECT_THAT(radio(), ElementsAre("Rock", "- Favorites- "));
+}
+
+TEST_F(Radio, StopsAmidASilentDirectoryAndChangesNothing) {
+    ScriptedServer silent{"", ScriptedServer::After::hold};
+    setenv("PELORAMA_RADIO_HOST", ("127.0.0.1:" + std::to_string(silent.port())).c_str(), 1);
+    RunningFlag running;
+    radio_start(running, nullptr);
+    ASSERT_TRUE(holds_within(10'000, [&] { return silent.connections() == 1; }));
+    EXPECT_TRUE(running.running());
+    running.ask_to_stop();
+    // Much less than the ten seconds of silence that the directory is granted.
+    EXPECT_TRUE(holds_within(5000, [&] { return running.idle(); }));
+    EXPECT_THAT(radio(), ElementsAre("- Favorites- "));
+}
+
+TEST_F(Radio, WaitsForThePersistenceFileAndThenReadsOnceWhereNoPeriodIsSet) {
+    settings_set(Setting::radioreread, "0");
+    ScriptedServer server{directory(entry("A", "Rock", "http://h/a"))};
+    setenv("PELORAMA_RADIO_HOST", ("127.0.0.1:" + std::to_string(server.port())).c_str(), 1);
+    RunningFlag running, reader;
+    reader.set_running();
+    radio_start(running, &reader);
+    EXPECT_FALSE(holds_within(300, [&] { return server.connections() > 0; }));
+    reader.clear();
+    EXPECT_TRUE(holds_within(10'000, [&] { return running.idle(); }));
+    EXPECT_EQ(server.connections(), 1);
+    EXPECT_THAT(radio({"Rock"}), ElementsAre("(A)"));
+}
+
+TEST_F(Radio, ReadsNothingWhenItIsOff) {
+    settings_set(Setting::radio, "0");
+    RunningFlag running;
+    running.set_running();
+    radio_thread(running, nullptr);
+    EXPECT_TRUE(running.idle());
+    EXPECT_THAT(radio(), ElementsAre("- Favorites- "));
+}
+
+}  // namespace
