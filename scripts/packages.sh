@@ -2,7 +2,7 @@
 # Sourced by the other scripts: which Debian packages a job needs, and one function that installs those that are missing.
 # A second run asks dpkg only, so it is quick and needs neither root nor a network.
 
-BUILD_PACKAGES=(g++ cmake ninja-build python3 pkg-config libtag1-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build python3 pkg-config libtag1-dev libjpeg62-turbo-dev)
 RUN_PACKAGES=("${BUILD_PACKAGES[@]}")
 TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libgmock-dev libexpat1-dev python3-pytest curl ffmpeg sox iproute2 util-linux
                gupnp-tools python3-gi gir1.2-gupnp-1.6 gir1.2-gssdp-1.6)

@@ -9,6 +9,8 @@
 #include "http/server.h"
 #include "http/stream.h"
 #include "http/upgrade_files.h"
+#include "meta/album_art.h"
+#include "meta/picture_page.h"
 #include "scan/rescan_page.h"
 #include "upnp/description.h"
 #include "upnp/gena.h"
@@ -30,10 +32,13 @@ constexpr auto kRoutes = std::to_array<UrlRoute>({
     {"", kUnsubscribe, gena_unsubscribe},
     {"/NetgearUpgrade", kGet | kHead, upgrade_file_handler},
     {"/file%3A", kGet | kHead, upgrade_file_handler},
+    {"/picture", kGet | kHead, picture_handler},
     {"/disk", kGet | kHead, disk_handler},
     {"/continue", kGet | kHead, continue_handler},
     {"/httpproxy", kGet | kHead, http_proxy_handler},
     {"/m3u", kGet | kHead, m3u_handler},
+    {"/albumart-mp3", kGet | kHead, albumart_mp3_handler},
+    {"/albumart-wma", kGet | kHead, albumart_wma_handler},
     {"/rescan", kGet, rescan_page},
     {"/rpc", kGet, rpc_handler},
 });

@@ -7,6 +7,7 @@
 #include "db/group_facts.h"
 #include "db/store.h"
 #include "http/mime.h"
+#include "meta/renditions.h"
 
 namespace {
 
@@ -193,6 +194,8 @@ void Renderer::item_elements(const MediaObject& object, const MediaItem& item) {
     if (photo) element_if(DidlField::description, "dc:description", item.description);
     if (track && has(DidlField::album_art)) album_art(object, item);
     if (photo) element_if(DidlField::keywords, "upnp:keywords", item.keywords);
+    if (has(DidlField::icon))
+        picture_append_icon({.kind = receiver_.kind, .base_url = receiver_.base_url}, output_, object.id, item);
 }
 
 void Renderer::track_number(const MediaObject& object, const MediaItem& item) {
@@ -246,7 +249,9 @@ void Renderer::station(std::string attributes, const MediaItem& item, ObjectId i
 }
 
 void Renderer::picture(std::string attributes, const MediaItem& item, ObjectId id) {
-    if (!receiver_.original_pictures) return;
+    // Its renditions have their sizes in their URLs and carry no attributes.
+    if (!receiver_.original_pictures)
+        return picture_append_res({.kind = receiver_.kind, .base_url = receiver_.base_url}, output_, id, item);
     attributes.append(
         text_format(128, "resolution=\"%dx%d\" protocolInfo=\"http-get:*:image/jpeg:*\" ", item.width, item.height));
     element("res", text_format(kMaxUrl, "%s%s/%d.jpg", base(), media_part(item.path.view()), id), attributes);

@@ -78,7 +78,8 @@ std::optional<ObjectId> parse_id(std::string_view text) {
     std::size_t digits = trimmed.starts_with('-') || trimmed.starts_with('+') ? 1 : 0;
     const std::size_t first = digits;
     while (digits < trimmed.size() && trimmed[digits] >= '0' && trimmed[digits] <= '9') ++digits;
-    const bool ends = digits == trimmed.size() || trimmed[digits] == '.' || trimmed[digits] == '_';
+    const bool ends =
+        digits == trimmed.size() || std::string_view{"._("}.find(trimmed[digits]) != std::string_view::npos;
     const std::int64_t id = text_int64(trimmed);
     if (digits == first || !ends || id < 0 || id > INT32_MAX) return std::nullopt;
     return static_cast<ObjectId>(id);

@@ -42,7 +42,7 @@ struct MediaResource {
     std::int32_t seconds = 0;  // play time; 0 when unknown or when the bitrate is
 };
 // What streaming needs of an object; missing for unknown ids and containers. The text must be all digits behind
-// optional blanks and a sign, up to its end or up to a "." or "_".
+// optional blanks and a sign, up to its end or up to a ".", "_" or "(".
 std::optional<MediaResource> db_get_resource(std::string_view id_text);
 // The description of the item with that id (or of a reference's target).
 Text db_get_description(std::string_view id_text);

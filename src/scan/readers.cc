@@ -3,6 +3,7 @@
 #include "core/str.h"
 #include "meta/audio_item.h"
 #include "meta/mp3_item.h"
+#include "meta/picture_item.h"
 #include "meta/playlist_files.h"
 #include "meta/video_item.h"
 #include "meta/wma.h"
@@ -20,6 +21,8 @@ constexpr MediaReader kReaders[] = {
     {"m3u",   ReaderType::music, [](const std::string& path, bool) { m3u_import(path); }, true},
     {"wpl",   ReaderType::music, [](const std::string& path, bool) { xml_playlist_import(path); }, true},
     {"pls",   ReaderType::music, [](const std::string& path, bool) { pls_import(path); }, true},
+    {"jpg",   ReaderType::picture, picture_add_item},
+    {"jpeg",  ReaderType::picture, picture_add_item},
     {"avi",   ReaderType::video, video_add_item},
     {"mpg",   ReaderType::video, video_add_item},
     {"mp4",   ReaderType::video, video_add_item},

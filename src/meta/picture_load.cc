@@ -1,0 +1,73 @@
+#include "meta/picture_load.h"
+
+#include <cstring>
+
+#include "core/bytes.h"
+#include "core/log.h"
+#include "core/process_wide.h"
+#include "core/str.h"
+#include "http/client.h"
+#include "meta/jpeg_codec.h"
+
+namespace {
+
+// Each may hold an answer of 16 MiB.
+constexpr std::int64_t kMaxFetches = 4;
+constexpr int kFetchWaitMs = 60'000;
+
+constexpr std::string_view kWebcamMark = "#_webcam.jpg";
+constexpr int kPlaceholderSide = 100;
+constexpr int kMidGrey = 0x80;
+
+struct FetchLimit : ShareLimit {
+    FetchLimit() : ShareLimit(kMaxFetches) {}
+};
+
+RgbPicture placeholder() {
+    RgbPicture picture{kPlaceholderSide, kPlaceholderSide};
+    std::memset(picture.pixels.get(), kMidGrey, picture.bytes());
+    return picture;
+}
+
+void fetch(PictureSource& source) {
+    std::string_view url = source.name;
+    if (url.ends_with(kWebcamMark)) url.remove_suffix(kWebcamMark.size());
+    source.fetch_share = Share::take(process_wide<FetchLimit>(), 1, kFetchWaitMs);
+    if (!source.fetch_share) return;
+    if (auto answer = http_talk(TalkMode::get, url)) source.fetched = std::move(*answer).take();
+}
+
+std::optional<RgbPicture> decode(FileWindow&& window, int width, int height, int mode) {
+    JpegDecoder decoder{window};
+    RgbPicture picture;
+    if (!decoder.start()) return std::nullopt;
+    if (!picture_scale(decoder, picture_place(decoder.width(), decoder.height(), width, height, mode), picture))
+        return std::nullopt;
+    if (!decoder.finish()) return std::nullopt;
+    return picture;
+}
+
+}  // namespace
+
+PictureSource picture_open(const std::string& path_or_url) {
+    PictureSource source;
+    source.name = path_or_url;
+    if (path_or_url.starts_with("http://")) {
+        fetch(source);
+    } else {
+        source.file = file_open_regular(path_or_url);
+        const auto status = source.file ? source.file.status() : std::nullopt;
+        if (status) source.file_size = static_cast<std::uint64_t>(status->size);
+    }
+    return source;
+}
+
+RgbPicture jpeg_load_scaled(const PictureSource& source, int width, int height, int mode) {
+    if (!source.file && !source.fetched) return placeholder();
+    auto picture =
+        decode(source.fetched ? FileWindow{as_bytes(*source.fetched)} : FileWindow{source.file, source.file_size},
+               width, height, mode);
+    if (picture) return std::move(*picture);
+    log_message(LOG_ERROR, LOG_SYSTEM, "Error on decoding JPEG %s - skipped\n", source.name.c_str());
+    return placeholder();
+}

@@ -1,0 +1,142 @@
+#include "meta/picture_page.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+
+#include "core/file.h"
+#include "core/process_wide.h"
+#include "core/settings.h"
+#include "core/share.h"
+#include "core/socket.h"
+#include "core/str.h"
+#include "db/store.h"
+#include "http/dlna_headers.h"
+#include "http/respond.h"
+#include "meta/icon.h"
+#include "meta/jpeg_codec.h"
+#include "meta/picture_load.h"
+#include "meta/planar.h"
+#include "upnp/clients.h"
+
+namespace {
+
+constexpr int kMaxSide = 4096;
+constexpr int kLeastOverlayWidth = 201;  // below it no description could be read
+constexpr std::size_t kSendUnit = 16384;
+
+// Decoding and scaling keep a processor busy and take memory by the size of the picture; finished pictures wait in
+// memory for receivers that read slowly or not at all.
+constexpr std::int64_t kMaxScalings = 2;
+constexpr std::int64_t kMaxUnsentBytes = 256 * 1024 * 1024;
+constexpr int kWaitMs = 60'000;
+
+struct PictureLimits {
+    ShareLimit scalings{kMaxScalings};
+    ShareLimit unsent{kMaxUnsentBytes};
+};
+PictureLimits& limits() {
+    return process_wide<PictureLimits>();
+}
+
+bool is_side(int pixels) {
+    return pixels >= 1 && pixels <= kMaxSide;
+}
+
+std::optional<std::string> encode(const RgbPicture& picture, std::string_view suffix) {
+    if (str_contains(suffix, ".tini")) return tini_encode(picture);
+    if (str_contains(suffix, ".yuv")) return yuv420_encode(picture);
+    return jpeg_encode(picture);
+}
+
+bool can_be_opened(const std::string& path) {
+    if (path.starts_with("http://")) return true;
+    const auto status = file_status(path);
+    return status && status->regular;
+}
+
+bool wants_description(const PictureUrl& url, const HttpRequest& request) {
+    return url.width >= kLeastOverlayWidth && settings_get_bool(Setting::descriptions) &&
+           client_type(request.peer) != ClientKind::tv_remote;
+}
+
+// The finished bytes, with the memory they take accounted for.
+struct Rendered {
+    std::string bytes;
+    Share unsent;
+};
+
+template <typename Draw>
+std::optional<Rendered> render(const PictureUrl& url, Draw draw) {
+    const auto turn = Share::take(limits().scalings, 1, kWaitMs);
+    if (!turn) return std::nullopt;
+    try {
+        auto bytes = encode(draw(), url.suffix);
+        if (!bytes) return std::nullopt;
+        auto unsent = Share::take(limits().unsent, static_cast<std::int64_t>(bytes->size()), kWaitMs);
+        if (!unsent) return std::nullopt;
+        return Rendered{std::move(*bytes), std::move(*unsent)};
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<Rendered> render_icon(const PictureUrl& url) {
+    return render(url, [&] { return picture_resize(icon_draw(), url.width, url.height); });
+}
+
+std::optional<Rendered> render_picture(const PictureUrl& url, const HttpRequest& request, const std::string& path) {
+    const PictureSource source = picture_open(path);
+    const Text description = wants_description(url, request) ? db_get_description(url.id_text) : std::nullopt;
+    return render(url, [&] {
+        RgbPicture picture = jpeg_load_scaled(source, url.width, url.height, url.mode);
+        if (has_text(description)) picture_overlay_description(picture, *description);
+        return picture;
+    });
+}
+
+HandlerResult send_picture(HttpRequest& request, std::string_view bytes) {
+    const bool with_body = request.method != kHead && !bytes.empty();
+    request.content_length = static_cast<std::int64_t>(bytes.size());
+    if (!http_send_header(request, 200, with_body ? BodyFollows::yes : BodyFollows::no)) return HandlerResult::close;
+    for (; with_body && !bytes.empty(); bytes.remove_prefix(std::min(kSendUnit, bytes.size())))
+        if (!socket_send_all(request.socket, bytes.substr(0, kSendUnit))) return HandlerResult::close;
+    return HandlerResult::keep;
+}
+
+}  // namespace
+
+std::optional<PictureUrl> picture_parse_url(std::string_view url) {
+    // The text up to a mark; what follows it is the rest.
+    const auto take_until = [&url](std::string_view mark) -> std::optional<std::string_view> {
+        const std::size_t at = url.find(mark);
+        if (at == std::string_view::npos) return std::nullopt;
+        const std::string_view head = url.substr(0, at);
+        url.remove_prefix(at + mark.size());
+        return head;
+    };
+    if (!take_until("picture/")) return std::nullopt;
+    const auto id = take_until("("), width = take_until("x"), height = take_until(","), mode = take_until(")");
+    if (!id || !width || !height || !mode) return std::nullopt;
+    return PictureUrl{
+        .id_text = *id, .width = text_int(*width), .height = text_int(*height), .mode = text_int(*mode), .suffix = url};
+}
+
+HandlerResult picture_handler(HttpRequest& request) {
+    const auto url = picture_parse_url(request.url);
+    if (!url || !is_side(url->width) || !is_side(url->height)) return http_send_not_found(request);
+    const auto resource = db_get_resource(url->id_text);
+    if (!resource) return http_send_not_found(request);
+
+    const bool icon = str_contains(url->suffix, ".goicon");
+    if (!icon && !can_be_opened(resource->path)) return http_send_not_found(request);
+    const auto rendered = icon ? render_icon(*url) : render_picture(*url, request, resource->path);
+    if (!rendered) return http_send_not_found(request);
+
+    // Kept on purpose: the type is that of JPEG pictures for the raw forms, too.
+    request.content_type = "image/jpeg";
+    request.extra_headers += dlna_answer_headers(request.header, request.content_type, resource->path);
+    return send_picture(request, rendered->bytes);
+}
+
+void picture_overlay_description(RgbPicture& /*picture*/, std::string_view /*description*/) {}

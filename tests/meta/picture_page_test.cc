@@ -1,0 +1,226 @@
+#include "meta/picture_page.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "core/process.h"
+#include "meta/jpeg_codec.h"
+#include "meta/picture_item.h"
+#include "support/handler_call.h"
+#include "support/jpeg_builder.h"
+#include "support/scratch.h"
+#include "support/scripted_server.h"
+#include "support/store_fixture.h"
+#include "upnp/clients.h"
+
+using namespace std::string_literals;
+using testing::StartsWith;
+
+namespace {
+
+class PicturePage : public StoreFixture {
+protected:
+    void configure() override {
+        ignore_broken_pipes();
+        clients_reset();
+    }
+    std::string add(const std::string& name, std::string_view content) {
+        const std::string path = scratch_.write(name, content);
+        picture_add_item(path, false);
+        return std::to_string(id_of(path, ObjectClass::photo));
+    }
+    static std::string add_remote(const std::string& url) {
+        EXPECT_EQ(db_add_item({.media_class = ObjectClass::photo, .path = url}), AddResult::added);
+        return std::to_string(id_of(url, ObjectClass::photo));
+    }
+    static HandlerAnswer get(const std::string& rest, std::uint32_t method = kGet) {
+        return call_handler(picture_handler, "/picture/" + rest, {}, method);
+    }
+    static bool is_not_found(const HandlerAnswer& answer) {
+        return answer.status_line == "HTTP/1.1 404 Not Found" && answer.header("Content-Type") != "image/jpeg";
+    }
+    // The grey picture that stands for one that cannot be shown.
+    static bool is_placeholder(const HandlerAnswer& answer) {
+        const TestPicture picture = jpeg_pixels(answer.body);
+        return answer.status_line == "HTTP/1.1 200 OK" && picture.width == 100 && picture.height == 100 &&
+               picture.rgb == std::vector<std::uint8_t>(30000, 0x80);
+    }
+    ScratchDirectory scratch_;
+};
+
+TEST_F(PicturePage, ParsesUrls) {
+    struct {
+        const char* url;
+        std::string expected;
+    } const kCases[] = {
+        {"/picture/17(160x120,1).jpg", "17 160 120 1 .jpg"},
+        {"/picture/17(0160x 120,-1)", "17 160 120 -1 "},
+        {"/picture/17(4x5,6).goicon.jpg", "17 4 5 6 .goicon.jpg"},
+        {"/picture/(x,)", " 0 0 0 "},
+        {"/picture/x(1x2,3).yuv", "x 1 2 3 .yuv"},
+        {"/picture/17(160,1).jpg", "none"},
+        {"/picture/17(160x120).jpg", "none"},
+        {"/picture/17(160x120,1", "none"},
+        {"/picture/17160x120,1)", "none"},
+        {"/picture/folder.goicon", "none"},
+        {"/picture", "none"},
+    };
+    for (const auto& row : kCases) {
+        const auto url = picture_parse_url(row.url);
+        EXPECT_EQ(url ? text_format(100, "%s %d %d %d %s", std::string{url->id_text}.c_str(), url->width, url->height,
+                                    url->mode, std::string{url->suffix}.c_str())
+                      : "none",
+                  row.expected)
+            << row.url;
+    }
+}
+
+TEST_F(PicturePage, ScalesToTheSizeAskedFor) {
+    const std::string id = add("a.jpg", jpeg_bytes(plain_picture(640, 480, 200, 10, 10)));
+    const HandlerAnswer answer = get(id + "(160x160,1).jpg");
+    EXPECT_EQ(answer.status_line, "HTTP/1.1 200 OK");
+    EXPECT_EQ(answer.result, HandlerResult::keep);
+    EXPECT_EQ(answer.header("Content-Type"), "image/jpeg");
+    EXPECT_EQ(answer.header("Content-Length"), std::to_string(answer.body.size()));
+    const TestPicture picture = jpeg_pixels(answer.body);
+    ASSERT_EQ(picture.width, 160);
+    ASSERT_EQ(picture.height, 160);
+    for (const int y : {0, 10, 149, 159}) EXPECT_LT(picture.at(80, y)[0], 10) << y;
+    for (const int y : {25, 80, 135}) EXPECT_GT(picture.at(80, y)[0], 180) << y;
+
+    const auto size = [&](const std::string& rest) {
+        const TestPicture scaled = jpeg_pixels(get(id + rest).body);
+        return text_format(20, "%dx%d", scaled.width, scaled.height);
+    };
+    EXPECT_EQ(size("(160x160,2).jpg"), "160x120");
+    EXPECT_EQ(size("(160x160,0).jpg"), "640x480");
+    EXPECT_EQ(size("(160x160,3).pjpg"), "160x160");
+    EXPECT_EQ(size("(160x160,99)"), "160x160");
+    EXPECT_EQ(size("(4096x1,1)"), "4096x1");
+
+    const HandlerAnswer head = get(id + "(160x160,1).jpg", kHead);
+    EXPECT_EQ(head.header("Content-Length"), std::to_string(answer.body.size()));
+    EXPECT_EQ(head.body, "");
+}
+
+TEST_F(PicturePage, AnswersInTheFormOfTheSuffix) {
+    const std::string id = add("a.jpg", jpeg_bytes(plain_picture(64, 48, 255, 255, 255)));
+    const HandlerAnswer yuv = get(id + "(136x90,1).yuv"), tini = get(id + "(32x24,1).tini.jpg");
+    EXPECT_EQ(yuv.header("Content-Type"), "image/jpeg");
+    EXPECT_EQ(yuv.body.size(), 136u * 90 * 3 / 2);
+    EXPECT_EQ(get(id + "(135x91,1).yuv").body.size(), 18427u);
+    EXPECT_EQ(tini.header("Content-Type"), "image/jpeg");
+    EXPECT_EQ(tini.body, std::string(32 * 24 * 2, '\xFF'));
+
+    const TestPicture icon = jpeg_pixels(get(id + "(168x112,1).goicon.jpg").body);
+    ASSERT_EQ(icon.width, 168);
+    ASSERT_EQ(icon.height, 112);
+    EXPECT_GT(icon.at(84, 80)[0], icon.at(84, 80)[2] + 100) << "a yellow folder";
+    EXPECT_EQ(get(id + "(10x10,1).goicon.yuv").body.size(), 150u);
+}
+
+TEST_F(PicturePage, SendsLargeAnswersWhole) {
+    const std::string id = add("a.jpg", jpeg_bytes(noise_picture(64, 48)));
+    EXPECT_EQ(get(id + "(1000x1000,1).tini").body.size(), 2'000'000u);
+}
+
+TEST_F(PicturePage, AnswersNotFoundForWhatItCannotKnow) {
+    const std::string id = add("a.jpg", jpeg_bytes(plain_picture(8, 8, 1, 2, 3)));
+    const std::string gone = add("gone.jpg", jpeg_bytes(plain_picture(8, 8, 1, 2, 3)));
+    std::filesystem::remove(scratch_ / "gone.jpg");
+    const std::string ftp = add_remote("ftp://h/p.jpg");
+    for (const std::string& rest : {"-1(9x9,1)"s,
+                                    "0(9x9,1)"s,
+                                    "1(9x9,1)"s,
+                                    "99999999999999999999(9x9,1)"s,
+                                    id + "abc(9x9,1)",
+                                    "(9x9,1)"s,
+                                    "999999(9x9,1).goicon.jpg"s,
+                                    gone + "(9x9,1)",
+                                    ftp + "(9x9,1)",
+                                    id,
+                                    id + "(9x9",
+                                    id + "(0x0,1)",
+                                    id + "(-1x5,1)",
+                                    id + "(9x0,1)",
+                                    id + "(4097x9,1)",
+                                    id + "(9x4097,1)",
+                                    id + "(100000x100000,1)",
+                                    id + "(65535x65535,0)",
+                                    id + "(0x9,1).goicon.jpg",
+                                    "folder.goicon"s})
+        EXPECT_TRUE(is_not_found(get(rest))) << rest;
+    EXPECT_EQ(jpeg_pixels(get(gone + "(168x112,1).goicon.jpg").body).width, 168) << "the icon needs no file";
+    EXPECT_EQ(jpeg_pixels(get(id + ".jpg(9x9,1)").body).width, 9);
+}
+
+TEST_F(PicturePage, ShowsAGreyPictureForWhatIsNoGoodJpeg) {
+    const std::string good = jpeg_bytes(noise_picture(64, 64)), header = jpeg_head({}, 64, 64);
+    std::string twelve_bits = good, huge = good, many_scans = jpeg_bytes(noise_picture(64, 64), JpegKind::progressive);
+    twelve_bits[twelve_bits.find("\xFF\xC0") + 4] = 12;
+    huge.replace(huge.find("\xFF\xC0") + 5, 4, "\xFF\xDC\xFF\xDC");
+    // The last scan a thousand times over.
+    const std::size_t last_scan = many_scans.rfind("\xFF\xDA");
+    const std::string scan = many_scans.substr(last_scan, many_scans.size() - 2 - last_scan);
+    for (int i = 0; i < 50; ++i) many_scans.insert(last_scan, scan);
+    EXPECT_FALSE(is_placeholder(get(add("fifty_scans.jpg", many_scans) + "(160x160,1)")));
+    for (int i = 0; i < 950; ++i) many_scans.insert(last_scan, scan);
+
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"empty", ""},
+        {"text", "not a picture"},
+        {"gif", "GIF89a"},
+        {"header_alone", header},
+        {"half", good.substr(0, good.size() / 2)},
+        {"without_its_end", good.substr(0, good.size() - 2)},
+        {"cmyk", jpeg_bytes(noise_picture(64, 64), JpegKind::cmyk)},
+        {"twelve_bits", twelve_bits},
+        {"huge", huge},
+        {"many_scans", many_scans},
+    };
+    for (const auto& [name, content] : cases) {
+        const std::string id = add(name + ".jpg", content);
+        for (const char* const mode : {"(160x160,1)", "(160x160,0)"})
+            EXPECT_TRUE(is_placeholder(get(id + mode))) << name << mode;
+    }
+    EXPECT_EQ(jpeg_pixels(get(add("grey.jpg", jpeg_bytes(noise_picture(9, 9), JpegKind::grey)) + "(9x9,0)").body).width,
+              9);
+}
+
+TEST_F(PicturePage, SurvivesEveryCutOfAJpeg) {
+    for (const JpegKind kind : {JpegKind::baseline, JpegKind::progressive}) {
+        const std::string whole = jpeg_bytes(noise_picture(24, 24), kind);
+        for (std::size_t length = 0; length < whole.size(); ++length) {
+            FileWindow cut{as_bytes(whole).first(length)};
+            JpegDecoder decoder{cut};
+            RgbPicture picture;
+            const bool decoded =
+                decoder.start() && picture_scale(decoder, picture_place(24, 24, 9, 9, 1), picture) && decoder.finish();
+            EXPECT_FALSE(decoded) << length;
+        }
+    }
+}
+
+TEST_F(PicturePage, FetchesPicturesOfOtherServers) {
+    const std::string jpeg = jpeg_bytes(plain_picture(64, 48, 255, 255, 255));
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(jpeg.size()) + "\r\n\r\n";
+    {
+        ScriptedServer server{head + jpeg};
+        EXPECT_EQ(get(add_remote(server.url("/a.jpg")) + "(32x24,1).tini").body, std::string(32 * 24 * 2, '\xFF'));
+        EXPECT_THAT(server.last_request(), StartsWith("GET /a.jpg HTTP/1.1\r\n"));
+        EXPECT_EQ(jpeg_pixels(get(add_remote(server.url("/cam#_webcam.jpg")) + "(32x24,1)").body).width, 32);
+        EXPECT_THAT(server.last_request(), StartsWith("GET /cam HTTP/1.1\r\n"));
+    }
+    for (const std::string& answer : {""s, head + jpeg.substr(0, jpeg.size() / 2),
+                                      "HTTP/1.1 404 Not Found\r\n"
+                                      "Content-Length: 2\r\n\r\nno"s}) {
+        ScriptedServer server{answer};
+        EXPECT_TRUE(is_placeholder(get(add_remote(server.url("/b.jpg")) + "(32x24,1)"))) << answer.substr(0, 20);
+    }
+    EXPECT_TRUE(is_placeholder(get(add_remote("http://127.0.0.1:1/nobody.jpg") + "(32x24,1)")));
+}
+
+}  // namespace

@@ -1,0 +1,202 @@
+#include "meta/scale.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+
+#include "core/str.h"
+#include "meta/jpeg_codec.h"
+#include "meta/planar.h"
+#include "support/jpeg_builder.h"
+
+namespace {
+
+// The scaler as one would write it down: every pixel by the formula, from lines with black behind their ends.
+class Model {
+public:
+    Model(const TestPicture& source, int width, int height, int mode) : source_(source) {
+        const int shown = mode == 3 ? static_cast<int>(std::lround(source.width * 1.125)) : source.width;
+        int fitted_width = width, fitted_height = height;
+        if (mode == 0) {
+            fitted_width = width = source.width;
+            fitted_height = height = source.height;
+        } else if (static_cast<float>(width) / static_cast<float>(height) <
+                   static_cast<float>(shown) / static_cast<float>(source.height)) {
+            fitted_height = part(source.height, static_cast<float>(width) / static_cast<float>(shown));
+        } else {
+            fitted_width = part(shown, static_cast<float>(height) / static_cast<float>(source.height));
+        }
+        if (mode == 2) {
+            width = fitted_width;
+            height = fitted_height;
+        }
+        out = plain_picture(width, height, 0, 0, 0);
+        const long x_step = std::lround(source.width * 1000.0 / fitted_width);
+        const long y_step = std::lround(source.height * 1000.0 / fitted_height);
+        for (int y = 0; y < fitted_height; ++y)
+            for (int x = 0; x < fitted_width; ++x)
+                for (int c = 0; c < 3; ++c)
+                    out.rgb[static_cast<std::size_t>(
+                        ((y + (height - fitted_height) / 2) * width + x + (width - fitted_width) / 2) * 3 + c)] =
+                        value(x * x_step, y * y_step, c);
+    }
+
+    TestPicture out;
+
+private:
+    static int part(int length, float scale) {
+        return std::max(1, static_cast<int>(std::lround(static_cast<float>(length) * scale)));
+    }
+    long sample(long x, long line, int channel) const {
+        if (x >= source_.width) return 0;
+        return source_.at(static_cast<int>(x), static_cast<int>(std::min<long>(line, source_.height - 1)))[channel];
+    }
+    std::uint8_t value(long x, long y, int c) const {
+        const long i = x / 1000, fx = x % 1000, line = y / 1000, fy = y % 1000;
+        return static_cast<std::uint8_t>(
+            ((sample(i + 1, line + 1, c) * fx + sample(i, line + 1, c) * (1000 - fx)) * fy +
+             (sample(i, line, c) * (1000 - fx) + sample(i + 1, line, c) * fx) * (1000 - fy)) /
+            1000000);
+    }
+    const TestPicture& source_;
+};
+
+RgbPicture rgb_of(const TestPicture& picture) {
+    RgbPicture out{picture.width, picture.height};
+    std::copy(picture.rgb.begin(), picture.rgb.end(), out.pixels.get());
+    return out;
+}
+std::vector<std::uint8_t> bytes_of(const RgbPicture& picture) {
+    return {picture.pixels.get(), picture.pixels.get() + picture.bytes()};
+}
+
+// Hands out a picture's lines and counts them.
+class CountedLines : public LineSource {
+public:
+    explicit CountedLines(const TestPicture& picture) : picture_(picture) {}
+    int width() const override { return picture_.width; }
+    int height() const override { return picture_.height; }
+    bool read_line(std::uint8_t* rgb) override {
+        if (handed_out == picture_.height) return false;
+        std::copy_n(picture_.at(0, handed_out++), picture_.width * 3, rgb);
+        return true;
+    }
+    bool skip_line() override { return handed_out++ < picture_.height; }
+    int handed_out = 0;
+
+private:
+    const TestPicture& picture_;
+};
+
+void expect_as_model(const TestPicture& source, int width, int height, int mode) {
+    SCOPED_TRACE(text_format(100, "%dx%d to %dx%d, mode %d", source.width, source.height, width, height, mode));
+    CountedLines lines{source};
+    RgbPicture scaled;
+    ASSERT_TRUE(picture_scale(lines, picture_place(source.width, source.height, width, height, mode), scaled));
+    EXPECT_EQ(lines.handed_out, source.height) << "every line once";
+    const Model model{source, width, height, mode};
+    ASSERT_EQ(scaled.width, model.out.width);
+    ASSERT_EQ(scaled.height, model.out.height);
+    EXPECT_TRUE(bytes_of(scaled) == model.out.rgb);
+}
+
+TEST(Scale, GivesTheFormulasPixelsAtEverySize) {
+    struct {
+        int source_width, source_height, width, height;
+    } const kCases[] = {
+        {640, 480, 160, 160}, {480, 640, 160, 160}, {64, 48, 640, 480}, {1, 1, 160, 120},   {1, 7, 30, 30},
+        {7, 1, 30, 30},       {2, 2, 4096, 3},      {3, 2, 2000, 15},   {5, 3, 3, 5},       {33, 57, 684, 456},
+        {161, 99, 160, 160},  {160, 160, 160, 160}, {400, 1, 160, 160}, {1, 400, 160, 160}, {90, 60, 1, 1},
+    };
+    for (const auto& row : kCases)
+        for (const int mode : {0, 1, 2, 3, 99, -1})
+            expect_as_model(noise_picture(row.source_width, row.source_height), row.width, row.height, mode);
+
+    std::mt19937 random{7};
+    const auto side = [&] { return static_cast<int>(1 + random() % (random() % 4 == 0 ? 300 : 60)); };
+    for (int i = 0; i < 300; ++i) {
+        const int width = side(), height = side();
+        expect_as_model(noise_picture(width, height, static_cast<unsigned>(i)), side(), side(), i % 4);
+    }
+}
+
+TEST(Scale, PlacesPicturesAsTheModeSays) {
+    struct {
+        int source_width, source_height, width, height, mode;
+        Placement expected;
+    } const kCases[] = {
+        {640, 480, 160, 160, 1, {160, 160, 160, 120, 0, 20}},
+        {640, 480, 160, 160, 2, {160, 120, 160, 120, 0, 0}},
+        {640, 480, 160, 160, 0, {640, 480, 640, 480, 0, 0}},
+        {640, 480, 160, 160, 7, {160, 160, 160, 120, 0, 20}},
+        {480, 640, 160, 160, 1, {160, 160, 120, 160, 20, 0}},
+        {640, 480, 720, 480, 3, {720, 480, 720, 480, 0, 0}},  // 720 shown pixels wide
+        {640, 480, 704, 528, 3, {704, 528, 704, 469, 0, 29}},
+        {4000, 1, 160, 160, 1, {160, 160, 160, 1, 0, 79}},  // never nothing at all
+    };
+    for (const auto& row : kCases) {
+        const Placement place = picture_place(row.source_width, row.source_height, row.width, row.height, row.mode);
+        const auto text = [](const Placement& p) {
+            return text_format(100, "%dx%d: %dx%d at %d,%d", p.output_width, p.output_height, p.fitted_width,
+                               p.fitted_height, p.left, p.top);
+        };
+        EXPECT_EQ(text(place), text(row.expected)) << row.source_width << "x" << row.source_height << " " << row.mode;
+    }
+}
+
+TEST(JpegCodec, DecodesWhatTheLibraryDecodes) {
+    for (const JpegKind kind : {JpegKind::baseline, JpegKind::progressive, JpegKind::grey}) {
+        const TestPicture noise = noise_picture(301, 77);
+        const std::string jpeg = jpeg_bytes(noise, kind);
+        const TestPicture pixels = jpeg_pixels(jpeg);
+        FileWindow window{as_bytes(jpeg)};
+        JpegDecoder decoder{window};
+        ASSERT_TRUE(decoder.start());
+        RgbPicture scaled;
+        ASSERT_TRUE(picture_scale(decoder, picture_place(decoder.width(), decoder.height(), 100, 100, 1), scaled));
+        EXPECT_TRUE(decoder.finish());
+        EXPECT_TRUE(bytes_of(scaled) == Model(pixels, 100, 100, 1).out.rgb);
+        EXPECT_FALSE(decoder.read_line(scaled.pixels.get())) << "no line behind the last";
+    }
+}
+
+TEST(JpegCodec, EncodesWithTheLibrarysDefaults) {
+    const TestPicture noise = noise_picture(50, 31);
+    EXPECT_EQ(jpeg_encode(rgb_of(noise)), jpeg_bytes(noise));
+    EXPECT_EQ(jpeg_encode(RgbPicture{0, 5}), std::nullopt);
+    EXPECT_EQ(jpeg_encode(RgbPicture{65501, 1}), std::nullopt);
+    // More than one block of output.
+    const TestPicture large = noise_picture(400, 300);
+    EXPECT_EQ(jpeg_encode(rgb_of(large)), jpeg_bytes(large));
+}
+
+TEST(Planar, WritesLumaAndHalvedColour) {
+    // Red, green, blue and white columns; four rows, the last two of them black but for the last.
+    TestPicture picture = plain_picture(4, 4, 0, 0, 0);
+    const std::uint8_t colours[4][3] = {{255, 0, 0}, {255, 0, 0}, {0, 0, 255}, {0, 0, 255}};
+    for (const int y : {0, 1, 3})
+        for (int x = 0; x < 4; ++x) std::copy_n(colours[x], 3, picture.rgb.data() + (y * 4 + x) * 3);
+    const std::string yuv = yuv420_encode(rgb_of(picture));
+    const std::string row{"\x4C\x4C\x1D\x1D", 4}, black(4, '\0');
+    // The last pair of rows counts its upper row twice: no colour.
+    EXPECT_EQ(yuv, row + row + black + row + "\x54\xFF\x80\x80" + "\xFF\x6B\x80\x80");
+
+    const std::string white = yuv420_encode(rgb_of(plain_picture(2, 2, 255, 255, 255)));
+    EXPECT_EQ(white, "\xFE\xFE\xFE\xFE\x80\x80");
+    EXPECT_EQ(yuv420_encode(rgb_of(plain_picture(1, 1, 255, 255, 255))), "\xFE");
+    // Odd sizes: 135 * 91 luma bytes, planes of 67 x 45, the second a quarter of the luma plane behind the first.
+    const std::string odd = yuv420_encode(rgb_of(plain_picture(135, 91, 0, 0, 255)));
+    ASSERT_EQ(odd.size(), 18427u);
+    EXPECT_EQ(odd.substr(12285, 3015), std::string(3015, '\xFF'));
+    EXPECT_EQ(odd.substr(12285 + 3071, 3015), std::string(3015, '\x6B'));
+}
+
+TEST(Planar, WritesSixteenBitPixels) {
+    TestPicture picture = plain_picture(4, 1, 255, 0, 0);
+    picture.rgb = {255, 0, 0, 0, 255, 0, 0, 0, 255, 8, 4, 8};
+    EXPECT_EQ(tini_encode(rgb_of(picture)), std::string("\x00\xF8\xE0\x07\x1F\x00\x21\x08", 8));
+}
+
+}  // namespace

@@ -1,0 +1,173 @@
+#include "support/jpeg_builder.h"
+
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+
+#include <jpeglib.h>
+
+#include "support/mp3_builder.h"
+
+namespace {
+
+struct JumpingErrors {
+    jpeg_error_mgr manager{};
+    std::jmp_buf back;
+};
+
+void jump(j_common_ptr info) {
+    std::longjmp(static_cast<JumpingErrors*>(info->client_data)->back, 1);
+}
+
+// No locals with destructors: errors jump out of here.
+bool decode(jpeg_decompress_struct& info, JumpingErrors& errors, std::string_view jpeg, TestPicture& out) {
+    info.err = jpeg_std_error(&errors.manager);
+    errors.manager.error_exit = jump;
+    info.client_data = &errors;
+    if (setjmp(errors.back) != 0) return false;
+    jpeg_create_decompress(&info);
+    jpeg_mem_src(&info, reinterpret_cast<const unsigned char*>(jpeg.data()), jpeg.size());
+    jpeg_read_header(&info, TRUE);
+    info.out_color_space = JCS_RGB;
+    jpeg_start_decompress(&info);
+    out.width = static_cast<int>(info.output_width);
+    out.height = static_cast<int>(info.output_height);
+    out.rgb.resize(static_cast<std::size_t>(out.width * out.height) * 3);
+    while (info.output_scanline < info.output_height) {
+        JSAMPROW row = out.rgb.data() + info.output_scanline * info.output_width * 3;
+        jpeg_read_scanlines(&info, &row, 1);
+    }
+    jpeg_finish_decompress(&info);
+    return true;
+}
+
+}  // namespace
+
+TestPicture noise_picture(int width, int height, unsigned seed) {
+    TestPicture picture = plain_picture(width, height, 0, 0, 0);
+    std::mt19937 random{seed};
+    for (std::uint8_t& value : picture.rgb) value = static_cast<std::uint8_t>(random());
+    return picture;
+}
+
+TestPicture plain_picture(int width, int height, std::uint8_t red, std::uint8_t green, std::uint8_t blue) {
+    TestPicture picture{.width = width, .height = height, .rgb = {}};
+    for (int i = 0; i < width * height; ++i) picture.rgb.insert(picture.rgb.end(), {red, green, blue});
+    return picture;
+}
+
+std::string jpeg_bytes(const TestPicture& picture, JpegKind kind) {
+    jpeg_compress_struct info{};
+    jpeg_error_mgr errors;
+    info.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&info);
+    unsigned char* bytes = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&info, &bytes, &size);
+    info.image_width = static_cast<JDIMENSION>(picture.width);
+    info.image_height = static_cast<JDIMENSION>(picture.height);
+    info.in_color_space = kind == JpegKind::grey ? JCS_GRAYSCALE : kind == JpegKind::cmyk ? JCS_CMYK : JCS_RGB;
+    info.input_components = kind == JpegKind::grey ? 1 : kind == JpegKind::cmyk ? 4 : 3;
+    jpeg_set_defaults(&info);
+    if (kind == JpegKind::progressive) jpeg_simple_progression(&info);
+    jpeg_start_compress(&info, TRUE);
+    std::vector<std::uint8_t> line;
+    for (int y = 0; y < picture.height; ++y) {
+        line.clear();
+        for (int x = 0; x < picture.width; ++x) {
+            const std::uint8_t* const pixel = picture.at(x, y);
+            line.insert(line.end(), pixel, pixel + (kind == JpegKind::grey ? 1 : 3));
+            if (kind == JpegKind::cmyk) line.push_back(0);
+        }
+        JSAMPROW row = line.data();
+        jpeg_write_scanlines(&info, &row, 1);
+    }
+    jpeg_finish_compress(&info);
+    jpeg_destroy_compress(&info);
+    std::string out{reinterpret_cast<const char*>(bytes), size};
+    std::free(bytes);
+    return out;
+}
+
+TestPicture jpeg_pixels(std::string_view jpeg) {
+    jpeg_decompress_struct info{};
+    JumpingErrors errors;
+    TestPicture out;
+    if (!decode(info, errors, jpeg, out)) out = {};
+    jpeg_destroy_decompress(&info);
+    return out;
+}
+
+std::string jpeg_segment(unsigned marker, std::string_view body) {
+    return big_endian_bytes(marker, 2) + big_endian_bytes(static_cast<std::uint32_t>(body.size() + 2), 2) +
+           std::string{body};
+}
+
+std::string jpeg_head(const std::vector<std::string>& segments, int width, int height) {
+    std::string out = "\xFF\xD8";
+    for (const std::string& segment : segments) out += segment;
+    return out + jpeg_segment(0xFFC0, "\x08" + big_endian_bytes(static_cast<std::uint32_t>(height), 2) +
+                                          big_endian_bytes(static_cast<std::uint32_t>(width), 2) +
+                                          std::string{"\x01\x01\x11\x00", 4});
+}
+
+// ---- EXIF
+
+std::string ExifBlock::number(std::uint32_t value, int bytes) const {
+    std::string out = big_endian_bytes(value, static_cast<std::size_t>(bytes));
+    return little_endian_ ? std::string{out.rbegin(), out.rend()} : out;
+}
+
+ExifBlock& ExifBlock::text(Directory directory, unsigned tag, std::string_view value) {
+    const std::string stored = std::string{value} + '\0';
+    directories_[directory].push_back({tag, 2, static_cast<std::uint32_t>(stored.size()), stored});
+    return *this;
+}
+ExifBlock& ExifBlock::short_value(Directory directory, unsigned tag, unsigned value) {
+    directories_[directory].push_back({tag, 3, 1, number(value, 2)});
+    return *this;
+}
+ExifBlock& ExifBlock::long_value(Directory directory, unsigned tag, std::uint32_t value) {
+    return raw(directory, tag, 4, 1, value);
+}
+ExifBlock& ExifBlock::raw(Directory directory, unsigned tag, unsigned type, std::uint32_t count, std::uint32_t value) {
+    directories_[directory].push_back({tag, type, count, number(value, 4)});
+    return *this;
+}
+
+// Directory by directory, each followed by the values that do not fit into its entries.
+std::string ExifBlock::tiff() const {
+    const auto bytes_of = [&](Directory directory) {
+        std::size_t bytes = 2 + 12 * (directories_[directory].size()) + 4;
+        if (directory == kIfd0 && !directories_[kExif].empty()) bytes += 12;
+        for (const Entry& entry : directories_[directory]) bytes += entry.value.size() > 4 ? entry.value.size() : 0;
+        return static_cast<std::uint32_t>(bytes);
+    };
+    const std::uint32_t exif_at = 8 + bytes_of(kIfd0);
+    const std::uint32_t ifd1_at = exif_at + (directories_[kExif].empty() ? 0 : bytes_of(kExif));
+    std::string out = (little_endian_ ? "II" : "MM") + number(42, 2) + number(8, 4);
+    for (const Directory directory : {kIfd0, kExif, kIfd1}) {
+        std::vector<Entry> entries = directories_[directory];
+        if (entries.empty() && directory != kIfd0) continue;
+        if (directory == kIfd0 && !directories_[kExif].empty()) entries.push_back({34665, 4, 1, number(exif_at, 4)});
+        std::string values;
+        const std::size_t values_at = out.size() + 2 + 12 * entries.size() + 4;
+        out += number(static_cast<std::uint32_t>(entries.size()), 2);
+        for (const Entry& entry : entries) {
+            out += number(entry.tag, 2) + number(entry.type, 2) + number(entry.count, 4);
+            if (entry.value.size() > 4) {
+                out += number(static_cast<std::uint32_t>(values_at + values.size()), 4);
+                values += entry.value;
+            } else {
+                out += entry.value + std::string(4 - entry.value.size(), '\0');
+            }
+        }
+        out += number(directory == kIfd0 && !directories_[kIfd1].empty() ? ifd1_at : 0, 4) + values;
+    }
+    return out;
+}
+
+std::string ExifBlock::segment() const {
+    return jpeg_segment(0xFFE1, std::string{"Exif\0\0", 6} + tiff());
+}
