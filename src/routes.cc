@@ -36,6 +36,7 @@ constexpr auto kRoutes = std::to_array<UrlRoute>({
     {"/disk", kGet | kHead, disk_handler},
     {"/continue", kGet | kHead, continue_handler},
     {"/httpproxy", kGet | kHead, http_proxy_handler},
+    {"/ftpproxy", kGet | kHead, ftp_proxy_handler},
     {"/m3u", kGet | kHead, m3u_handler},
     {"/albumart-mp3", kGet | kHead, albumart_mp3_handler},
     {"/albumart-wma", kGet | kHead, albumart_wma_handler},

@@ -19,10 +19,12 @@ bool wait_writable(int fd, int timeout_ms) {
 
 bool connects_within(int fd, const sockaddr_in& endpoint, int timeout_ms) {
     if (connect(fd, reinterpret_cast<const sockaddr*>(&endpoint), sizeof endpoint) == 0) return true;
-    if (errno != EINPROGRESS || !wait_writable(fd, timeout_ms)) return false;
-    int failure = 0;
+    if (errno != EINPROGRESS) return false;
+    int failure = ETIMEDOUT;
     socklen_t size = sizeof failure;
-    return getsockopt(fd, SOL_SOCKET, SO_ERROR, &failure, &size) == 0 && failure == 0;
+    if (wait_writable(fd, timeout_ms) && getsockopt(fd, SOL_SOCKET, SO_ERROR, &failure, &size) != 0) return false;
+    errno = failure;  // for those that tell why
+    return failure == 0;
 }
 
 }  // namespace

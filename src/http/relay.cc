@@ -19,6 +19,7 @@
 #include "http/respond.h"
 #include "http/socket_copy.h"
 #include "http/source.h"
+#include "net/ftp.h"
 
 namespace {
 
@@ -61,15 +62,18 @@ std::string request_lines(const HttpRequest& request) {
     return lines.append("1.1 ").append(own_name(request)).append("\r\n");
 }
 
+// By the extension of a URL's path.
+std::string type_by_name(std::string_view url) {
+    const std::string_view known = mime_of_extension(path_extension(url.substr(0, url.find_first_of("?#"))));
+    return std::string{known.empty() ? "application/octet-stream" : known};
+}
+
 std::string content_type_of(const HttpSource& source) {
     std::string type = http_header_value(source.header, "Content-Type").value_or("");
     std::erase_if(type, [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; });
     if (!type.empty() && type.size() <= kMaxType) return type;
     const bool is_station = source.header.starts_with("ICY") || !http_header_lines(source.header, "icy-").empty();
-    if (is_station) return "audio/mpeg";
-    const std::string_view path = std::string_view{source.url}.substr(0, source.url.find_first_of("?#"));
-    const std::string_view known = mime_of_extension(path_extension(path));
-    return std::string{known.empty() ? "application/octet-stream" : known};
+    return is_station ? "audio/mpeg" : type_by_name(source.url);
 }
 
 // The lines of the source that the receiver needs, the more important ones first, as far as there is room for them.
@@ -190,4 +194,15 @@ HandlerResult http_proxy_handler(HttpRequest& request) {
         return HandlerResult::close;
     if (!sends_body) return HandlerResult::keep;
     return BodyRelay{request, *source, text_int(target->id_text)}.run();
+}
+
+HandlerResult ftp_proxy_handler(HttpRequest& request) {
+    const auto target = target_of(request, "ftpproxy/", "ftp://");
+    if (!target) return http_send_not_found(request);
+    request.content_type = type_by_name(target->url);
+    const ObjectId id = text_int(target->id_text);
+    return ftp_relay(request, target->url, [&](std::int64_t bytes) {
+        if (bytes == 0) db_played(target->id_text);
+        now_playing_update(request.peer, id, bytes - 1);  // as for files without a range
+    });
 }

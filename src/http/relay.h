@@ -5,3 +5,4 @@
 #include "http/request.h"
 
 HandlerResult http_proxy_handler(HttpRequest& request);
+HandlerResult ftp_proxy_handler(HttpRequest& request);

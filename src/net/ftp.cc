@@ -1,0 +1,221 @@
+#include "net/ftp.h"
+
+#include <sys/socket.h>
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "core/log.h"
+#include "core/socket.h"
+#include "core/str.h"
+#include "core/thread.h"
+#include "http/client.h"
+#include "http/respond.h"
+#include "http/socket_copy.h"
+#include "http/source.h"
+#include "net/ftp_control.h"
+
+namespace {
+
+constexpr std::int64_t kPieceBytes = 1024 * 1024;
+constexpr int kMostPreliminary = 100;  // replies that only say that the file is on its way
+constexpr int kConnectMs = 5000;
+constexpr int kQuitMs = 2000;
+
+// What the two threads of a transfer share. The one that asked joins the other before this goes.
+struct Transfer {
+    std::string host;  // dotted
+    std::uint16_t port = 0;
+    int client = -1;
+    const FtpProgress& progress;
+
+    std::atomic<bool> busy{true};
+    std::int64_t sent = 0;  // to be looked at behind the join
+    bool complete = false;  // the server has ended it, and the client took everything
+
+    std::mutex mutex{};
+    int data_socket = -1;
+    bool cancelled = false;
+
+    // Wakes the data thread, now or once it is connected.
+    void cancel() {
+        std::scoped_lock lock{mutex};
+        cancelled = true;
+        if (data_socket >= 0) socket_shutdown(data_socket);
+    }
+    bool begin(int socket) {
+        std::scoped_lock lock{mutex};
+        data_socket = socket;
+        return !cancelled;
+    }
+    void end() {
+        std::scoped_lock lock{mutex};
+        data_socket = -1;
+    }
+};
+
+void copy_file(Transfer& transfer, int data_socket) {
+    SocketCopy copy{data_socket, transfer.client, kSourceSilenceMs};
+    std::int64_t n = 0;
+    do {
+        n = copy.move(kPieceBytes);
+        log_message(LOG_INFO, LOG_HTTP, "FTP data transfer %ld bytes\n", static_cast<long>(n));
+        transfer.sent += n;
+        if (n > 0 && transfer.progress) transfer.progress(transfer.sent);
+    } while (n > 0);
+    if (copy.end() == SocketCopy::End::receiver_gone)
+        log_message(LOG_INFO, LOG_HTTP, "FTP data transfer interupted by client\n");
+    transfer.complete = copy.end() == SocketCopy::End::source_ended;
+}
+
+void ftp_data_thread(Transfer& transfer) {
+    log_message(LOG_INFO, LOG_HTTP, "opening FTP data connection: %s\n", transfer.host.c_str());
+    const SourceConnection data{socket_connect(ipv4_endpoint(ipv4_parse(transfer.host), transfer.port), kConnectMs)};
+    if (!data) {
+        log_message(LOG_ERROR, LOG_HTTP, "FTP data could not connect: %s\n", transfer.host.c_str());
+        print_error("connect");
+    } else {
+        if (transfer.begin(data.fd())) copy_file(transfer, data.fd());
+        transfer.end();
+        socket_shutdown(data.fd());
+        log_message(LOG_INFO, LOG_HTTP, "FTP data transfer completed.\n");
+    }
+    transfer.busy = false;
+}
+
+class Relay {
+public:
+    Relay(HttpRequest& request, SourceConnection control, const FtpProgress& progress)
+        : request_(request), control_(std::move(control)), progress_(progress) {}
+
+    HandlerResult run(std::string_view source, const std::string& path) {
+        int code = command({});
+        if (code != 220) return refused("Connection Establishment", code);
+        const Text user = ftp_user_from_url(source);
+        if (!user) return failed();
+        if (const auto refusal = log_in(*user, ftp_password_from_url(source))) return *refusal;
+        // Kept on purpose: this step is reported by the name of the one before.
+        if (code = command("TYPE I\r\n"); code != 200) return refused("Login USER", code);
+
+        code = command("SIZE " + path + "\r\n");
+        if (code != 213 && code != 502) return refused("SIZE", code);
+        const auto size = code == 213 ? ftp_reply_size(reply_.text) : std::nullopt;
+        if (!size) {
+            log_message(LOG_INFO, LOG_HTTP, "%s\n", code == 502 ? "SIZE: Command not implemented" : "SIZE unknown");
+            request_.close = true;
+        }
+        request_.content_length = size.value_or(-1);
+        if (request_.method == kHead) {
+            const bool sent = answer(BodyFollows::no);
+            quit();
+            return sent ? HandlerResult::keep : HandlerResult::close;
+        }
+
+        code = command("PASV\r\n");
+        if (code != 227) return refused("PASV", code);
+        const auto passive = ftp_reply_passive(reply_.text);
+        if (!passive) {
+            log_message(LOG_ERROR, LOG_HTTP, "could not parse IP and port: %s\n", reply_.text.c_str());
+            return refused("PASV", code);
+        }
+        return transfer_file(path, *passive);
+    }
+
+private:
+    int command(std::optional<std::string_view> text) { return ftp_command(control_.fd(), text, &reply_); }
+
+    // Empty when the server lets us in.
+    std::optional<HandlerResult> log_in(const std::string& user, const std::string& password) {
+        int code = command("USER " + user + "\r\n");
+        if (code == 230) return std::nullopt;
+        if (code != 331) return refused("Login USER", code);
+        code = command("PASS " + password + "\r\n");
+        if (code == 230 || code == 202) return std::nullopt;
+        return refused("Login PASS", code);
+    }
+
+    HandlerResult transfer_file(const std::string& path, const std::array<std::uint8_t, 6>& passive) {
+        log_message(LOG_INFO, LOG_HTTP, "PASSIVE MODE %d,%d,%d,%d,%d,%d\n", passive[0], passive[1], passive[2],
+                    passive[3], passive[4], passive[5]);
+        // Whatever address the server names, behind a router it may name a wrong one: it is only ever asked itself.
+        Transfer transfer{.host = socket_peer(control_.fd()),
+                          .port = static_cast<std::uint16_t>(passive[4] << 8 | passive[5]),
+                          .client = request_.socket,
+                          .progress = progress_};
+        // In front of the thread: a server that sends its file unasked must not get ahead of the header.
+        if (!answer(BodyFollows::yes)) return HandlerResult::close;
+        auto thread = thread_start([&transfer] { ftp_data_thread(transfer); });
+        if (!thread) return HandlerResult::close;
+
+        const int code = retrieve(path, transfer);
+        const bool done = code == 226 || code == 250;
+        if (done) {
+            quit();
+        } else {
+            transfer.cancel();
+        }
+        thread->join();
+        // Kept on purpose: a refusal that comes this late is sent all the same, behind the other status.
+        if (!done) return refused("RETR", code);
+        const bool whole = transfer.complete && transfer.sent == request_.content_length;
+        return whole ? HandlerResult::keep : HandlerResult::close;
+    }
+
+    int retrieve(const std::string& path, const Transfer& transfer) {
+        const FtpBusy busy = [&transfer] { return transfer.busy.load(); };
+        int code = ftp_command(control_.fd(), "RETR " + path + "\r\n", &reply_, kFtpSilenceMs, busy);
+        for (int i = 0; i < kMostPreliminary && (code == 150 || code == 125 || code == 110); ++i)
+            code = ftp_command(control_.fd(), {}, &reply_, kFtpSilenceMs, busy);
+        return code;
+    }
+
+    bool answer(BodyFollows body) {
+        if (!http_send_header(request_, 200, body)) return false;
+        if (progress_) progress_(0);
+        return true;
+    }
+
+    // Kept on purpose: no line end. Our end of the connection is closed behind it, so that the server has it all the
+    // same and need not wait for more.
+    void quit() {
+        reply_.rest.clear();
+        socket_send_all(control_.fd(), "QUIT");
+        shutdown(control_.fd(), SHUT_WR);
+        log_message(LOG_INFO, LOG_HTTP, "FTP command: QUIT\n");
+        const int code = ftp_command(control_.fd(), {}, &reply_, kQuitMs);
+        if (code != 221) log_message(LOG_ERROR, LOG_HTTP, "QUIT: %d\n", code);
+    }
+
+    HandlerResult refused(const char* step, int code) {
+        log_message(LOG_ERROR, LOG_HTTP, "%s: %d\n", step, code);
+        request_.close = true;
+        http_send_not_found(request_);
+        return HandlerResult::close;
+    }
+
+    HandlerResult failed() {
+        request_.close = true;
+        request_.content_length = 0;
+        http_send_header(request_, 500);
+        return HandlerResult::close;
+    }
+
+    HttpRequest& request_;
+    const SourceConnection control_;
+    const FtpProgress& progress_;
+    FtpReply reply_;
+};
+
+}  // namespace
+
+HandlerResult ftp_relay(HttpRequest& request, std::string_view source, const FtpProgress& progress) {
+    const Text path = ftp_path_from_url(source);
+    if (!path || !ftp_is_sendable(source)) return http_send_not_found(request);
+    // Without the path: what a server may call a file cannot always be part of a URL.
+    SourceConnection control{http_connect(source.substr(0, source.size() - path->size() + 1))};
+    if (!control) return http_send_not_found(request);
+    return Relay{request, std::move(control), progress}.run(source, *path);
+}

@@ -1,0 +1,43 @@
+// The control connection of an FTP client (RFC 959): commands, replies, and what URLs and replies say.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/str.h"
+
+// The login of an "ftp://" URL. Kept on purpose: any "@" counts, be it in the path. Without one the user is
+// "anonymous"; missing when the URL has a user without a name.
+Text ftp_user_from_url(std::string_view url);
+// What follows the ":" of the user part; without it the address-like text that anonymous users give.
+std::string ftp_password_from_url(std::string_view url);
+// Everything from the first "/" behind "ftp://" on, as it stands; missing when there is none.
+Text ftp_path_from_url(std::string_view url);
+
+// False where the text would become commands of its own, or end early.
+bool ftp_is_sendable(std::string_view text);
+
+struct FtpReply {
+    std::string text;  // every line of the last reply, at most 1023 characters
+    std::string rest;  // what arrived behind it; the next reply, unless a command is sent first
+};
+
+// While it gives true, silence is no reason to give up: the file is on its way.
+using FtpBusy = std::function<bool()>;
+
+constexpr int kFtpSilenceMs = 10'000;
+
+// Sends the command, if there is one, and reads on to a final reply line: three digits and a blank. Its number; 0 when
+// none came within the limits (silence_ms without a byte, a minute and 64 KiB for the whole).
+int ftp_command(int socket, std::optional<std::string_view> command, FtpReply* reply, int silence_ms = kFtpSilenceMs,
+                const FtpBusy& busy = {});
+
+// The size in bytes of a reply 213; missing when it names none.
+std::optional<std::int64_t> ftp_reply_size(std::string_view reply);
+
+// The six numbers of a reply 227: the address, then the port's high and low byte. Missing when one is, or is no byte.
+std::optional<std::array<std::uint8_t, 6>> ftp_reply_passive(std::string_view reply);
