@@ -29,6 +29,7 @@
 #include "http/client.h"
 #include "http/connections.h"
 #include "http/server.h"
+#include "meta/itunes_thread.h"
 #include "net/radio.h"
 #include "routes.h"
 #include "scan/scanner.h"
@@ -204,6 +205,11 @@ void report_unfinished(const RunningFlags& flags) {
                 flags.db_write_file.value(), flags.eventing.value());
 }
 
+// The countdown begins behind the first pass and is at least ten seconds then.
+bool first_scan_is_over() {
+    return scan_status().seconds_to_next > 0 || state().flags.file_scan.idle();
+}
+
 }  // namespace
 
 RunningFlags& running_flags() {
@@ -253,6 +259,8 @@ void start_all() {
     dbfile_start_reader(flags.db_read_file);
     dbfile_start_writer(flags.db_write_file);
     scan_start(flags.file_scan, &flags.db_read_file);
+    itunes_start(flags.itunes, first_scan_is_over);
+    ipod_start(flags.ipod, first_scan_is_over);
     radio_start(flags.radio, &flags.db_read_file);
     gena_start_ticker(flags.eventing);
     dbfile_start_external(flags.external_db_scan, flags.db_read_file);

@@ -1,0 +1,59 @@
+#include "meta/itunes_thread.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/file.h"
+#include "core/log.h"
+#include "core/settings.h"
+#include "meta/itunes_db.h"
+#include "meta/itunes_xml.h"
+
+namespace {
+
+constexpr std::int64_t kLookAgainMs = 60'000;
+
+using LibraryReading = std::vector<std::string> (*)(const std::string& path, std::vector<std::string> former_names,
+                                                    const RunningFlag* running);
+
+bool same_file(const FileStatus& a, const FileStatus& b) {
+    return a.modified == b.modified && a.size == b.size && a.inode == b.inode && a.device == b.device;
+}
+
+void itunes_thread(RunningFlag& running, const std::string& path, LibraryReading read, LibraryMayBegin may_begin) {
+    const ClearsWhenDone done{running};
+    while (!may_begin())
+        if (!sleep_while_running(running, 100)) return;
+
+    std::optional<FileStatus> last;
+    std::vector<std::string> names;
+    do {
+        const auto status = file_status(path);
+        if (!status || (last && same_file(*last, *status))) continue;
+        log_message(LOG_INFO, LOG_DB, "iTunes: %s %s\n", "reading", path.c_str());
+        names = read(path, std::move(names), &running);
+        log_message(LOG_INFO, LOG_DB, "iTunes: %s %s\n", "finished", path.c_str());
+        last = status;
+    } while (sleep_while_running(running, kLookAgainMs));
+}
+
+void start(RunningFlag& running, Setting setting, LibraryReading read, LibraryMayBegin may_begin) {
+    const Text path = settings_get(setting);
+    if (!has_text(path)) return;
+    running.set_running();
+    const bool started = thread_start_detached(
+        [&running, path = *path, read, may_begin] { itunes_thread(running, path, read, may_begin); });
+    if (!started) running.clear();
+}
+
+}  // namespace
+
+void itunes_start(RunningFlag& running, LibraryMayBegin may_begin) {
+    start(running, Setting::ituneslib, itunes_xml_import, may_begin);
+}
+
+void ipod_start(RunningFlag& running, LibraryMayBegin may_begin) {
+    start(running, Setting::ipoddb, itunesdb_import, may_begin);
+}

@@ -1,0 +1,22 @@
+// The XML library file of iTunes: a property list with a dictionary of tracks and an array of playlists. It is read as
+// a stream: memory holds the songs, packed, and the entries of one playlist.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/thread.h"
+#include "meta/file_window.h"
+#include "meta/library_item.h"
+
+// Hands every entry of every playlist but the first and the one called "Library", which are the whole library, to the
+// sink. Only tracks that are files count.
+void itunes_xml_read(FileWindow& file, const LibraryEntrySink& sink);
+
+// The path of a "file://localhost/..." or "file:///..." location; missing for others.
+Text itunes_location_path(std::string_view location);
+
+// Reads the library at path into the store, in place of the playlists of these names, which an earlier reading left;
+// null or a flag that ends it early. The answer is the names of the playlists.
+std::vector<std::string> itunes_xml_import(const std::string& path, std::vector<std::string> former_names = {},
+                                           const RunningFlag* running = nullptr);

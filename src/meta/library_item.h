@@ -1,0 +1,68 @@
+// Songs of a music library (an iTunes library file or an iPod's database) and how they become items: one for each entry
+// of a playlist. Readers of library files fill a SongList and hand entries to a sink; they know no store.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "core/str.h"
+#include "core/thread.h"
+#include "db/objects.h"
+
+struct LibrarySong {
+    std::int32_t id = 0;
+    Text title = {}, artist = {}, album = {}, genre = {};
+    Text size = {};        // decimal, bytes
+    Text total_time = {};  // decimal, milliseconds
+    Text modified = {};    // "2004-05-01T12:00:00Z"
+    Text year = {};
+    Text location = {};        // a path
+    std::int32_t bitrate = 0;  // kilobits per second; 0: unknown
+    bool artwork = false;
+    bool compilation = false;
+};
+
+// The songs of a library by id, packed: a library of 100 MB has some hundred thousand.
+class SongList {
+public:
+    // Of two songs with one id the first counts.
+    void add(const LibrarySong& song);
+    std::optional<LibrarySong> find(std::int32_t id) const;
+    std::size_t size() const { return packed_.size(); }
+
+private:
+    std::unordered_map<std::int32_t, std::string> packed_;
+};
+
+// Called for each entry of a playlist in order; positions count from 1. False ends the reading.
+using LibraryEntrySink =
+    std::function<bool(const LibrarySong& song, const std::string& playlist, std::int32_t position)>;
+
+// The time that a song's item gets: an ordering key, not a calendar.
+std::int32_t library_time_key(std::string_view modified);
+
+// One reading of a library. The playlists that the last reading had are replaced; those that are gone lose their
+// entries.
+class LibraryImport {
+public:
+    LibraryImport(std::vector<std::string> former_names, const RunningFlag* running)
+        : former_names_(std::move(former_names)), running_(running) {}
+
+    // A sink; false when the flag (null: none) stopped running.
+    bool add(const LibrarySong& song, const std::string& playlist, std::int32_t position);
+    // The names of the playlists that were read.
+    std::vector<std::string> finish();
+
+private:
+    const std::string& name_for(const std::string& playlist);
+
+    std::vector<std::string> former_names_;
+    const RunningFlag* running_;
+    std::map<std::string, std::vector<ObjectId>, std::less<>> former_;  // what the playlists read so far held before
+};
