@@ -5,8 +5,8 @@
 
 #include "core/thread.h"
 
-// The process-wide flags, in the order in which a shutdown that was too slow reports them. Those of the imports belong to
-// threads that are not part of this build, and stay idle.
+// The process-wide flags, in the order in which a shutdown that was too slow reports them. That of the Winamp import
+// belongs to a thread that is not part of this build, and stays idle.
 struct RunningFlags {
     RunningFlag upnp_server;  // all listeners and discovery instances as a whole
     RunningFlag radio;
