@@ -50,13 +50,14 @@ class Bench:
         self.host = netns.Host()
         self.host.route_multicast()
 
-    def start(self, content):
+    def start(self, content, **settings):
         import daemon
         daemon.EXECUTABLE = self.options.daemon
         directory = self.scratch / "server"
         shutil.rmtree(directory, ignore_errors=True)
         # 4 is the database's category: it says when a scan begins and ends.
-        server = daemon.Daemon(self.host, directory, content, verbosity=4, settings={"scantime": 0})
+        server = daemon.Daemon(self.host, directory, content, verbosity=4,
+                               settings={"scantime": 0} | settings)
         return server.start()
 
     def run(self):
@@ -80,6 +81,7 @@ class Bench:
         self.pages(client)
         self.changes(server, client)
         server.stop()
+        self.restarts()
 
     def start_and_scan(self, corpus):
         server = self.start(corpus)
@@ -239,6 +241,44 @@ class Bench:
         rows.append([f"the same, {len(members)} files gone", median_ms([g["removed"] for g in gone]),
                      median_ms([max(0.0, g["removed"] - g["nothing"]) / len(members) for g in gone])])
         print_table("Changes", ["what", "ms", "ms a file"], rows)
+
+    def restarts(self):
+        """What the persistence file costs and saves, and how long a browsing receiver waits meanwhile."""
+        file = self.scratch / "library.db"
+        file.unlink(missing_ok=True)
+        scanning, saving, visible = [], [], []
+        for run in range(SCANS):
+            begin = time.perf_counter()
+            server = self.start(self.options.corpus, dbfile=file)
+            server.wait_until_up()
+            with Session(server.client()) as session:
+                page = session.soap("Browse", {"ObjectID": 0, "BrowseFlag": "BrowseDirectChildren", "Filter": "*",
+                                               "StartingIndex": 0, "RequestedCount": PAGE, "SortCriteria": ""})
+                self.browse_until(session, page, server, "DB scan on .* completed", scanning if run == 0 else [])
+                if run > 0:
+                    server.wait_for_log("read on persistance DB completed")
+                    visible.append(time.perf_counter() - begin)
+                server.wait_for_log("DB:writing DB", deadline=60)
+                self.browse_until(session, page, server, None, saving)
+            server.stop()
+
+        def row(what, times):
+            times = sorted(times)
+            return [what, f"{times[len(times) // 2] * 1000:.2f}", f"{times[len(times) * 99 // 100] * 1000:.2f}",
+                    f"{times[-1] * 1000:.1f}"]
+        print_table(f"Start from a file of {file.stat().st_size / 1e6:.1f} MB", ["what", "seconds"],
+                    [["process start to all items visible and the rescan over", f"{statistics.median(visible):.2f}"]])
+        print_table("Browse of a page meanwhile, ms", ["meanwhile", "median", "p99", "longest"],
+                    [row("full scan", scanning), row("the second in which the file is saved", saving)])
+
+    @staticmethod
+    def browse_until(session, page, server, pattern, times):
+        """Browses again and again until the log says so, or for a second."""
+        end = time.perf_counter() + (600 if pattern else 1)
+        while time.perf_counter() < end:
+            times.append(session.time(page))
+            if pattern and len(times) % 50 == 0 and re.search(pattern, server.log()):
+                return
 
     def seconds_until_settled(self, server, client, missing):
         """From the end of a scan until the removals behind it are done, seen in the scanner thread's rest."""

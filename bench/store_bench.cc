@@ -8,6 +8,7 @@
 #include "core/settings.h"
 #include "core/str.h"
 #include "db/add_item.h"
+#include "db/dbfile.h"
 #include "db/store.h"
 #include "db/upkeep.h"
 
@@ -87,6 +88,19 @@ BENCHMARK_DEFINE_F(FullStore, prune_and_event_pass)(benchmark::State& state) {
     }
 }
 BENCHMARK_REGISTER_F(FullStore, prune_and_event_pass)->Unit(benchmark::kMicrosecond);
+
+// What a save does under the lock.
+BENCHMARK_DEFINE_F(FullStore, format_for_the_file)(benchmark::State& state) {
+    RunningFlag running;
+    running.set_running();
+    for (auto _ : state) {
+        DbText text;
+        StoreLock lock;
+        benchmark::DoNotOptimize(dbfile_write_items(lock, store(lock).all_tracks, text, running));
+        state.counters["bytes"] = static_cast<double>(text.bytes());
+    }
+}
+BENCHMARK_REGISTER_F(FullStore, format_for_the_file)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

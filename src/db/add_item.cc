@@ -123,6 +123,13 @@ AddResult link_listed(const StoreLock& lock, MediaContainer* top, MediaContainer
     return AddResult::added;
 }
 
+// Folders and devices are not there either: a record of a file that was cut short may name one.
+bool is_there(const std::string& path) {
+    if (db_path_is_remote(path)) return true;
+    const auto status = file_status(path);
+    return status && status->regular;
+}
+
 AddResult link(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts) {
     const MediaStore& places = store(lock);
     switch (item.object_class) {
@@ -148,7 +155,7 @@ AddResult db_add_item(NewItem&& wanted) {
         MediaItem* const present = db_find_in_type(lock, *wanted.path, wanted.media_class);
         if (present != nullptr && keeps_present(lock, *present, wanted)) return AddResult::already_present;
     }
-    if (!db_path_is_remote(*wanted.path) && !file_status(*wanted.path)) {
+    if (!is_there(*wanted.path)) {
         log_message(LOG_PROBLEM, LOG_DB, "item could not be found on disk: %s\n", wanted.path->c_str());
         return AddResult::failed;
     }
