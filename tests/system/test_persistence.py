@@ -115,8 +115,9 @@ def test_files_that_are_none(start, network, folder, tmp_path):
     assert f"give a filename not a path for DB: {folder}" in server.log()
 
 
-def test_a_full_disk(start, network, tmp_path, folder):
-    """A disk of 16 kB in a mount namespace of the server's own; the listing does not fit beside what is there."""
+def test_disks_that_take_nothing(start, network, tmp_path, folder):
+    """A disk of 16 kB in a mount namespace of the server's own, on which the library does not fit; a device that is
+    always full; a disk that may not be written."""
     for number in range(4, 120):
         music.write(folder / f"{number}.mp3", music.mp3(f"Title {number}", "Artist"))
     disk = tmp_path / "disk"
@@ -126,11 +127,15 @@ def test_a_full_disk(start, network, tmp_path, folder):
     server.wait_for_log(r"\[ERROR\]DB:no room for ", deadline=40)
     inside = pathlib.Path(f"/proc/{server.process.pid}/root{disk}/db")
     assert "TI:Old\n" in inside.read_text(), "the old file is still there"
-    assert len(titles(server, network)) == 100 or len(titles(server, network)) == 119
+    assert server.client(network.receiver).child("0", "Music", "All Tracks").child_count == 119
 
     os.symlink("/dev/full", tmp_path / "full")
     server = start(tmp_path / "full")
     server.wait_for_log(r"\[ERROR\]DB:could not write .*: No space left on device", deadline=40)
+
+    script = f'mount -t tmpfs tmpfs {disk} && touch {disk}/db && mount -o remount,ro {disk} && exec "$@"'
+    server = start(disk / "db", wrapper=("unshare", "--mount", "sh", "-c", script, "sh"))
+    server.wait_for_log(rf"\[ERROR\]DB:could not open {disk}/db for writing", deadline=40)
     assert server.answers()
 
 
