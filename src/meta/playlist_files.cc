@@ -162,11 +162,12 @@ void playlists_forget_vanished() {
     }
     std::map<std::string, std::string> gone = names;
     std::erase_if(gone, [](const auto& file) { return file_status(file.first).has_value(); });
-    for (const auto& [path, name] : gone) {
-        names.erase(path);
-        const bool named_by_another = std::ranges::any_of(names, [&](const auto& file) { return file.second == name; });
-        if (!named_by_another) db_end_playlist(name, db_begin_playlist(name));
+    for (const auto& file : gone) {
+        names.erase(file.first);
+        const bool named_by_another =
+            std::ranges::any_of(names, [&](const auto& other) { return other.second == file.second; });
+        if (!named_by_another) db_end_playlist(file.second, db_begin_playlist(file.second));
         std::scoped_lock lock{imported().mutex};
-        imported().names.erase(path);
+        imported().names.erase(file.first);
     }
 }
