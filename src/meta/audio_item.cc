@@ -3,7 +3,6 @@
 #include <taglib/id3v2tag.h>
 #include <taglib/infotag.h>
 #include <taglib/mp4file.h>
-#include <taglib/tfilestream.h>
 #include <taglib/wavfile.h>
 
 #include "core/file.h"
@@ -11,6 +10,7 @@
 #include "core/time_text.h"
 #include "db/add_item.h"
 #include "meta/pcm_format.h"
+#include "meta/taglib_stream.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ void use_properties(AudioTags& tags, const TagLib::AudioProperties* properties) 
     tags.bitrate = properties->bitrate();
 }
 
-void read_wav(AudioTags& tags, TagLib::FileStream& stream) {
+void read_wav(AudioTags& tags, TagLib::IOStream& stream) {
     const TagLib::RIFF::WAV::File file{&stream};
     if (!file.isValid()) return;
     // An ID3v2 tag in a chunk of its own, a LIST INFO chunk, or both.
@@ -48,7 +48,7 @@ void read_wav(AudioTags& tags, TagLib::FileStream& stream) {
     if (file.hasID3v2Tag()) tags.has_cover = file.ID3v2Tag()->frameListMap().contains("APIC");
 }
 
-void read_m4a(AudioTags& tags, TagLib::FileStream& stream) {
+void read_m4a(AudioTags& tags, TagLib::IOStream& stream) {
     const TagLib::MP4::File file{&stream};
     if (!file.isValid()) return;
     if (const auto* const tag = file.tag()) {
@@ -72,7 +72,6 @@ void measure_pcm(AudioTags& tags, const std::string& path) {
 
 AudioTags audio_read_tags(const std::string& path) {
     AudioTags tags;
-    // Opened here first, so that TagLib never meets a FIFO or device.
     const File file = file_open_regular(path);
     const auto status = file ? file.status() : file_status(path);
     if (!status) return tags;
@@ -86,7 +85,7 @@ AudioTags audio_read_tags(const std::string& path) {
         measure_pcm(tags, path);
         return tags;
     }
-    TagLib::FileStream stream{path.c_str(), true};
+    TagLibStream stream{file, tags.size};
     if (wav)
         read_wav(tags, stream);
     else
