@@ -1,7 +1,8 @@
 #!/usr/bin/python3
-"""A control point on GUPnP: finds the server, reads its service descriptions, browses to the artists and to a track.
+"""A control point on GUPnP: finds the server, reads its service descriptions, browses to the artists and to a track, or
+to a container that is named title by title.
 
-usage: gupnp_control_point.py INTERFACE     prints what it found as one JSON object
+usage: gupnp_control_point.py INTERFACE [TITLE ...]     prints what it found as one JSON object
 """
 
 import json
@@ -20,7 +21,8 @@ DIDL = "{urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/}"
 
 
 class ControlPoint:
-    def __init__(self, interface):
+    def __init__(self, interface, titles):
+        self.titles = titles
         self.loop = GLib.MainLoop()
         self.found, self.error = {}, None
         # A port of its own choice may be one that a connection of the tests before has only just left.
@@ -60,11 +62,23 @@ class ControlPoint:
         self.found["actions"] = sorted(action.name for action in pending[0].list_actions())
         self.found["variables"] = sorted(variable.name for variable in pending[0].list_state_variables())
 
+        if self.titles:
+            return self.list_resources()
         artists = self.child(self.child("0", "Music"), "Artists")
         self.found["artists"] = [title for title, _ in self.children(artists)]
         tracks = self.children(self.child(artists, "Queen"))
         self.found["tracks"] = [title for title, _ in tracks]
         self.found["url"] = tracks[0][1].findtext(DIDL + "res")
+
+    def list_resources(self):
+        """What may be fetched of everything in the container: {title: [(protocolInfo, resolution, URL)]}."""
+        container = "0"
+        for title in self.titles:
+            container = self.child(container, title)
+        self.found["resources"] = {
+            title: [(res.get("protocolInfo"), res.get("resolution"), res.text) for res in element.iter(DIDL + "res")]
+            for title, element in self.children(container)
+        }
 
     def children(self, object_id):
         """[(title, element)] of a container."""
@@ -81,4 +95,4 @@ class ControlPoint:
         return next(element.get("id") for name, element in self.children(object_id) if name == title)
 
 
-ControlPoint(sys.argv[1]).run()
+ControlPoint(sys.argv[1], sys.argv[2:]).run()

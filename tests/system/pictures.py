@@ -1,0 +1,69 @@
+"""Pictures for the system tests: made by ffmpeg, marked by exiftool, taken apart by ffmpeg; and JPEG files by hand."""
+
+import pathlib
+import re
+import struct
+import subprocess
+
+
+def _run(*command, data=b""):
+    done = subprocess.run(command, input=data, capture_output=True, timeout=120, check=False)
+    assert done.returncode == 0, done.stderr.decode()[-2000:]
+    return done.stdout
+
+
+def make(path, width, height, picture="testsrc2", pixels="yuvj420p"):
+    """A JPEG file of one of ffmpeg's test pictures."""
+    path = pathlib.Path(path)
+    path.parent.mkdir(parents=True, exist_ok=True)
+    _run("ffmpeg", "-loglevel", "error", "-y", "-f", "lavfi", "-i", f"{picture}=size={width}x{height}",
+         "-frames:v", "1", "-pix_fmt", pixels, "-strict", "unofficial", str(path))
+    return path
+
+
+def mark(path, *tags):
+    """Writes EXIF tags ("-ImageDescription=A ship") as cameras do."""
+    _run("exiftool", "-q", "-overwrite_original", *tags, str(path))
+
+
+def decode(jpeg):
+    """(width, height, RGB bytes) of a JPEG, not turned whatever it says about the camera."""
+    image = _run("ffmpeg", "-loglevel", "error", "-noautorotate", "-f", "mjpeg", "-i", "-",
+                 "-f", "image2pipe", "-c:v", "ppm", "-", data=jpeg)
+    head = re.match(rb"P6\n(\d+) (\d+)\n255\n", image)
+    return int(head[1]), int(head[2]), image[head.end():]
+
+
+def size(jpeg):
+    width, height, _ = decode(jpeg)
+    return width, height
+
+
+def pixel(image, x, y):
+    width, _, rgb = image
+    return tuple(rgb[(y * width + x) * 3:][:3])
+
+
+# Files that nobody made on purpose.
+
+def segment(marker, body, length=None):
+    return bytes([0xFF, marker]) + struct.pack(">H", len(body) + 2 if length is None else length) + body
+
+
+def frame(width, height, components=3, precision=8, marker=0xC0):
+    return segment(marker, struct.pack(">BHHB", precision, height, width, components) +
+                   bytes(byte for number in range(components) for byte in (number + 1, 0x11, 0)))
+
+
+def exif(tiff, length=None):
+    return segment(0xE1, b"Exif\0\0" + tiff, length)
+
+
+def ifd(entries, following=0, count=None):
+    """A directory of (tag, type, count, value) entries, little-endian."""
+    head = struct.pack("<H", len(entries) if count is None else count)
+    return head + b"".join(struct.pack("<HHII", *entry) for entry in entries) + struct.pack("<I", following)
+
+
+TIFF = b"II*\0\x08\0\0\0"
+EXIF_IFD, DESCRIPTION, DATE_TIME = 34665, 270, 306
