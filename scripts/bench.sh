@@ -35,3 +35,4 @@ if command -v nginx >/dev/null; then
 else
   echo "nginx is not installed: streaming is not compared."
 fi
+/usr/bin/python3 bench/relay_cost.py "$server"

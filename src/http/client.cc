@@ -21,6 +21,8 @@ constexpr int kMaxInterimAnswers = 8;
 constexpr std::size_t kAnswerHeaderBytes = 16 * 1024;  // today's web servers say more than a receiver does
 constexpr std::size_t kGetBytes = 512;
 constexpr std::size_t kStreamGetBytes = 8192;
+// Many stations show everything that calls itself a Mozilla a web page about the stream.
+constexpr std::string_view kStreamAgent = "Pelorama UPnP MediaServer";
 constexpr std::size_t kMaxHost = 256, kMaxUserAgent = 255;
 
 struct UserAgent {
@@ -137,7 +139,7 @@ bool http_send_stream_get(int socket, std::string_view url, std::string_view ext
         request.append("Authorization: Basic ").append(base64(login)).append("\r\n");
         target.host.erase(0, user_end + 1);
     }
-    request.append("Host: ").append(target.host).append("\r\nConnection: close\r\nUser-Agent: ").append(user_agent());
+    request.append("Host: ").append(target.host).append("\r\nConnection: close\r\nUser-Agent: ").append(kStreamAgent);
     request.append("\r\n").append(extra_headers).append("\r\n");
     return request.size() <= kStreamGetBytes && socket_send_all(socket, request);
 }

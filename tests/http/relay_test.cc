@@ -78,7 +78,8 @@ TEST_F(Relay, PassesAFileOnAndCountsAPlay) {
     EXPECT_EQ(plays(id), 1);
     EXPECT_THAT(source.last_request(),
                 AllOf(HasSubstr("GET /a?b HTTP/1.1\r\n"), HasSubstr("\r\nConnection: close\r\n"),
-                      HasSubstr("\r\nVia: 1.1 127.0.0.1:"), Not(HasSubstr("Range")), Not(HasSubstr("Icy"))));
+                      HasSubstr("\r\nVia: 1.1 127.0.0.1:"), HasSubstr("\r\nUser-Agent: Pelorama"),
+                      Not(HasSubstr("Range")), Not(HasSubstr("Icy"))));
     EXPECT_THAT(call_handler(rpc_handler, "/rpc?playing").body, HasSubstr(std::to_string(id) + "\t4\t"));
 }
 

@@ -9,12 +9,12 @@ class Origin:
     """A listener on a host. Every connection gets a thread that runs respond(connection, request), where request is the
     header's text, and is closed behind it."""
 
-    def __init__(self, host, respond, port=0):
+    def __init__(self, host, respond, port=0, address=None):
         self.respond, self.requests = respond, []
         with host.entered():
-            self._listener = socket.create_server((host.address, port), backlog=512)
+            self._listener = socket.create_server((address or host.address, port), backlog=512)
         self.port = self._listener.getsockname()[1]
-        self.authority = f"{host.address}:{self.port}"
+        self.authority = f"{address or host.address}:{self.port}"
         self._open, self._lock = set(), threading.Lock()
         threading.Thread(target=self._serve, daemon=True).start()
 

@@ -1,5 +1,6 @@
 """Files on FTP servers, relayed."""
 
+import concurrent.futures
 import contextlib
 import hashlib
 import os
@@ -244,8 +245,6 @@ HOSTILE = {
     "endless_lines": {"USER": forever(b"220-hello\r\n")},
     "endless_line": {"USER": forever(b"x" * 1000)},
     "endless_preliminary": {"RETR": forever(b"150 soon\r\n")},
-    "silent_greeting": {"": silent},
-    "silent_transfer": {"RETR": silent},
 }
 
 
@@ -257,6 +256,19 @@ def test_hostile_server(lone_host, serve_files, name):
         def play():
             data = whole(server, server.paths[0])
             assert b"HTTP/1.1 404 Not Found\r\n" in data
+        server.survives(play)
+
+
+def test_silent_servers(lone_host, serve_files):
+    with contextlib.ExitStack() as servers:
+        silent_at = [servers.enter_context(FtpServer(lone_host, CONTENT, **{word: silent}))
+                     for word in ("", "USER", "PASS", "TYPE", "SIZE", "PASV", "RETR")]
+        server = serve_files(*(ftp.url("/a.mp3") for ftp in silent_at))
+
+        def play():
+            with concurrent.futures.ThreadPoolExecutor(8) as pool:
+                for data in pool.map(lambda path: whole(server, path), server.paths):
+                    assert b"HTTP/1.1 404 Not Found\r\n" in data
         server.survives(play)
 
 

@@ -6,9 +6,11 @@ import time
 
 import pytest
 
+import daemon
 import music
 import wire
 from daemon import wait_until
+from origin import Origin
 
 HEADER_DEADLINE = 60  # seconds a header may take once it has begun
 
@@ -385,3 +387,42 @@ def test_dawdling_headers_and_bodies_are_cut_off(dawdlers, server, receiver):
         assert is_answer_or_close(received)
     assert time.monotonic() - begun < HEADER_DEADLINE + 20
     server.check_sanitizers()
+
+
+def answers_without_end(connection, _):
+    connection.sendall(b"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n")
+    while True:
+        connection.sendall(b"<description>" * 1000)
+
+
+CLAIMED_RECEIVERS = {
+    "mute": lambda connection, _: connection.recv(1),
+    "endless_header": lambda connection, _: [connection.sendall(b"X: y\r\n" * 1000) for _ in iter(int, 1)],
+    "endless_body": answers_without_end,
+}
+
+
+@pytest.mark.parametrize("name", CLAIMED_RECEIVERS)
+def test_claimed_receivers_delay_nobody(server, network, name):
+    """A request that claims to come from a receiver whose own description is asked for, from an address that answers port
+    80 in no useful way."""
+    address = f"10.77.1.{60 + list(CLAIMED_RECEIVERS).index(name)}"
+    network.receiver.ip(f"address add {address}/24 dev {network.receiver.interface}")
+    try:
+        with Origin(network.receiver, CLAIMED_RECEIVERS[name], 80, address) as claimed:
+            def ask():
+                with network.receiver.entered():
+                    connection = socket.socket()
+                with connection:
+                    connection.bind((address, 0))
+                    connection.settimeout(60)
+                    connection.connect((server.address, server.port))
+                    begun = time.monotonic()
+                    connection.sendall(b"GET /DeviceDescription.xml HTTP/1.1\r\n"
+                                       b"User-Agent: Mozilla/4.0 (compatible)\r\n\r\n")
+                    assert wire.read_answer(connection)[0].status == 200
+                    assert time.monotonic() - begun < 5 + daemon.SLOWNESS
+            server.survives(ask)
+            assert len(claimed.requests) == 1, "an address is asked once"
+    finally:
+        network.receiver.ip(f"address del {address}/24 dev {network.receiver.interface}")

@@ -1,5 +1,6 @@
 """Stations: from the directory into the tree, and from their servers to a receiver."""
 
+import concurrent.futures
 import contextlib
 import hashlib
 import os
@@ -198,9 +199,18 @@ SOURCES = {
     "redirect_loop": (lambda connection, request: connection.sendall(
         b"HTTP/1.1 302 Found\r\nLocation: /again\r\n\r\n"), 404),
     "header_injection": (fixed(b"HTTP/1.1 200 OK\r\nContent-Length: 1\r\nicy-name: a\nX-Evil: b\r\n\r\nx"), 200),
-    "silence": (lambda connection, request: connection.recv(1), 404),
-    "silence_in_the_body": (paused, 200),
 }
+
+
+def play(server, path):
+    """Every byte of the answer, up to the end of the connection."""
+    with server.client().connect(60) as listener:
+        listener.sendall(f"GET {path} HTTP/1.1\r\nConnection: close\r\n\r\n".encode())
+        data = b""
+        with contextlib.suppress(ConnectionResetError):
+            while piece := listener.recv(65536):
+                data += piece
+    return data
 
 
 @pytest.mark.parametrize("name", SOURCES)
@@ -210,16 +220,25 @@ def test_hostile_source(lone_host, serve_stations, name):
         server = serve_stations(("S", "Rock", origin.url("/s")))
         path = found(server)["S"].path
 
-        def play():
-            with server.client().connect(60) as listener:
-                listener.sendall(f"GET {path} HTTP/1.1\r\nConnection: close\r\n\r\n".encode())
-                data = b""
-                with contextlib.suppress(ConnectionResetError):
-                    while piece := listener.recv(65536):
-                        data += piece
+        def check():
+            data = play(server, path)
             assert int(data.split()[1]) == status, data[:200]
             assert b"\nX-Evil" not in data
-        server.survives(play)
+        server.survives(check)
+
+
+def test_silent_sources(lone_host, serve_stations):
+    with Origin(lone_host, lambda connection, _: connection.recv(1)) as mute, Origin(lone_host, paused) as pausing:
+        server = serve_stations(("Mute", "Rock", mute.url("/s")), ("Pausing", "Rock", pausing.url("/s")))
+        stations_by_title = found(server)
+        paths = [stations_by_title[title].path for title in ("Mute", "Pausing")]
+
+        def check():
+            with concurrent.futures.ThreadPoolExecutor(8) as pool:
+                mute_answer, cut_answer = pool.map(lambda path: play(server, path), paths)
+            assert mute_answer.startswith(b"HTTP/1.1 404 ")
+            assert cut_answer.startswith(b"HTTP/1.1 200 ") and cut_answer.endswith(b"\r\n\r\nhello")
+        server.survives(check)
 
 
 def test_unknown_host(serve_stations):
@@ -287,10 +306,13 @@ def test_icecast_station_goes_and_comes_back(lone_host, icecast, serve_stations)
             assert "codec_name=mp3" in facts and "TAG:icy-name=Test Station" in facts
             facts = wait_until(lambda: (text := probe()) and "StreamTitle" in text and text, "the title arrives")
             assert "A Song" in facts
-            listener = server.client().connect(60)
-            listener.sendall(f"GET {station.path} HTTP/1.1\r\n\r\n".encode())
-            assert listener.recv(65536).startswith(b"HTTP/1.1 200 OK\r\n")
-        with listener:  # its end is the end of the source
-            while listener.recv(65536):
-                pass
+            listeners = [server.client().connect(60) for _ in range(50)]
+            for listener in listeners:
+                listener.sendall(f"GET {station.path} HTTP/1.1\r\n\r\n".encode())
+            for listener in listeners:
+                assert listener.recv(65536).startswith(b"HTTP/1.1 200 OK\r\n")
+        for listener in listeners:  # their end is the end of the source
+            with listener:
+                while listener.recv(65536):
+                    pass
         wait_until(lambda: server.client().get(station.path).status == 404, "the source is gone")
