@@ -22,6 +22,21 @@ bool is_referenced(const StoreLock& lock, const MediaItem& item, const MediaCont
 
 }  // namespace
 
+bool db_playlist_holds(std::string_view name, std::span<const PlaylistPlace> places) {
+    StoreLock lock;
+    const MediaContainer* const playlist = find_playlist(lock, name);
+    if (playlist == nullptr || static_cast<std::size_t>(playlist->child_count) != places.size()) return false;
+    std::size_t left = places.size();  // children come newest first
+    for (const MediaObject& child : tree_children(lock, *playlist)) {
+        const ItemReference* const reference = as_reference(&child);
+        const MediaItem* const item = item_of(lock, &child);
+        const PlaylistPlace& place = places[--left];
+        if (reference == nullptr || reference->sort_key != place.sort_key || item->path.view() != place.path)
+            return false;
+    }
+    return true;
+}
+
 std::vector<ObjectId> db_begin_playlist(std::string_view name) {
     std::vector<ObjectId> former;
     StoreLock lock;

@@ -2,10 +2,19 @@
 // playlist it names; here is what empties one before it is read again, and what tidies up behind it.
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string_view>
 #include <vector>
 
 #include "db/objects.h"
+
+struct PlaylistPlace {
+    std::string_view path;  // of an item
+    std::int32_t sort_key = 0;
+};
+// Whether the playlist of this name holds exactly these items, in this order and with these keys.
+bool db_playlist_holds(std::string_view name, std::span<const PlaylistPlace> places);
 
 // Empties the playlist of this name, where there is one, and marks it changed. The items that stood in it are the
 // answer; they stay.

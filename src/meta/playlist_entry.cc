@@ -4,7 +4,6 @@
 #include <array>
 #include <vector>
 
-#include "core/file.h"
 #include "core/settings.h"
 #include "core/start_directory.h"
 #include "core/str.h"
@@ -65,18 +64,54 @@ std::string tidy_path(std::string_view path) {
     return tidy;
 }
 
+}  // namespace
+
+EntryResolver::EntryResolver(std::string_view playlist_path) {
+    const std::size_t slash = playlist_path.rfind('/');
+    here_ = slash == std::string_view::npos ? "." : playlist_path.substr(0, slash);
+    for (std::string& directory : content_directories_of_entries()) {
+        std::string tidy = tidy_path(directory);
+        if (!tidy.empty() && !tidy.ends_with('/')) tidy += '/';
+        places_.push_back({.directory = std::move(directory), .tidy = std::move(tidy)});
+    }
+}
+
+std::optional<ResolvedEntry> EntryResolver::resolve(std::string_view entry) const {
+    if (entry.starts_with(kUrlMark)) return ResolvedEntry{.path = std::string{entry}, .url = true};
+    const std::string_view extension = path_extension(entry);
+    if (std::ranges::any_of(kPlaylistExtensions, [&](auto known) { return str_equal_nocase(extension, known); }))
+        return std::nullopt;
+    auto path = find_file(entry);
+    if (!path && str_contains(entry, "\\")) path = find_file(path_to_slashes(entry));
+    if (!path) return std::nullopt;
+    return ResolvedEntry{.path = std::move(*path)};
+}
+
+std::optional<std::string> EntryResolver::find_file(std::string_view entry) const {
+    const auto file_at = [this](const std::string& candidate) -> std::optional<std::string> {
+        const auto status = media_file_status(candidate);
+        return status ? std::optional{scanner_spelling(candidate, *status)} : std::nullopt;
+    };
+    if (entry.starts_with('/') || (entry.size() > 1 && entry[1] == ':'))
+        if (auto found = file_at(std::string{entry})) return found;
+    if (auto found = file_at(joined(here_, entry))) return found;
+    for (const Place& place : places_)
+        if (auto found = file_at(joined(place.directory, entry))) return found;
+    return std::nullopt;
+}
+
 // One file must not become two items because a playlist writes its path in another way: "../" is resolved, and below a
 // content directory the path is spelled from that directory's own text, as the scanner does.
-std::string scanner_spelling(const std::string& path, const FileStatus& status) {
+std::string EntryResolver::scanner_spelling(const std::string& path, const FileStatus& status) const {
     const std::string tidy = tidy_path(path);
-    const auto same = file_status(tidy);
-    // Behind a symbolic link ".." leads elsewhere than the text says.
-    if (!same || same->inode != status.inode || same->device != status.device) return path;
-    for (const std::string& directory : content_directories_of_entries()) {
-        std::string above = tidy_path(directory);
-        if (!above.empty() && !above.ends_with('/')) above += '/';
-        if (directory.empty() || !tidy.starts_with(above) || tidy.starts_with('/') != directory.starts_with('/'))
-            continue;
+    if (tidy != path) {
+        // Behind a symbolic link ".." leads elsewhere than the text says.
+        const auto same = file_status(tidy);
+        if (!same || same->inode != status.inode || same->device != status.device) return path;
+    }
+    for (const auto& [directory, above] : places_) {
+        const bool both_absolute = tidy.starts_with('/') == directory.starts_with('/');
+        if (directory.empty() || !both_absolute || !tidy.starts_with(above)) continue;
         const std::string_view rest = std::string_view{tidy}.substr(above.size());
         // Written with a "/" at its end it has two of them in front of its own files, but one in front of its folders.
         const bool has_slash = directory.ends_with('/') && str_contains(rest, "/");
@@ -85,28 +120,6 @@ std::string scanner_spelling(const std::string& path, const FileStatus& status) 
     return tidy;
 }
 
-std::optional<std::string> find_file(std::string_view entry, std::string_view playlist_path) {
-    std::vector<std::string> candidates;
-    if (entry.starts_with('/') || (entry.size() > 1 && entry[1] == ':')) candidates.emplace_back(entry);
-    const std::size_t slash = playlist_path.rfind('/');
-    const std::string_view here = slash == std::string_view::npos ? "." : playlist_path.substr(0, slash);
-    candidates.push_back(joined(here, entry));
-    for (const std::string& directory : content_directories_of_entries())
-        candidates.push_back(joined(directory, entry));
-    for (const std::string& candidate : candidates)
-        if (const auto status = media_file_status(candidate)) return scanner_spelling(candidate, *status);
-    return std::nullopt;
-}
-
-}  // namespace
-
 std::optional<ResolvedEntry> playlist_resolve_entry(std::string_view entry, std::string_view playlist_path) {
-    if (entry.starts_with(kUrlMark)) return ResolvedEntry{.path = std::string{entry}, .url = true};
-    const std::string_view extension = path_extension(entry);
-    if (std::ranges::any_of(kPlaylistExtensions, [&](auto known) { return str_equal_nocase(extension, known); }))
-        return std::nullopt;
-    auto path = find_file(entry, playlist_path);
-    if (!path && str_contains(entry, "\\")) path = find_file(path_to_slashes(entry), playlist_path);
-    if (!path) return std::nullopt;
-    return ResolvedEntry{.path = std::move(*path)};
+    return EntryResolver{playlist_path}.resolve(entry);
 }

@@ -6,6 +6,8 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <span>
+#include <unordered_set>
 #include <vector>
 
 #include "core/file.h"
@@ -35,85 +37,116 @@ ImportedFiles& imported() {
 
 enum class Refusal { with_title, path_alone };
 
+// An entry that was found.
+struct FoundEntry {
+    ResolvedEntry place;
+    std::string title;  // what the playlist calls it, for a file whose tag does not
+    std::int32_t position = 0;
+};
+
+// Without a file name ("http://host:8000/") the URL itself has to do.
+std::string title_of(const FoundEntry& entry) {
+    if (!entry.title.empty()) return entry.title;
+    std::string name = title_from_path(entry.place.path);
+    return name.empty() ? entry.place.path : name;
+}
+
+// Whatever its type, the file is read as an MP3 file: it is one, or nothing else has claimed it.
+NewItem item_of_file(const std::string& path) {
+    constexpr std::int64_t kOlderThanAnything = std::numeric_limits<std::int64_t>::min();
+    NewItem item{.path = path};
+    // What the store has joins the playlist as it is: its tags need not be read again.
+    if (!db_is_newer_on_disk(path, ObjectClass::music_track, kOlderThanAnything)) return item;
+    Mp3Tags tags = mp3_read_tags(path);
+    item.title = std::move(tags.title);
+    item.artist = std::move(tags.artist);
+    item.album = std::move(tags.album);
+    item.genre = std::move(tags.genre);
+    item.date = std::move(tags.date);
+    item.duration = std::move(tags.duration);
+    item.album_art = static_cast<std::int32_t>(tags.picture_offset);
+    item.bitrate = static_cast<std::int32_t>(tags.bitrate);
+    item.size = static_cast<std::int64_t>(tags.size);
+    item.modified = tags.modified;
+    return item;
+}
+
+NewItem item_of(const FoundEntry& entry) {
+    NewItem item = entry.place.url ? NewItem{.media_class = ObjectClass::audio_broadcast, .path = entry.place.path}
+                                   : item_of_file(entry.place.path);
+    if (!has_text(item.title)) item.title = title_of(entry);
+    return item;
+}
+
 class Import {
 public:
     Import(const std::string& path, std::string_view name, Refusal refusal)
-        : path_(path), name_(name.empty() ? title_from_path(path) : text_clean(name)), refusal_(refusal) {
+        : path_(path),
+          resolver_(path),
+          name_(name.empty() ? title_from_path(path) : text_clean(name)),
+          refusal_(refusal) {
         if (name_.empty()) name_ = "Unknown";
-        former_ = db_begin_playlist(name_);
         std::scoped_lock lock{imported().mutex};
         imported().names[path_] = name_;
     }
-    ~Import() { db_end_playlist(name_, former_); }
-    Import(const Import&) = delete;
-    Import& operator=(const Import&) = delete;
 
-    // title: what the playlist calls it, for a file whose tag does not.
     void add(std::string_view entry, std::string_view title) {
-        const auto resolved = playlist_resolve_entry(entry, path_);
-        if (!resolved) {
+        auto place = resolver_.resolve(entry);
+        if (!place) {
             log_message(LOG_PROBLEM, LOG_DB, "failed to locate/add playlist item: %s\n", std::string{entry}.c_str());
             return;
         }
-        NewItem item = resolved->url ? station(resolved->path) : file(resolved->path);
-        if (!has_text(item.title)) item.title = title_of(*item.path, title);
-        item.playlist = name_;
-        item.track = settings_get_bool(Setting::randomizeplaylists) ? std::rand() : position_ + 1;
+        ++positions_;
+        // An item stands in a playlist once, at its first position.
+        if (!known_.insert(place->path).second) return;
+        entries_.push_back({.place = std::move(*place), .title = std::string{title}, .position = positions_});
+    }
 
-        const std::string shown = *item.title;
-        const std::int32_t bitrate = item.bitrate;
-        const AddResult result = db_add_item(std::move(item));
-        if (result == AddResult::failed) return log_refusal(shown, resolved->path);
-        if (result == AddResult::added && bitrate != 0)
-            db_set_bitrate(resolved->path, ObjectClass::music_track, bitrate);
-        ++position_;
+    // A playlist that would come out as it is stays as it is: receivers that play it go on with the ids that they know.
+    void finish() const {
+        const bool shuffled = settings_get_bool(Setting::randomizeplaylists);
+        if (!shuffled && stands_already()) return;
+        const std::vector<ObjectId> former = db_begin_playlist(name_);
+        std::int32_t refused = 0;
+        for (const FoundEntry& entry : entries_)
+            if (!add_item(entry, shuffled ? std::rand() : entry.position - refused)) ++refused;
+        db_end_playlist(name_, former);
     }
 
 private:
-    // Without a file name ("http://host:8000/") the URL itself has to do.
-    static std::string title_of(const std::string& path, std::string_view title) {
-        if (!title.empty()) return std::string{title};
-        std::string name = title_from_path(path);
-        return name.empty() ? path : name;
+    bool stands_already() const {
+        std::vector<PlaylistPlace> places;
+        for (const FoundEntry& entry : entries_)
+            places.push_back({.path = entry.place.path, .sort_key = entry.position});
+        return db_playlist_holds(name_, places);
     }
 
-    static NewItem station(const std::string& url) {
-        return {.media_class = ObjectClass::audio_broadcast, .path = url};
-    }
-
-    // Whatever its type, the file is read as an MP3 file: it is one, or nothing else has claimed it.
-    static NewItem file(const std::string& path) {
-        constexpr std::int64_t kOlderThanAnything = std::numeric_limits<std::int64_t>::min();
-        NewItem item{.path = path};
-        // What the store has joins the playlist as it is: its tags need not be read again.
-        if (!db_is_newer_on_disk(path, ObjectClass::music_track, kOlderThanAnything)) return item;
-        Mp3Tags tags = mp3_read_tags(path);
-        item.title = std::move(tags.title);
-        item.artist = std::move(tags.artist);
-        item.album = std::move(tags.album);
-        item.genre = std::move(tags.genre);
-        item.date = std::move(tags.date);
-        item.duration = std::move(tags.duration);
-        item.album_art = static_cast<std::int32_t>(tags.picture_offset);
-        item.bitrate = static_cast<std::int32_t>(tags.bitrate);
-        item.size = static_cast<std::int64_t>(tags.size);
-        item.modified = tags.modified;
-        return item;
-    }
-
-    void log_refusal(const std::string& title, const std::string& path) const {
-        if (refusal_ == Refusal::with_title) {
-            log_message(LOG_PROBLEM, LOG_DB, "failed to add plylist item: %s, %s\n", title.c_str(), path.c_str());
-        } else {
-            log_message(LOG_PROBLEM, LOG_DB, "failed to add item: %s\n", path.c_str());
-        }
+    // False when the store refuses it.
+    bool add_item(const FoundEntry& entry, std::int32_t track) const {
+        NewItem item = item_of(entry);
+        item.playlist = name_;
+        item.track = track;
+        const std::string title = *item.title;
+        const std::int32_t bitrate = item.bitrate;
+        const AddResult result = db_add_item(std::move(item));
+        if (result == AddResult::added && bitrate != 0)
+            db_set_bitrate(entry.place.path, ObjectClass::music_track, bitrate);
+        if (result != AddResult::failed) return true;
+        const char* const path = entry.place.path.c_str();
+        if (refusal_ == Refusal::with_title)
+            log_message(LOG_PROBLEM, LOG_DB, "failed to add plylist item: %s, %s\n", title.c_str(), path);
+        else
+            log_message(LOG_PROBLEM, LOG_DB, "failed to add item: %s\n", path);
+        return false;
     }
 
     const std::string& path_;
+    const EntryResolver resolver_;
     std::string name_;
     const Refusal refusal_;
-    std::int32_t position_ = 0;
-    std::vector<ObjectId> former_;
+    std::vector<FoundEntry> entries_;
+    std::unordered_set<std::string> known_;  // their paths
+    std::int32_t positions_ = 0;
 };
 
 using LineFormat = void (*)(FileWindow& file, const PlaylistEntrySink& sink);
@@ -125,6 +158,7 @@ void import_lines(const std::string& path, std::string_view name, Refusal refusa
     Import import{path, name, refusal};
     FileWindow window{file, static_cast<std::uint64_t>(status->size)};
     read(window, [&](std::string_view entry, std::string_view title) { import.add(entry, title); });
+    import.finish();
 }
 
 // The whole of a file that is not unreasonably large.
@@ -152,6 +186,7 @@ void xml_playlist_import(const std::string& path, std::string_view name) {
     if (!document) return;
     Import import{path, name, Refusal::path_alone};
     xml_playlist_read(*document, [&](std::string_view entry, std::string_view title) { import.add(entry, title); });
+    import.finish();
 }
 
 void playlists_forget_vanished() {

@@ -82,6 +82,31 @@ TEST_F(Playlists, ReadingAgainReplacesTheEntries) {
     EXPECT_FALSE(db_find_in_type(lock, music_ / "b.mp3", ObjectClass::music_track)->playlist) << "it left the list";
 }
 
+TEST_F(Playlists, ReadingAnUnchangedListAgainKeepsItsIds) {
+    const std::string path = music_.write("l.m3u", "a.mp3\nb.mp3\na.mp3\nhttp://radio.example/one\nc.mp3\n");
+    const auto ids = [] {
+        StoreLock lock;
+        std::vector<ObjectId> out;
+        for (const MediaObject& child : tree_children(lock, *find(lock, {"Music", "Playlists", "l"})))
+            out.push_back(child.id);
+        return out;
+    };
+    m3u_import(path);
+    EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "2 b", "4 one", "5 c"}));
+    const auto first = ids();
+    db_event_pass();
+    const std::int32_t update_id = db_system_update_id();
+    m3u_import(path);
+    EXPECT_EQ(ids(), first);
+    db_event_pass();
+    EXPECT_EQ(db_system_update_id(), update_id);
+    // A track that was replaced since is missing in the list: then the whole list is made anew.
+    db_add_item({.title = "Newer", .path = music_ / "b.mp3", .modified = 2'000'000'000});
+    EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "4 one", "5 c"}));
+    m3u_import(path);
+    EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "2 Newer", "4 one", "5 c"}));
+}
+
 TEST_F(Playlists, ARemovedFileLosesItsEntries) {
     const std::string gone = music_.write("gone.m3u", "a.mp3\nhttp://radio.example/one\nhttp://radio.example/two\n");
     m3u_import(gone);

@@ -4,6 +4,7 @@ name them. Each is found, listed where it belongs, and played."""
 import json
 import os
 import shutil
+import struct
 import subprocess
 import types
 
@@ -146,3 +147,84 @@ def test_changed_and_removed_playlists(network, start_daemon, tmp_path):
     wait_until(lambda: b"initiated" in client.get("/rescan").body, "the rescan is taken")
     wait_until(lambda: lists() == {"new": ["B"]}, "the removed list is gone")
     assert len(client.tracks()) == 3
+
+
+def wide(text):
+    return text.encode("utf-16-le") + b"\0\0"
+
+
+def attribute(name, kind, value, length=None):
+    return struct.pack("<H", len(wide(name))) + wide(name) + struct.pack("<HH", kind,
+                                                                        len(value) if length is None else length) + value
+
+
+def asf(children, length=None):
+    head = bytes.fromhex("3026b2758e66cf11a6d900aa0062ce6c")
+    return head + struct.pack("<QI", 30 + len(children) if length is None else length, 3) + b"\1\2" + children
+
+
+FORMAT = b"\x61\x01" + struct.pack("<HIIHHH", 2, 44100, 16000, 744, 16, 10)
+BAD_WMA = {
+    "49_bytes": asf(bytes(19)),
+    "50_bytes": asf(bytes(20)),
+    "empty": b"",
+    "value_65535": asf(attribute("WMFSDKVersion", 0, b"x", 65535)),
+    "count_0": asf(b"\0\0" + attribute("WMFSDKVersion", 0, wide("9")) + attribute("WM/AlbumTitle", 0, wide("A"))),
+    "count_65535": asf(b"\xff\xff" + attribute("WMFSDKVersion", 0, wide("9")) * 1000),
+    "names_without_end": asf(b"\xff\xff" + "WM/".encode("utf-16-le") * 10000),
+    "rate_0": asf(FORMAT.replace(struct.pack("<I", 16000), bytes(4)) + bytes(100)),
+    "all_lengths": asf(b"\xff" * 60000, 65535),
+    "ones": asf(b"\1" * 60000, 65535),
+    "ends_at_60000": asf(b"\x0b" * (60000 - 30 - 20) + b"\2\0" + attribute("WMFSDKVersion", 0, wide("9"))),
+    "pairs": asf((b"\1" * 254 + b"\0\0") * 240, 65535),
+}
+
+
+def test_broken_wma_files(network, start_daemon, tmp_path):
+    for name, content in BAD_WMA.items():
+        music.write(tmp_path / "music" / f"{name}.wma", content)
+        music.write(tmp_path / "music" / f"{name}.m4a", content)
+        music.write(tmp_path / "music" / f"{name}.wav", content)
+    server = start_daemon(network.server, tmp_path / "music", port=9042, settings={"httpport": 9042, "scantime": 0})
+    server.wait_until_up()
+    server.wait_for_scan()
+    client = server.client(network.receiver)
+    assert len(client.tracks()) == 3 * len(BAD_WMA)
+
+    def scan_again():
+        for path in (tmp_path / "music").iterdir():
+            os.utime(path)
+        seen = len(server.log())
+        wait_until(lambda: b"initiated" in client.get("/rescan").body, "the rescan is taken")
+        server.wait_for_scan(after=seen)
+    server.survives(scan_again)
+    assert len(client.tracks()) == 3 * len(BAD_WMA)
+
+
+def test_hostile_playlists(network, start_daemon, tmp_path):
+    folder = tmp_path / "music"
+    song = music.write(folder / "song.mp3", music.mp3("Song"))
+    os.mkfifo(folder / "fifo.mp3")
+    os.mkfifo(folder / "fifo.m3u")
+    entries = ["/dev/zero", "fifo.mp3", "/proc/self/mem", "/dev/stdin", "..", "/", "list.m3u", "list.pls", "list.wpl", "x" * 70000,
+               "%s%n", "<&\"'>", "song.mp3"]
+    music.write(folder / "list.m3u", "\n".join(entries).encode())
+    music.write(folder / "list.pls", "".join(f"File{n}={entry}\n" for n, entry in enumerate(entries)).encode() + b"File99\n")
+    music.write(folder / "list.wpl", b"<smil>" + b"<media src=\"song.mp3\"/>" * 20000 + b"<media src=\"/dev/zero\"/")
+    music.write(folder / "megabyte.m3u", b"y" * (1 << 20))
+    music.write(folder / "many.m3u", b"song.mp3\n" * 200_000)
+    server = start_daemon(network.server, folder, port=9043, settings={"httpport": 9043, "scantime": 0})
+    server.wait_until_up()
+    server.wait_for_scan(deadline=120)
+    client = server.client(network.receiver)
+    assert [track.title for track in client.tracks()] == ["Song"]
+    for name in ("list", "many"):
+        entry, = client.browse(client.child("0", "Music", "Playlists", name).id)
+        assert entry.title == "Song"
+    assert client.get(entry.path).body == song.read_bytes()
+
+    def scan_again():
+        seen = len(server.log())
+        wait_until(lambda: b"initiated" in client.get("/rescan").body, "the rescan is taken")
+        server.wait_for_scan(after=seen, deadline=120)
+    server.survives(scan_again)
