@@ -31,19 +31,32 @@ bool leads_back(int socket, int own_port) {
     return near.sin_addr.s_addr == far.sin_addr.s_addr && ntohs(far.sin_port) == own_port;
 }
 
+std::string lines_without_range(std::string_view lines) {
+    std::string rest;
+    while (!lines.empty()) {
+        const std::string_view line = lines.substr(0, std::min(lines.find('\n'), lines.size() - 1) + 1);
+        if (!str_starts_nocase(line, "Range:")) rest.append(line);
+        lines.remove_prefix(line.size());
+    }
+    return rest;
+}
+
 class Search {
 public:
-    Search(std::string_view request_lines, int own_port) : request_lines_(request_lines), own_port_(own_port) {}
+    Search(std::string_view request_lines, int own_port)
+        : request_lines_(request_lines), without_range_(lines_without_range(request_lines)), own_port_(own_port) {}
 
     std::optional<HttpSource> run(std::string url) {
         for (;;) {
-            auto source = ask(url);
+            auto source = ask(url, request_lines_);
+            // Receivers ask for ranges of a stream; of a playlist that leads to it they would not be enough.
+            if (source && source->status != 200 && is_playlist(*source)) source = ask(url, without_range_);
             if (!source) return std::nullopt;
             Text next;
             if (source->status >= 300 && source->status <= 399) {
                 if (redirects_++ == kMaxRedirects) return std::nullopt;
                 next = http_resolve_location(url, http_header_value(source->header, "Location").value_or(""));
-            } else if (source->status == 200 && is_playlist(*source)) {
+            } else if (is_playlist(*source)) {
                 if (playlists_++ == kMaxPlaylists) return std::nullopt;
                 next = http_first_playlist_entry(playlist_text(*source));
             } else {
@@ -59,10 +72,10 @@ public:
 private:
     int left_ms() const { return std::max(kTotalMs - static_cast<int>(uptime_ms() - started_), 0); }
 
-    std::optional<HttpSource> ask(const std::string& url) const {
+    std::optional<HttpSource> ask(const std::string& url, std::string_view request_lines) const {
         SourceConnection connection{http_connect(url, std::min(kConnectMs, left_ms()))};
         if (!connection || leads_back(connection.fd(), own_port_)) return std::nullopt;
-        if (!http_send_stream_get(connection.fd(), url, request_lines_)) return std::nullopt;
+        if (!http_send_stream_get(connection.fd(), url, request_lines)) return std::nullopt;
         for (int interim = 0; interim < kMaxInterimAnswers; ++interim) {
             const int limit = std::min(kSourceSilenceMs, left_ms());
             ReadHeader header = http_read_header(connection.fd(), limit, limit, kHeaderCapacity);
@@ -77,6 +90,7 @@ private:
     }
 
     static bool is_playlist(const HttpSource& source) {
+        if (source.status != 200 && source.status != 206 && source.status != 416) return false;
         return http_is_playlist(http_header_value(source.header, "Content-Type").value_or(""), source.url);
     }
 
@@ -97,6 +111,7 @@ private:
     }
 
     const std::string_view request_lines_;
+    const std::string without_range_;
     const int own_port_;
     const std::uint32_t started_ = uptime_ms();
     int redirects_ = 0;

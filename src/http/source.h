@@ -16,7 +16,7 @@ public:
     explicit SourceConnection(Socket socket);
     ~SourceConnection();
     SourceConnection(SourceConnection&& other) noexcept = default;
-    SourceConnection& operator=(SourceConnection&&) = delete;
+    SourceConnection& operator=(SourceConnection&& other) noexcept = default;  // swaps: other closes what was here
     explicit operator bool() const { return static_cast<bool>(socket_); }
     int fd() const { return socket_.fd(); }
 

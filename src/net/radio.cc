@@ -153,6 +153,7 @@ void radio_read_stations(const RunningFlag* running) {
         return add_placeholder();
     }
     std::vector<NewItem> stations = radio_parse_stations(answer->text());
+    if (stations.empty()) log_message(LOG_PROBLEM, LOG_DB, "the station directory lists no stations\n");
     db_clear_radio();
     add_stations(std::move(stations), running);
     if (answer->length() > kLargeAnswerBytes) malloc_trim(0);

@@ -153,6 +153,19 @@ TEST_F(Relay, FollowsPlaylistsAndRedirectsToTheStream) {
     EXPECT_THAT(stream.last_request(), AllOf(HasSubstr("GET /s "), HasSubstr("Icy-MetaData: 1")));
 }
 
+TEST_F(Relay, AsksForThePlaylistAsAWholeAndForTheRangeOfItsStream) {
+    ScriptedServer stream{kOk + "Content-Type: audio/aac\r\n\r\nlive"};
+    // It has fewer bytes than the receiver wants to skip.
+    ScriptedServer playlist{"HTTP/1.1 416 No\r\nContent-Length: 0\r\n\r\n"};
+    EXPECT_THAT(ask(path_to(playlist.url("/listen.pls")), "Range: bytes=500-\r\n").head, HasSubstr(kNotFound));
+    EXPECT_EQ(playlist.connections(), 2);
+    EXPECT_THAT(playlist.last_request(), Not(HasSubstr("Range")));
+
+    ScriptedServer answers{kOk + "Content-Type: audio/x-mpegurl\r\n\r\n" + stream.url("/s") + "\r\n"};
+    EXPECT_EQ(ask(path_to(answers.url("/listen")), "Range: bytes=500-\r\n").body, "live");
+    EXPECT_THAT(stream.last_request(), HasSubstr("\r\nRange: bytes=500-\r\n"));
+}
+
 TEST_F(Relay, FollowsFiveRedirectsAndNoMore) {
     ScriptedServer stream{kOk + "Content-Length: 2\r\n\r\nok"};
     std::string next = stream.url();

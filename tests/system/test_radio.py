@@ -241,6 +241,28 @@ def test_silent_sources(lone_host, serve_stations):
         server.survives(check)
 
 
+def test_station_of_a_playlist_is_a_favourite(lone_host, start_daemon, tmp_path):
+    with Origin(lone_host, station_server) as origin:
+        (tmp_path / "music").mkdir()
+        (tmp_path / "music" / "mine.m3u").write_text(f"#EXTM3U\n#EXTINF:-1,My FM\n{origin.url('/live')}\n")
+        server = start_daemon(lone_host, tmp_path / "music")
+        server.wait_until_up()
+        server.wait_for_scan()
+        favourites = server.client().child("0", "Music", "Internet Radio", "- Favorites- ")
+        station, = server.client().browse(favourites.id)
+        assert station.title == "My FM" and station.path == f"/httpproxy/{station.id}.mp3"
+        with server.client().connect() as listener:
+            listener.sendall(f"GET {station.path} HTTP/1.1\r\n\r\n".encode())
+            assert listener.recv(65536).startswith(b"HTTP/1.1 200 OK\r\n")
+
+
+def test_no_header_gets_into_a_url(lone_host, serve_stations):
+    with Origin(lone_host, station_server) as origin:
+        server = serve_stations(("S", "Rock", origin.url("/s HTTP/1.1&#13;&#10;X-Evil: b")))
+        assert server.client().get(found(server)["S"].path).status == 404
+        assert not origin.requests
+
+
 def test_unknown_host(serve_stations):
     server = serve_stations(("S", "Rock", "http://no-such-host.invalid/s"))
     assert server.client().get(found(server)["S"].path).status == 404
