@@ -25,8 +25,8 @@ std::optional<FileStatus> file_status_at(int directory_fd, const char* name) {
     return file_status_of(raw);
 }
 
-void File::close() {
-    if (fd_ >= 0) ::close(std::exchange(fd_, -1));
+bool File::close() {
+    return fd_ < 0 || ::close(std::exchange(fd_, -1)) == 0;
 }
 
 std::optional<FileStatus> File::status() const {

@@ -40,7 +40,8 @@ public:
 
     explicit operator bool() const { return fd_ >= 0; }
     int fd() const { return fd_; }
-    void close();
+    // False (and errno) when the system only now finds out that something was not written.
+    bool close();
 
     std::optional<FileStatus> status() const;
     // As many bytes as there are at offset, at most the span's; 0 at the end and on a read error.

@@ -33,9 +33,10 @@ public:
     int value() const { return value_.load(); }
     bool running() const { return value() == 1; }
     bool idle() const { return value() == 0; }
-    void set_running() {
+    // False when it was not idle: somebody runs, or was asked to stop and has not ended yet.
+    bool set_running() {
         int idle = 0;
-        value_.compare_exchange_strong(idle, 1);
+        return value_.compare_exchange_strong(idle, 1);
     }
     void clear() { value_.store(0); }
     void ask_to_stop() {

@@ -3,6 +3,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <string>
 #include <utility>
@@ -19,7 +20,8 @@ constexpr int kQuietSleeps = 51;
 constexpr std::int64_t kQuietSleepMs = 100;
 constexpr std::int64_t kExternalLookMs = 5000;
 
-// While the file is being read it must not be written: what was not read yet would be gone.
+// While the file is being read it must not be written: what was not read yet would be gone. It stays so when the file
+// could not be read to its end.
 std::atomic<bool> reading{false};
 
 // The file's path when there is one and it can be a file.
@@ -32,7 +34,8 @@ Text usable_path() {
     return std::nullopt;
 }
 
-void add_records(const File& file, const RunningFlag& running) {
+// False when the file could not be read to its end.
+bool add_records(const File& file, const RunningFlag& running) {
     std::uint64_t offset = 0;
     DbLines lines{[&](std::span<char> into) {
         const std::size_t n = running.running() ? file.read_at(offset, std::as_writable_bytes(into)) : 0;
@@ -41,17 +44,22 @@ void add_records(const File& file, const RunningFlag& running) {
     }};
     for (auto line = lines.next(); line && running.running(); line = lines.next())
         if (dbfile_begins_record(*line)) dbfile_read_record(lines);
+    const auto status = file.status();
+    return !running.running() || !status || offset >= static_cast<std::uint64_t>(status->size);
 }
 
-void read_file(const std::string& path, const RunningFlag& running) {
+// False when some of the file is still unknown.
+bool read_file(const std::string& path, const RunningFlag& running) {
     log_message(LOG_INFO, LOG_DB, "reading persistance DB!\n");
     const File file = file_open_regular(path);
     if (!file) {
         log_message(LOG_ERROR, LOG_DB, "%s file not found!\n", path.c_str());
-        return;
+        return true;
     }
-    add_records(file, running);
+    const bool whole = add_records(file, running);
+    if (!whole) log_message(LOG_ERROR, LOG_DB, "could not read %s to its end\n", path.c_str());
     log_message(LOG_INFO, LOG_DB, "read on persistance DB completed!\n");
+    return whole;
 }
 
 // What a file has to be written for. Plays change no listing, so they raise no update id, but they are to be kept too.
@@ -66,13 +74,14 @@ SaveMark current_mark() {
     return {.update_id = store(lock).system_update_id, .plays = store(lock).plays};
 }
 
-// Until nothing has changed for a little over five seconds; missing when the thread is to end.
+// Until nothing has changed for a little over five seconds; missing when the thread is to end. Plays are no reason to
+// wait longer: a receiver that asks for a track in many ranges would keep everything else from being saved.
 std::optional<SaveMark> wait_for_quiet(const RunningFlag& running) {
     SaveMark mark = current_mark();
     for (int sleeps = 0; sleeps < kQuietSleeps;) {
         if (!sleep_while_running(running, kQuietSleepMs)) return std::nullopt;
         const SaveMark now = current_mark();
-        sleeps = mark.behind(now) || reading ? 0 : sleeps + 1;
+        sleeps = now.update_id > mark.update_id || reading ? 0 : sleeps + 1;
         mark = now;
     }
     return mark;
@@ -94,9 +103,10 @@ bool has_room(const std::string& path, std::size_t bytes) {
     const std::size_t slash = path.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
     struct statvfs disk {};
-    if (statvfs(old ? path.c_str() : folder.c_str(), &disk) != 0) return true;  // opening the file will tell
+    const bool known = statvfs(old ? path.c_str() : folder.c_str(), &disk) == 0 && disk.f_blocks > 0;
+    const std::uint64_t free_blocks = geteuid() == 0 ? disk.f_bfree : disk.f_bavail;
     const auto used_now = static_cast<std::uint64_t>(old ? old->size : 0);
-    return bytes <= std::uint64_t{disk.f_bavail} * disk.f_frsize + used_now;
+    return !known || bytes <= free_blocks * disk.f_frsize + used_now;
 }
 
 void save(const std::string& path, const RunningFlag& running) {
@@ -107,16 +117,14 @@ void save(const std::string& path, const RunningFlag& running) {
         log_message(LOG_ERROR, LOG_DB, "no room for %s: %zu bytes\n", path.c_str(), text->bytes());
         return;
     }
-    const File file = file_create(path);
+    File file = file_create(path);
     if (!file) {
         log_message(LOG_ERROR, LOG_DB, "could not open %s for writing\n", path.c_str());
         return;
     }
-    for (const std::string& piece : text->pieces()) {
-        if (file.write_all(piece)) continue;
+    const auto write = [&](const std::string& piece) { return file.write_all(piece); };
+    if (!std::ranges::all_of(text->pieces(), write) || !file.close())
         log_message(LOG_ERROR, LOG_DB, "could not write %s: %s\n", path.c_str(), error_text().c_str());
-        return;
-    }
 }
 
 struct LookedAt {
@@ -149,11 +157,10 @@ void external_thread(RunningFlag& running, const RunningFlag& first) {
 void dbfile_start_reader(RunningFlag& running) {
     const Text path = usable_path();
     if (!path || !file_status(*path)) return;
-    if (running.running()) {
+    if (!running.set_running()) {
         log_message(LOG_INFO, LOG_DB, "read database thread overlapping, terminating one!\n");
         return;
     }
-    running.set_running();
     reading = true;
     if (thread_start_detached([&running] { dbfile_read_thread(running); })) return;
     reading = false;
@@ -161,21 +168,18 @@ void dbfile_start_reader(RunningFlag& running) {
 }
 
 void dbfile_start_writer(RunningFlag& running) {
-    if (!has_text(settings_get(Setting::dbfile))) return;
-    running.set_running();
+    if (!has_text(settings_get(Setting::dbfile)) || !running.set_running()) return;
     if (!thread_start_detached([&running] { dbfile_write_thread(running); })) running.clear();
 }
 
 void dbfile_start_external(RunningFlag& running, const RunningFlag& first) {
-    if (!has_text(settings_get(Setting::externaldbfile))) return;
-    running.set_running();
+    if (!has_text(settings_get(Setting::externaldbfile)) || !running.set_running()) return;
     if (!thread_start_detached([&running, &first] { external_thread(running, first); })) running.clear();
 }
 
 void dbfile_read_thread(RunningFlag& running) {
     const ClearsWhenDone done{running};
-    read_file(std::string{text_or_empty(settings_get(Setting::dbfile))}, running);
-    reading = false;
+    reading = !read_file(std::string{text_or_empty(settings_get(Setting::dbfile))}, running);
 }
 
 void dbfile_write_thread(RunningFlag& running) {

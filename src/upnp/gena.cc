@@ -28,6 +28,9 @@ constexpr std::int64_t kSettleMs = 100;
 constexpr std::size_t kReplyBytes = 512;
 // A receiver that takes nothing misses events rather than filling the memory with them.
 constexpr std::size_t kMostWaiting = 4;
+// Who unsubscribes leaves the thread that sends to it behind, for as long as a dead address or a slow name server
+// takes.
+constexpr int kMostSenders = 64;
 constexpr std::string_view kSource = "http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*";
 
 struct Event {
@@ -54,6 +57,7 @@ struct SubscriberTable {
     bool enabled = false;
     std::uint32_t last_sid = 0;
     std::int32_t last_update_id = 0;  // that was told to all
+    int senders = 0;                  // threads that empty an outbox
 };
 SubscriberTable& table() {
     return process_wide<SubscriberTable>();
@@ -104,10 +108,10 @@ std::optional<Parcel> next_parcel(int slot, std::uint32_t sid) {
 
 void empty_outbox(int slot, std::uint32_t sid) {
     while (const auto parcel = next_parcel(slot, sid)) {
-        if (!gena_deliver(parcel->callback, sid, parcel->event.seq, *parcel->event.body))
-            log_message(LOG_INFO, LOG_EVENTING, "event %d not taken by %s\n", parcel->event.seq,
-                        parcel->callback.c_str());
+        gena_deliver(parcel->callback, sid, parcel->event.seq, *parcel->event.body);
     }
+    std::scoped_lock lock{table().mutex};
+    --table().senders;
 }
 
 // Under the table's lock.
@@ -116,13 +120,18 @@ void enqueue(SubscriberTable& all, int slot, std::shared_ptr<const std::string> 
     subscriber.outbox.push_back({.body = std::move(body), .seq = subscriber.seq});
     subscriber.seq = subscriber.seq == std::numeric_limits<std::int32_t>::max() ? 1 : subscriber.seq + 1;
     if (subscriber.outbox.size() > kMostWaiting) subscriber.outbox.pop_front();
-    if (subscriber.sending) return;
+    if (subscriber.sending || all.senders >= kMostSenders) return;
     const std::uint32_t sid = subscriber.sid;
     subscriber.sending = thread_start_detached([slot, sid] { empty_outbox(slot, sid); });
+    if (subscriber.sending) ++all.senders;
 }
 
 void enqueue(SubscriberTable& all, int slot, std::string body) {
     enqueue(all, slot, std::make_shared<const std::string>(std::move(body)));
+}
+
+void log_update_id_event(const std::string& body) {
+    log_message(LOG_INFO, LOG_EVENTING, "sending update ID event:\n%s\n\n", body.c_str());
 }
 
 // ---- subscribing
@@ -132,11 +141,11 @@ struct Subscription {
     std::uint32_t sid = 0;
 };
 
-// The highest free slot; missing when there is none.
+// The highest free slot; missing when there is none, or when eventing is off.
 std::optional<Subscription> take_slot(const std::string& callback, unsigned services, std::int32_t timeout) {
     SubscriberTable& all = table();
     std::scoped_lock lock{all.mutex};
-    for (int slot = kSubscriberSlots - 1; slot >= 0; --slot) {
+    for (int slot = all.enabled ? kSubscriberSlots - 1 : -1; slot >= 0; --slot) {
         Subscriber& free = all.slots[static_cast<std::size_t>(slot)];
         if (free.used()) continue;
         free = {};
@@ -149,25 +158,39 @@ std::optional<Subscription> take_slot(const std::string& callback, unsigned serv
     return std::nullopt;
 }
 
+// False when nobody has it.
+bool free_slot(std::uint32_t sid) {
+    SubscriberTable& all = table();
+    std::scoped_lock lock{all.mutex};
+    Subscriber* const subscriber = find_sid(all, sid);
+    if (subscriber != nullptr) *subscriber = {};
+    return subscriber != nullptr;
+}
+
 bool still_there(const SubscriberTable& all, const Subscription& subscription) {
     const Subscriber& slot = all.slots[static_cast<std::size_t>(subscription.slot)];
     return all.enabled && slot.used() && slot.sid == subscription.sid;
 }
 
-// The first events of a subscription, a moment behind the answer to it.
+// The first events of a subscription, a moment behind the answer to it. They come before any other: what is told to all
+// until then does not go to this subscriber.
 void greet(const Subscription& subscription) {
     sleep_ms(kSettleMs);
     const std::int32_t update_id = db_system_update_id();
-    SubscriberTable& all = table();
-    std::scoped_lock lock{all.mutex};
-    if (!still_there(all, subscription)) return;
-    Subscriber& slot = all.slots[static_cast<std::size_t>(subscription.slot)];
-    // What was told to all in between did not go to this one.
-    const std::int32_t newest = std::max(update_id, all.last_update_id);
-    if ((slot.services & kContentDirectoryEvents) != 0)
-        enqueue(all, subscription.slot, gena_update_id_body(newest, {}));
-    if ((slot.services & kConnectionManagerEvents) != 0) enqueue(all, subscription.slot, gena_cm_body(kSource, {}));
-    slot.greeted = true;
+    std::string content;
+    {
+        SubscriberTable& all = table();
+        std::scoped_lock lock{all.mutex};
+        if (!still_there(all, subscription)) return;
+        Subscriber& slot = all.slots[static_cast<std::size_t>(subscription.slot)];
+        if ((slot.services & kContentDirectoryEvents) != 0) {
+            content = gena_update_id_body(std::max(update_id, all.last_update_id), {});
+            enqueue(all, subscription.slot, content);
+        }
+        if ((slot.services & kConnectionManagerEvents) != 0) enqueue(all, subscription.slot, gena_cm_body(kSource, {}));
+        slot.greeted = true;
+    }
+    if (!content.empty()) log_update_id_event(content);
 }
 
 HandlerResult refuse(HttpRequest& request, int status) {
@@ -178,7 +201,7 @@ HandlerResult refuse(HttpRequest& request, int status) {
 bool move_expiry(std::uint32_t sid, std::int32_t timeout) {
     SubscriberTable& all = table();
     std::scoped_lock lock{all.mutex};
-    Subscriber* const subscriber = find_sid(all, sid);
+    Subscriber* const subscriber = all.enabled ? find_sid(all, sid) : nullptr;
     if (subscriber != nullptr) subscriber->expiry = clock_ms() / 1000 + timeout;
     return subscriber != nullptr;
 }
@@ -228,6 +251,10 @@ HandlerResult gena_subscribe(HttpRequest& request) {
     if (!asked.callback) return refuse(request, 412);
     const auto subscription = take_slot(*asked.callback, gena_services_of(request.url), asked.timeout);
     if (!subscription) return refuse(request, 500);
+    if (!thread_start_detached([subscription] { greet(*subscription); })) {
+        free_slot(subscription->sid);
+        return refuse(request, 500);
+    }
 
     constexpr long kGranted = 300;
     socket_send_all(request.socket, text_format(kReplyBytes,
@@ -235,23 +262,13 @@ HandlerResult gena_subscribe(HttpRequest& request) {
                                                 "TIMEOUT: second-%ld\r\n\r\n",
                                                 http_date().c_str(), kServerSignature.data(),
                                                 static_cast<unsigned long>(subscription->sid), kGranted));
-    thread_start_detached([subscription] { greet(*subscription); });
     return HandlerResult::close;  // the answer has no length
 }
 
 HandlerResult gena_unsubscribe(HttpRequest& request) {
+    if (!is_enabled()) return HandlerResult::close;
     const auto sid = gena_parse_unsubscribe(request.header);
-    bool found = false;
-    {
-        SubscriberTable& all = table();
-        std::scoped_lock lock{all.mutex};
-        if (!all.enabled) return HandlerResult::close;
-        if (Subscriber* const subscriber = sid ? find_sid(all, *sid) : nullptr) {
-            *subscriber = {};
-            found = true;
-        }
-    }
-    if (!found) return refuse(request, 412);
+    if (!sid || !free_slot(*sid)) return refuse(request, 412);
     return http_send_text(request, 200, "text/xml; charset=\"UTF-8\"", {});
 }
 
@@ -269,8 +286,9 @@ void gena_notify(int slot_or_all, unsigned service, std::string_view body) {
 }
 
 void gena_send_update_id_event(int slot_or_all, std::int32_t system_update_id, std::string_view container_update_ids) {
+    if (!is_enabled()) return;
     const std::string body = gena_update_id_body(system_update_id, container_update_ids);
-    log_message(LOG_INFO, LOG_EVENTING, "sending update ID event:\n%s\n\n", body.c_str());
+    log_update_id_event(body);
     if (slot_or_all == kAllSubscribers) {
         std::scoped_lock lock{table().mutex};
         table().last_update_id = system_update_id;
@@ -283,7 +301,7 @@ void gena_send_cm_event(int slot_or_all, std::string_view source, std::string_vi
 }
 
 void gena_start_ticker(RunningFlag& running) {
-    running.set_running();
+    if (!running.set_running()) return;
     const bool started = thread_start_detached([&running] {
         const ClearsWhenDone done{running};
         while (sleep_while_running(running, kTickMs)) db_event_pass();

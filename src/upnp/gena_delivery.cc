@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "core/interfaces.h"
-#include "core/log.h"
 #include "core/socket.h"
 #include "core/thread.h"
 #include "upnp/gena_message.h"
@@ -15,8 +14,6 @@
 namespace {
 
 constexpr int kDeadlineMs = 5000;
-// With another URL to try a host that does not answer may not use up all the time.
-constexpr int kOneOfSeveralMs = 2000;
 
 class Deadline {
 public:
@@ -31,19 +28,11 @@ private:
     std::uint32_t start_;
 };
 
-bool deliver_to(const CallbackUrl& url, std::string_view message, int connect_ms, const Deadline& deadline) {
-    if (url.port == 0) return false;
+Socket connect_to(const CallbackUrl& url, int timeout_ms) {
+    if (url.port == 0 || timeout_ms <= 0) return Socket{};
     const auto address = ipv4_resolve(url.host);
-    if (!address) return false;
-    if (!gena_may_contact(*address)) {
-        log_message(LOG_INFO, LOG_EVENTING, "no event to %s: not on our networks\n", url.host_port.c_str());
-        return false;
-    }
-    const Socket socket = socket_connect(ipv4_endpoint(*address, static_cast<std::uint16_t>(url.port)),
-                                         std::min(connect_ms, deadline.left()));
-    if (!socket || !socket_send_within(socket.fd(), message, deadline.left())) return false;
-    socket_shutdown(socket.fd());
-    return true;
+    if (!address || !gena_may_contact(*address)) return Socket{};
+    return socket_connect(ipv4_endpoint(*address, static_cast<std::uint16_t>(url.port)), timeout_ms);
 }
 
 }  // namespace
@@ -51,10 +40,16 @@ bool deliver_to(const CallbackUrl& url, std::string_view message, int connect_ms
 bool gena_deliver(std::string_view callback, std::uint32_t sid, std::int32_t seq, std::string_view body) {
     const Deadline deadline{kDeadlineMs};
     const std::vector<CallbackUrl> urls = gena_callback_urls(callback);
-    const int connect_ms = urls.size() > 1 ? kOneOfSeveralMs : kDeadlineMs;
-    return std::ranges::any_of(urls, [&](const CallbackUrl& url) {
-        return deadline.left() > 0 && deliver_to(url, gena_notify_message(url, sid, seq, body), connect_ms, deadline);
-    });
+    auto untried = static_cast<int>(urls.size());
+    for (const CallbackUrl& url : urls) {
+        // A host that does not answer may not use up the time of those behind it.
+        const Socket socket = connect_to(url, deadline.left() / untried--);
+        if (!socket) continue;
+        if (!socket_send_within(socket.fd(), gena_notify_message(url, sid, seq, body), deadline.left())) continue;
+        socket_shutdown(socket.fd());
+        return true;
+    }
+    return false;
 }
 
 bool gena_may_contact(in_addr address) {

@@ -97,7 +97,7 @@ def test_files_that_are_none(start, network, folder, tmp_path):
     """The server starts, uses what the file still holds and scans the rest anew."""
     one, two = record(folder / "1.mp3", "One"), record(folder / "2.mp3", "Two")
     usual = ["Title 1", "Title 2", "Title 3"]
-    for content, expected in (
+    for number, (content, expected) in enumerate((
         (b"", usual),
         (os.urandom(200_000), usual),
         (b"<SOI>\nTI:" + b"x" * 1_000_000, usual),
@@ -106,8 +106,8 @@ def test_files_that_are_none(start, network, folder, tmp_path):
         ((one + two[:two.index("<EOI>")]).encode(), ["One", "Title 3", "Two"]),
         ((one + two[:two.index("MT:")]).encode(), ["One", "Title 2", "Title 3"]),
         ((one + two[:two.index("RE:") + 8]).encode(), ["One", "Title 2", "Title 3"]),
-    ):
-        file = tmp_path / "library.db"
+    )):
+        file = tmp_path / f"{number}.db"  # the server before may still save its own
         file.write_bytes(content)
         assert titles(start(file), network) == expected, content[:100]
     server = start(folder)

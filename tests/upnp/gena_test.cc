@@ -89,6 +89,14 @@ TEST(EventMessage, HasItsLinesInOrder) {
               "<TransferIDs></TransferIDs>\n</e:property>\n</e:propertyset>\n");
 }
 
+TEST(EventMessage, TellsTheConnectionManagersState) {
+    EXPECT_EQ(gena_cm_body("a,b", ""),
+              "<e:propertyset xmlns:e=\"urn:schemas-upnp-org:event-1-0\">\n<e:property>\n"
+              "<SourceProtocolInfo>a,b</SourceProtocolInfo>\n</e:property>\n<e:property>\n"
+              "<SinkProtocolInfo></SinkProtocolInfo>\n</e:property>\n<e:property>\n"
+              "<CurrentConnectionIDs>0</CurrentConnectionIDs>\n</e:property>\n</e:propertyset>\n");
+}
+
 TEST(EventDelivery, KeepsToNearNetworks) {
     for (const char* near :
          {"127.0.0.1", "127.9.9.9", "10.1.2.3", "172.16.0.1", "172.31.255.255", "192.168.7.7", "169.254.1.1"})
@@ -100,12 +108,13 @@ TEST(EventDelivery, KeepsToNearNetworks) {
 
 TEST(EventDelivery, GoesOnToTheNextUrlOfACallback) {
     ScriptedServer receiver{"HTTP/1.1 200 OK\r\n\r\n"};
-    int closed_port = 0;
-    {
-        const ScriptedServer gone{""};
-        closed_port = gone.port();
-    }
-    const std::string dead = "<http://127.0.0.1:" + std::to_string(closed_port) + "/a>";
+    // Bound, but nobody listens.
+    const Socket deaf{socket(AF_INET, SOCK_STREAM, 0)};
+    sockaddr_in endpoint = ipv4_endpoint(ipv4_parse("127.0.0.1"), 0);
+    socklen_t size = sizeof endpoint;
+    ASSERT_EQ(bind(deaf.fd(), reinterpret_cast<const sockaddr*>(&endpoint), size), 0);
+    ASSERT_EQ(getsockname(deaf.fd(), reinterpret_cast<sockaddr*>(&endpoint), &size), 0);
+    const std::string dead = "<http://127.0.0.1:" + std::to_string(ntohs(endpoint.sin_port)) + "/a>";
     EXPECT_FALSE(gena_deliver(dead, 1, 0, "x"));
     EXPECT_FALSE(gena_deliver("<http://8.8.8.8:80/a>", 1, 0, "x"));
     EXPECT_TRUE(gena_deliver(dead + "<" + receiver.url("/b") + ">", 1, 0, "x"));
