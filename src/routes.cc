@@ -40,6 +40,8 @@ constexpr auto kRoutes = std::to_array<UrlRoute>({
     {"/m3u", kGet | kHead, m3u_handler},
     {"/albumart-mp3", kGet | kHead, albumart_mp3_handler},
     {"/albumart-wma", kGet | kHead, albumart_wma_handler},
+    {"/albumart-m4a", kGet | kHead, albumart_m4a_handler},
+    {"/albumart-wav", kGet | kHead, albumart_wav_handler},
     {"/rescan", kGet, rescan_page},
     {"/rpc", kGet, rpc_handler},
 });

@@ -9,6 +9,7 @@
 #include "db/store.h"
 #include "http/file_sender.h"
 #include "http/respond.h"
+#include "meta/container_picture.h"
 #include "meta/tag_text.h"
 
 namespace {
@@ -45,10 +46,10 @@ struct Frame {
     std::uint32_t size = 0;
 };
 
-// Kept on purpose: the first place anywhere in the file where the letters stand, with a plain big-endian size in every
-// tag version.
-std::optional<Frame> find_picture_frame(FileWindow& file) {
-    const auto letters = find_in_file(file, "PIC", 0, file.size());
+// Kept on purpose: the first place anywhere behind the start where the letters stand, with a plain big-endian size in
+// every tag version.
+std::optional<Frame> find_picture_frame(FileWindow& file, std::uint64_t from) {
+    const auto letters = find_in_file(file, "PIC", from, file.size());
     if (!letters) return std::nullopt;
     const bool long_form = *letters > 0 && as_text(file.at(*letters - 1, 1)) == "A";
     const std::uint64_t start = long_form ? *letters - 1 : *letters;
@@ -144,11 +145,9 @@ HandlerResult answer(HttpRequest& request, std::string_view mark, std::optional<
     return picture ? send_picture(request, file, window.size(), *picture) : http_send_not_found(request);
 }
 
-}  // namespace
-
-std::optional<EmbeddedPicture> mp3_find_picture(FileWindow& file) {
+std::optional<EmbeddedPicture> find_id3_picture(FileWindow& file, std::uint64_t from) {
     constexpr std::array kStart{std::byte{0xFF}, std::byte{0xD8}, std::byte{0xFF}, std::byte{0xE0}};
-    const auto frame = find_picture_frame(file);
+    const auto frame = find_picture_frame(file, from);
     if (!frame) return std::nullopt;
     const std::uint64_t end = frame->data + frame->size;
     std::size_t matched = 0;
@@ -164,6 +163,17 @@ std::optional<EmbeddedPicture> mp3_find_picture(FileWindow& file) {
         }
     }
     return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<EmbeddedPicture> mp3_find_picture(FileWindow& file) {
+    return find_id3_picture(file, 0);
+}
+
+std::optional<EmbeddedPicture> wav_find_picture(FileWindow& file) {
+    const auto id3 = riff_find_id3(file);
+    return id3 ? find_id3_picture(file, *id3) : std::nullopt;
 }
 
 std::optional<EmbeddedPicture> wma_find_picture(FileWindow& file) {
@@ -187,4 +197,12 @@ HandlerResult albumart_mp3_handler(HttpRequest& request) {
 
 HandlerResult albumart_wma_handler(HttpRequest& request) {
     return answer(request, "albumart-wma/", wma_find_picture);
+}
+
+HandlerResult albumart_m4a_handler(HttpRequest& request) {
+    return answer(request, "albumart-m4a/", m4a_find_picture);
+}
+
+HandlerResult albumart_wav_handler(HttpRequest& request) {
+    return answer(request, "albumart-wav/", wav_find_picture);
 }

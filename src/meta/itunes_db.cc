@@ -307,12 +307,12 @@ std::string itunesdb_mount_path(const std::string& path) {
     return folder == std::string::npos ? "Music/" : path.substr(0, folder + 1) + "Music/";
 }
 
-std::vector<std::string> itunesdb_import(const std::string& path, std::vector<std::string> former_names,
+std::vector<std::string> itunesdb_import(const std::string& path, const std::vector<std::string>& former_names,
                                          const RunningFlag* running) {
     const File file = file_open_regular(path);
     const auto status = file ? file.status() : std::nullopt;
     if (!status) return former_names;
-    LibraryImport import{std::move(former_names), running};
+    LibraryImport import{former_names, running};
     FileWindow window{file, static_cast<std::uint64_t>(status->size)};
     const std::string error =
         itunesdb_read(window, itunesdb_mount_path(path), tag_charset(),

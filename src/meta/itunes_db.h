@@ -21,5 +21,5 @@ std::string itunesdb_mount_path(const std::string& path);
 
 // Reads the database at path into the store, in place of the playlists of these names, which an earlier reading left;
 // null or a flag that ends it early. What ended it goes to standard error. The answer is the names of the playlists.
-std::vector<std::string> itunesdb_import(const std::string& path, std::vector<std::string> former_names = {},
+std::vector<std::string> itunesdb_import(const std::string& path, const std::vector<std::string>& former_names = {},
                                          const RunningFlag* running = nullptr);

@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "core/file.h"
@@ -15,7 +14,8 @@ namespace {
 
 constexpr std::int64_t kLookAgainMs = 60'000;
 
-using LibraryReading = std::vector<std::string> (*)(const std::string& path, std::vector<std::string> former_names,
+using LibraryReading = std::vector<std::string> (*)(const std::string& path,
+                                                    const std::vector<std::string>& former_names,
                                                     const RunningFlag* running);
 
 bool same_file(const FileStatus& a, const FileStatus& b) {
@@ -33,7 +33,7 @@ void itunes_thread(RunningFlag& running, const std::string& path, LibraryReading
         const auto status = file_status(path);
         if (!status || (last && same_file(*last, *status))) continue;
         log_message(LOG_INFO, LOG_DB, "iTunes: %s %s\n", "reading", path.c_str());
-        names = read(path, std::move(names), &running);
+        names = read(path, names, &running);
         log_message(LOG_INFO, LOG_DB, "iTunes: %s %s\n", "finished", path.c_str());
         last = status;
     } while (sleep_while_running(running, kLookAgainMs));

@@ -299,12 +299,12 @@ Text itunes_location_path(std::string_view location) {
     return location.starts_with('/') ? Text{url_decode(location)} : std::nullopt;
 }
 
-std::vector<std::string> itunes_xml_import(const std::string& path, std::vector<std::string> former_names,
+std::vector<std::string> itunes_xml_import(const std::string& path, const std::vector<std::string>& former_names,
                                            const RunningFlag* running) {
     const File file = file_open_regular(path);
     const auto status = file ? file.status() : std::nullopt;
     if (!status) return former_names;
-    LibraryImport import{std::move(former_names), running};
+    LibraryImport import{former_names, running};
     FileWindow window{file, static_cast<std::uint64_t>(status->size)};
     itunes_xml_read(window, [&](const LibrarySong& song, const std::string& playlist, std::int32_t position) {
         return import.add(song, playlist, position);

@@ -18,5 +18,5 @@ Text itunes_location_path(std::string_view location);
 
 // Reads the library at path into the store, in place of the playlists of these names, which an earlier reading left;
 // null or a flag that ends it early. The answer is the names of the playlists.
-std::vector<std::string> itunes_xml_import(const std::string& path, std::vector<std::string> former_names = {},
+std::vector<std::string> itunes_xml_import(const std::string& path, const std::vector<std::string>& former_names = {},
                                            const RunningFlag* running = nullptr);

@@ -1,6 +1,5 @@
 #include "meta/library_item.h"
 
-#include <algorithm>
 #include <array>
 
 #include "core/bytes.h"
@@ -96,7 +95,7 @@ const std::string& LibraryImport::name_for(const std::string& playlist) {
     std::string name = text_clean(playlist);
     if (name.empty()) name = "Unknown";
     const auto [entry, is_new] = former_.try_emplace(std::move(name));
-    if (is_new && std::ranges::count(former_names_, entry->first) > 0) entry->second = db_begin_playlist(entry->first);
+    if (is_new && former_names_.contains(entry->first)) entry->second = db_begin_playlist(entry->first);
     return entry->first;
 }
 

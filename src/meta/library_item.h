@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -51,8 +52,8 @@ std::int32_t library_time_key(std::string_view modified);
 // entries.
 class LibraryImport {
 public:
-    LibraryImport(std::vector<std::string> former_names, const RunningFlag* running)
-        : former_names_(std::move(former_names)), running_(running) {}
+    LibraryImport(const std::vector<std::string>& former_names, const RunningFlag* running)
+        : former_names_(former_names.begin(), former_names.end()), running_(running) {}
 
     // A sink; false when the flag (null: none) stopped running.
     bool add(const LibrarySong& song, const std::string& playlist, std::int32_t position);
@@ -62,7 +63,7 @@ public:
 private:
     const std::string& name_for(const std::string& playlist);
 
-    std::vector<std::string> former_names_;
+    std::set<std::string> former_names_;
     const RunningFlag* running_;
     std::map<std::string, std::vector<ObjectId>, std::less<>> former_;  // what the playlists read so far held before
 };

@@ -103,7 +103,7 @@ std::optional<std::string> EntryResolver::find_file(std::string_view entry) cons
 // One file must not become two items because a playlist writes its path in another way: "../" is resolved, and below a
 // content directory the path is spelled from that directory's own text, as the scanner does.
 std::string EntryResolver::scanner_spelling(const std::string& path, const FileStatus& status) const {
-    const std::string tidy = tidy_path(path);
+    std::string tidy = tidy_path(path);
     if (tidy != path) {
         // Behind a symbolic link ".." leads elsewhere than the text says.
         const auto same = file_status(tidy);

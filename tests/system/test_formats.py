@@ -122,6 +122,25 @@ def test_video_has_name_size_and_date(formats):
     assert formats.client.get(film.path).body == bytes(1000)
 
 
+def test_covers(network, start_daemon, tmp_path):
+    folder = tmp_path / "music"
+    ffmpeg(folder / "bare.m4a", 2, "-c:a", "aac", title="With cover", artist="A", album="B")
+    cover = tmp_path / "cover.jpg"
+    subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc=size=64x64:rate=1", "-frames:v", "1", cover],
+                   check=True)
+    subprocess.run(["ffmpeg", "-v", "error", "-i", folder / "bare.m4a", "-i", cover, "-map", "0", "-map", "1", "-c", "copy",
+                    "-disposition:v", "attached_pic", folder / "with.m4a"], check=True)
+    (folder / "bare.m4a").unlink()
+    server = start_daemon(network.server, folder, port=9044, settings={"httpport": 9044, "scantime": 0})
+    server.wait_until_up()
+    server.wait_for_scan()
+    client = server.client(network.receiver)
+    track, = client.tracks()
+    answer = client.get(track.text(wire.UPNP + "albumArtURI").replace(f"http://{client.address}:9044", ""))
+    assert (answer.status, answer.header("Content-Type")) == (200, "image/jpeg")
+    assert answer.body == cover.read_bytes()
+
+
 def test_changed_and_removed_playlists(network, start_daemon, tmp_path):
     folder = tmp_path / "music"
     for name in "abc":
