@@ -12,17 +12,12 @@
 
 namespace {
 
-bool wait_writable(int fd, int timeout_ms) {
-    pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
-    return poll(&waiting, 1, timeout_ms) > 0;
-}
-
 bool connects_within(int fd, const sockaddr_in& endpoint, int timeout_ms) {
     if (connect(fd, reinterpret_cast<const sockaddr*>(&endpoint), sizeof endpoint) == 0) return true;
     if (errno != EINPROGRESS) return false;
     int failure = ETIMEDOUT;
     socklen_t size = sizeof failure;
-    if (wait_writable(fd, timeout_ms) && getsockopt(fd, SOL_SOCKET, SO_ERROR, &failure, &size) != 0) return false;
+    if (socket_wait_writable(fd, timeout_ms) && getsockopt(fd, SOL_SOCKET, SO_ERROR, &failure, &size) != 0) return false;
     errno = failure;  // for those that tell why
     return failure == 0;
 }
@@ -73,13 +68,18 @@ bool socket_send_within(int fd, std::string_view data, int timeout_ms) {
         }
         if (n < 0 && errno != EINTR && errno != EAGAIN) return false;
         const auto left = duration_cast<milliseconds>(end - steady_clock::now()).count();
-        if (left <= 0 || !wait_writable(fd, static_cast<int>(left))) return false;
+        if (left <= 0 || !socket_wait_writable(fd, static_cast<int>(left))) return false;
     }
     return true;
 }
 
 bool socket_wait_readable(int fd, int timeout_ms) {
     pollfd waiting{.fd = fd, .events = POLLIN, .revents = 0};
+    return poll(&waiting, 1, timeout_ms) > 0;
+}
+
+bool socket_wait_writable(int fd, int timeout_ms) {
+    pollfd waiting{.fd = fd, .events = POLLOUT, .revents = 0};
     return poll(&waiting, 1, timeout_ms) > 0;
 }
 

@@ -50,6 +50,8 @@ bool socket_send_within(int fd, std::string_view data, int timeout_ms);
 
 // Waits until the socket can be read (or its peer went away); false after timeout_ms.
 bool socket_wait_readable(int fd, int timeout_ms);
+// The same until a good part of the send buffer is free. A negative time waits for ever.
+bool socket_wait_writable(int fd, int timeout_ms);
 
 // "a.b.c.d"
 std::string ipv4_text(in_addr address);

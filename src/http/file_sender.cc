@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
 
@@ -32,12 +31,6 @@ void set_corked(int socket, bool corked) {
     setsockopt(socket, IPPROTO_TCP, TCP_CORK, &value, sizeof value);
 }
 
-// Until a good part of the send buffer is free, or the connection ended.
-void wait_writable(int socket) {
-    pollfd waiting{.fd = socket, .events = POLLOUT, .revents = 0};
-    poll(&waiting, 1, -1);
-}
-
 }  // namespace
 
 FileSender::FileSender(int socket, const File& file, std::int64_t offset)
@@ -58,7 +51,7 @@ std::optional<std::int64_t> FileSender::send(std::int64_t count) {
         if (n < 0) {
             if (errno == EINTR) continue;
             if (errno == EAGAIN) {
-                wait_writable(socket_);
+                socket_wait_writable(socket_, -1);
                 continue;
             }
             if (by_copy_ || (errno != EINVAL && errno != ENOSYS)) return std::nullopt;
