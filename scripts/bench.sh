@@ -36,3 +36,8 @@ else
   echo "nginx is not installed: streaming is not compared."
 fi
 /usr/bin/python3 bench/relay_cost.py "$server"
+if command -v ffmpeg >/dev/null; then
+  /usr/bin/python3 bench/mixed_scan.py "$server"
+else
+  echo "ffmpeg is not installed: a library of several formats is not scanned."
+fi
