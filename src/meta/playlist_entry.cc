@@ -7,6 +7,7 @@
 #include "core/settings.h"
 #include "core/start_directory.h"
 #include "core/str.h"
+#include "core/utf8.h"
 
 namespace {
 
@@ -82,7 +83,10 @@ std::optional<ResolvedEntry> EntryResolver::resolve(std::string_view entry) cons
     if (std::ranges::any_of(kPlaylistExtensions, [&](auto known) { return str_equal_nocase(extension, known); }))
         return std::nullopt;
     auto path = find_file(entry);
-    if (!path && str_contains(entry, "\\")) path = find_file(path_to_slashes(entry));
+    const std::string slashes = path_to_slashes(entry);
+    if (!path && slashes != entry) path = find_file(slashes);
+    // Lists of older players have single bytes where the disk has UTF-8.
+    if (!path && !utf8_is_well_formed(slashes)) path = find_file(latin1_to_utf8(slashes));
     if (!path) return std::nullopt;
     return ResolvedEntry{.path = std::move(*path)};
 }

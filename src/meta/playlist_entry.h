@@ -18,10 +18,9 @@ public:
     explicit EntryResolver(std::string_view playlist_path);
 
     // Beginning "http://" it is a URL. Otherwise the first of these that is a file: the entry itself when it begins
-    // with
-    // "/" or a drive letter, the entry below the playlist's directory, below each content directory in order, below the
-    // start directory. Entries written with backslashes are looked for as they are first, then with slashes. Missing
-    // when there is none, and for other playlists: they are no media.
+    // with "/" or a drive letter, the entry below the playlist's directory, below each content directory in order,
+    // below the start directory. Entries with backslashes or in Latin-1 are looked for as they are first, then with
+    // slashes, then in UTF-8. Missing when there is none, and for other playlists: they are no media.
     std::optional<ResolvedEntry> resolve(std::string_view entry) const;
 
 private:

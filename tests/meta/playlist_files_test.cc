@@ -164,6 +164,7 @@ TEST_F(Playlists, EntriesAreLookedForInOrder) {
     more_.write("sub/only here.mp3");
     more_.write("sub/lists/a.mp3");
     more_.write("sub/lists/deep/d.mp3");
+    more_.write("sub/lists/deep/caf\u00E9.mp3");
     more_.write("sub/lists/with\\backslash.mp3");
     const std::string list = more_.write("sub/lists/l.m3u");
     const std::string sub = more_ / "sub";
@@ -175,6 +176,7 @@ TEST_F(Playlists, EntriesAreLookedForInOrder) {
              {"only here.mp3", sub + "/only here.mp3"},  // below a content directory with a prefix
              {"deep\\d.mp3", sub + "/lists/deep/d.mp3"},
              {"with\\backslash.mp3", sub + "/lists/with\\backslash.mp3"},
+             {"deep\\caf\xE9.mp3", sub + "/lists/deep/caf\u00E9.mp3"},
              {"./deep//../a.mp3", sub + "/lists/a.mp3"},
              {"../only here.mp3", sub + "/only here.mp3"},
              {"C:\\Music\\a.mp3", {}},
