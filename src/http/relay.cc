@@ -62,9 +62,8 @@ std::string request_lines(const HttpRequest& request) {
     return lines.append("1.1 ").append(own_name(request)).append("\r\n");
 }
 
-// By the extension of a URL's path.
-std::string type_by_name(std::string_view url) {
-    const std::string_view known = mime_of_extension(path_extension(url.substr(0, url.find_first_of("?#"))));
+std::string type_by_name(std::string_view path) {
+    const std::string_view known = mime_of_extension(path_extension(path));
     return std::string{known.empty() ? "application/octet-stream" : known};
 }
 
@@ -73,7 +72,8 @@ std::string content_type_of(const HttpSource& source) {
     std::erase_if(type, [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; });
     if (!type.empty() && type.size() <= kMaxType) return type;
     const bool is_station = source.header.starts_with("ICY") || !http_header_lines(source.header, "icy-").empty();
-    return is_station ? "audio/mpeg" : type_by_name(source.url);
+    const std::string_view url = source.url;
+    return is_station ? "audio/mpeg" : type_by_name(url.substr(0, url.find_first_of("?#")));
 }
 
 // The lines of the source that the receiver needs, the more important ones first, as far as there is room for them.

@@ -107,13 +107,13 @@ def whole(server, path):
     return data
 
 
-LOGIN = [b"TYPE I\r\n", b"SIZE /dir/a b.mp3\r\n", b"PASV\r\n", b"RETR /dir/a b.mp3\r\n", b"QUIT"]
+LOGIN = [b"TYPE I\r\n", b"SIZE /dir/a b#1?.mp3\r\n", b"PASV\r\n", b"RETR /dir/a b#1?.mp3\r\n", b"QUIT"]
 CONTENT = bytes(range(256)) * 40
 
 
 def test_dialogue(lone_host, serve_files):
     with FtpServer(lone_host, CONTENT) as ftp:
-        server = serve_files(ftp.url("/dir/a b.mp3"), ftp.url("/dir/a b.mp3", "joe:pw@"))
+        server = serve_files(ftp.url("/dir/a b#1?.mp3"), ftp.url("/dir/a b#1?.mp3", "joe:pw@"))
         assert server.paths[0].startswith("/ftpproxy/")
         for path, login in zip(server.paths, ([b"USER anonymous\r\n", b"PASS anonymous@pelorama.invalid\r\n"],
                                               [b"USER joe\r\n", b"PASS pw\r\n"])):
