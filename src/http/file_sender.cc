@@ -1,9 +1,6 @@
 #include "http/file_sender.h"
 
-#include <fcntl.h>
-#include <netinet/tcp.h>
 #include <sys/sendfile.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -13,6 +10,7 @@
 
 #include "core/bytes.h"
 #include "core/socket.h"
+#include "http/socket_modes.h"
 
 namespace {
 
@@ -20,28 +18,17 @@ namespace {
 constexpr std::int64_t kMostPerCall = 0x7ffff000;
 constexpr std::size_t kCopyBytes = 16384;
 
-void set_blocking(int socket, bool blocking) {
-    const int flags = fcntl(socket, F_GETFL);
-    fcntl(socket, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
-}
-
-// While corked only full segments leave; taking the cork out sends what is left at once.
-void set_corked(int socket, bool corked) {
-    const int value = corked;
-    setsockopt(socket, IPPROTO_TCP, TCP_CORK, &value, sizeof value);
-}
-
 }  // namespace
 
 FileSender::FileSender(int socket, const File& file, std::int64_t offset)
     : socket_(socket), file_(file), offset_(offset) {
-    set_blocking(socket_, false);
-    set_corked(socket_, true);
+    socket_set_blocking(socket_, false);
+    socket_set_corked(socket_, true);
 }
 
 FileSender::~FileSender() {
-    set_corked(socket_, false);
-    set_blocking(socket_, true);
+    socket_set_corked(socket_, false);
+    socket_set_blocking(socket_, true);
 }
 
 std::optional<std::int64_t> FileSender::send(std::int64_t count) {
@@ -56,7 +43,7 @@ std::optional<std::int64_t> FileSender::send(std::int64_t count) {
             }
             if (by_copy_ || (errno != EINVAL && errno != ENOSYS)) return std::nullopt;
             by_copy_ = true;
-            set_blocking(socket_, true);
+            socket_set_blocking(socket_, true);
             continue;
         }
         if (n == 0) break;

@@ -1,29 +1,18 @@
 #include "http/socket_copy.h"
 
 #include <fcntl.h>
-#include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 
+#include "http/socket_modes.h"
+
 namespace {
 
 constexpr int kPipeBytes = 1024 * 1024;  // more than one process may ask for is refused, and the usual 64 KiB stay
-
-void set_blocking(int socket, bool blocking) {
-    const int flags = fcntl(socket, F_GETFL);
-    fcntl(socket, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
-}
-
-// While corked only full segments leave, the rest after 200 ms at the latest.
-void set_corked(int socket, bool corked) {
-    const int value = corked;
-    setsockopt(socket, IPPROTO_TCP, TCP_CORK, &value, sizeof value);
-}
 
 }  // namespace
 
@@ -36,15 +25,15 @@ SocketCopy::SocketCopy(int from, int to, int silence_ms) : from_(from), to_(to),
         pipe_in_ = Socket{ends[1]};
         fcntl(pipe_in_.fd(), F_SETPIPE_SZ, kPipeBytes);
     }
-    set_blocking(from_, false);
-    set_blocking(to_, false);
-    set_corked(to_, true);
+    socket_set_blocking(from_, false);
+    socket_set_blocking(to_, false);
+    socket_set_corked(to_, true);
 }
 
 SocketCopy::~SocketCopy() {
-    set_corked(to_, false);
-    set_blocking(to_, true);
-    set_blocking(from_, true);
+    socket_set_corked(to_, false);
+    socket_set_blocking(to_, true);
+    socket_set_blocking(from_, true);
 }
 
 std::int64_t SocketCopy::ended(End how) {
@@ -80,8 +69,7 @@ bool SocketCopy::give(std::int64_t count) {
         if (n > 0) {
             count -= n;
         } else if (n < 0 && errno == EAGAIN) {
-            pollfd waiting{.fd = to_, .events = POLLOUT, .revents = 0};
-            poll(&waiting, 1, -1);
+            socket_wait_writable(to_, -1);
         } else if (n == 0 || errno != EINTR) {
             end_ = End::receiver_gone;
             return false;
