@@ -1,6 +1,6 @@
 #!/bin/bash
-# Measures the server on a corpus of many small tracks and, where nginx is installed, streams a large file beside it;
-# prints what goes into docs/performance.md. The corpus is made once, in build/bench/.
+# Measures the server on a corpus of many small tracks, scales a picture beside other programs and, where nginx is
+# installed, streams a large file beside it; prints what goes into docs/performance.md. The corpus is made once, in build/bench/.
 #
 # usage: scripts/bench.sh [TRACKS]     100000 unless told otherwise
 set -euo pipefail
@@ -30,6 +30,7 @@ fi
 server=$PWD/build/release/src/pelorama-mediaserver
 "${wrapper[@]}" /usr/bin/python3 bench/daemon_bench.py --daemon "$server" --corpus "$corpus" --tracks "$tracks" \
   --scratch "$PWD/build/bench"
+/usr/bin/python3 bench/picture_vs_tools.py "$server"
 if command -v nginx >/dev/null; then
   /usr/bin/python3 bench/stream_vs_nginx.py "$server"
 else

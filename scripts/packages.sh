@@ -8,7 +8,7 @@ TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libgmock-dev libexpat1-dev py
                gupnp-tools python3-pyftpdlib python3-gi gir1.2-gupnp-1.6 gir1.2-gssdp-1.6)
 # Servers that tests talk to, for the integration server alone: Debian starts them as services when they are installed.
 SERVER_PACKAGES=(icecast2)
-BENCH_PACKAGES=("${BUILD_PACKAGES[@]}" libbenchmark-dev iproute2 util-linux curl)
+BENCH_PACKAGES=("${BUILD_PACKAGES[@]}" libbenchmark-dev libjpeg-turbo-progs netpbm iproute2 util-linux curl)
 FUZZ_PACKAGES=("${BUILD_PACKAGES[@]}" clang libclang-rt-dev libgtest-dev libgmock-dev libexpat1-dev)
 LINT_PACKAGES=("${BUILD_PACKAGES[@]}" clang-format clang-tidy)
 

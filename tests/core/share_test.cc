@@ -1,0 +1,54 @@
+#include "core/share.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int kLong = 60'000;
+
+TEST(Share, IsHandedOutUpToTheTotal) {
+    ShareLimit limit{10};
+    auto first = Share::take(limit, 6, kLong), second = Share::take(limit, 4, kLong);
+    ASSERT_TRUE(first && second);
+    EXPECT_FALSE(Share::take(limit, 1, 0));
+    second->give_back();
+    EXPECT_FALSE(Share::take(limit, 5, 0));
+    EXPECT_TRUE(Share::take(limit, 4, 0));
+    EXPECT_TRUE(Share::take(limit, 4, 0)) << "given back by its end";
+
+    Share moved = std::move(*first);
+    first.reset();
+    EXPECT_FALSE(Share::take(limit, 11, 0));
+    moved.give_back();
+    moved.give_back();
+    EXPECT_TRUE(Share::take(limit, 11, 0)) << "more than the total, when nothing is in use";
+}
+
+TEST(Share, IsWaitedFor) {
+    ShareLimit limit{2};
+    std::atomic<int> in_use{0}, most{0}, done{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&] {
+            for (int turn = 0; turn < 200; ++turn) {
+                const auto share = Share::take(limit, 1, kLong);
+                if (!share) return;
+                const int now = ++in_use;
+                for (int seen = most; now > seen && !most.compare_exchange_weak(seen, now);) {
+                }
+                std::this_thread::yield();
+                --in_use;
+            }
+            ++done;
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(done, 8);
+    EXPECT_LE(most, 2);
+}
+
+}  // namespace
