@@ -2,6 +2,11 @@
 
 #include <chrono>
 
+std::int64_t ShareLimit::in_use() const {
+    std::scoped_lock lock{mutex_};
+    return used_;
+}
+
 std::optional<Share> Share::take(ShareLimit& limit, std::int64_t amount, int wait_ms) {
     std::unique_lock lock{limit.mutex_};
     const auto fits = [&] { return limit.used_ == 0 || limit.used_ + amount <= limit.total_; };

@@ -11,10 +11,11 @@
 class ShareLimit {
 public:
     explicit ShareLimit(std::int64_t total) : total_(total) {}
+    std::int64_t in_use() const;
 
 private:
     friend class Share;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::condition_variable returned_;
     const std::int64_t total_;
     std::int64_t used_ = 0;

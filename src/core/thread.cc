@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
@@ -68,6 +69,20 @@ std::optional<std::thread> thread_start(std::function<void()> routine) {
         errno = failure.code().value();
         print_error("Cannot create thread");
         return std::nullopt;
+    }
+}
+
+void run_giving_way(const std::function<void()>& work) {
+    constexpr int kNicer = 10;
+    auto worker = thread_start([&work] {
+        // Of this thread alone, and for good: without privileges no thread gets its priority back.
+        setpriority(PRIO_PROCESS, 0, getpriority(PRIO_PROCESS, 0) + kNicer);
+        work();
+    });
+    if (worker) {
+        worker->join();
+    } else {
+        work();
     }
 }
 

@@ -20,6 +20,10 @@ std::optional<std::thread> thread_start(std::function<void()> routine);
 // captured. False when the system has none left, after saying so on standard error.
 bool thread_start_detached(std::function<void()> routine);
 
+// Runs work that keeps a processor busy and waits for its end. It runs on a thread of its own that gives way to the
+// others, so that short answers do not wait for it; on the calling thread where the system has no other left.
+void run_giving_way(const std::function<void()>& work);
+
 // The system's text for the current errno; safe in every thread.
 std::string error_text();
 

@@ -10,6 +10,7 @@
 #include "core/share.h"
 #include "core/socket.h"
 #include "core/str.h"
+#include "core/thread.h"
 #include "db/store.h"
 #include "http/dlna_headers.h"
 #include "http/respond.h"
@@ -66,19 +67,29 @@ struct Rendered {
     Share unsent;
 };
 
+// Missing when memory is out.
+template <typename Draw>
+std::optional<std::string> draw_and_encode(std::string_view suffix, Draw draw) {
+    try {
+        return encode(draw(), suffix);
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
+}
+
 template <typename Draw>
 std::optional<Rendered> render(const PictureUrl& url, Draw draw) {
     const auto turn = Share::take(limits().scalings, 1, kWaitMs);
     if (!turn) return std::nullopt;
-    try {
-        auto bytes = encode(draw(), url.suffix);
-        if (!bytes) return std::nullopt;
-        auto unsent = Share::take(limits().unsent, static_cast<std::int64_t>(bytes->size()), kWaitMs);
-        if (!unsent) return std::nullopt;
-        return Rendered{std::move(*bytes), std::move(*unsent)};
-    } catch (const std::bad_alloc&) {
-        return std::nullopt;
-    }
+    std::optional<std::string> bytes;
+    const auto work = [&] { bytes = draw_and_encode(url.suffix, draw); };
+    // One picture comes as fast as it can; when there are more, other answers must not wait for them.
+    const bool alone = limits().scalings.in_use() == 1;
+    alone ? work() : run_giving_way(work);
+    if (!bytes) return std::nullopt;
+    auto unsent = Share::take(limits().unsent, static_cast<std::int64_t>(bytes->size()), kWaitMs);
+    if (!unsent) return std::nullopt;
+    return Rendered{std::move(*bytes), std::move(*unsent)};
 }
 
 std::optional<Rendered> render_icon(const PictureUrl& url) {

@@ -14,6 +14,7 @@ TEST(Share, IsHandedOutUpToTheTotal) {
     ShareLimit limit{10};
     auto first = Share::take(limit, 6, kLong), second = Share::take(limit, 4, kLong);
     ASSERT_TRUE(first && second);
+    EXPECT_EQ(limit.in_use(), 10);
     EXPECT_FALSE(Share::take(limit, 1, 0));
     second->give_back();
     EXPECT_FALSE(Share::take(limit, 5, 0));

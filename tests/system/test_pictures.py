@@ -132,7 +132,9 @@ def test_a_reference_is_served_like_its_picture(served):
 
 
 def test_the_original_alone_without_rescaling(lone_host, start_daemon, served):
-    server = start_daemon(lone_host, served.folder, settings={"norescale": 1, "scantime": 0}).start_and_scan()
+    server = start_daemon(lone_host, served.folder, settings={"norescale": 1, "scantime": 0})
+    server.wait_until_up()
+    server.wait_for_scan()
     entry = listed(server.client())["intel"]
     resource, = entry.element.findall(wire.DIDL + "res")
     assert resource.get("protocolInfo") == "http-get:*:image/jpeg:*" and resource.get("resolution") == "640x480"
