@@ -73,7 +73,7 @@ std::optional<std::thread> thread_start(std::function<void()> routine) {
 }
 
 void run_giving_way(const std::function<void()>& work) {
-    constexpr int kNicer = 10;
+    constexpr int kNicer = 5;
     auto worker = thread_start([&work] {
         // Of this thread alone, and for good: without privileges no thread gets its priority back.
         setpriority(PRIO_PROCESS, 0, getpriority(PRIO_PROCESS, 0) + kNicer);

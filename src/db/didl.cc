@@ -11,6 +11,13 @@
 
 namespace {
 
+// The part of the URL that tells which kind of file the cover is taken from; the URL table knows small letters only.
+std::string art_extension(const MediaItem& item) {
+    std::string extension{path_extension(item.path.view())};
+    std::ranges::transform(extension, extension.begin(), char_lower);
+    return extension;
+}
+
 constexpr std::size_t kMaxUrl = 1024;
 // Durations are readers' texts; no true one comes near this.
 constexpr std::size_t kMaxDuration = 256;
@@ -141,7 +148,7 @@ void Renderer::group(const MediaContainer& container) {
     if (has(DidlField::artist)) element("upnp:artist", value(facts.artist, &MediaItem::artist));
     if (has(DidlField::genre)) element("upnp:genre", value(facts.genre, &MediaItem::genre));
     if (!art || facts.album_art == nullptr) return;
-    const std::string extension{path_extension(facts.album_art->path.view())};
+    const std::string extension = art_extension(*facts.album_art);
     element("upnp:albumArtURI", text_format(kMaxUrl, "%salbumart-%s/%d.jpg", base(), extension.c_str(), container.id));
 }
 
@@ -208,7 +215,7 @@ void Renderer::album_art(const MediaObject& object, const MediaItem& item) {
     constexpr std::string_view kProfile =
         " dlna:profileID=\"JPEG_TN\" xmlns:dlna=\"urn:schemas-dlna-org:metadata-1-0\"";
     if (item.album_art == 0) return element("upnp:albumArtURI", std::nullopt);
-    const std::string extension{path_extension(item.path.view())};
+    const std::string extension = art_extension(item);
     element("upnp:albumArtURI", text_format(kMaxUrl, "%salbumart-%s/%d.jpg", base(), extension.c_str(), object.id),
             kProfile);
 }

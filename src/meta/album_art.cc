@@ -180,7 +180,9 @@ std::optional<EmbeddedPicture> wma_find_picture(FileWindow& file) {
     const auto low = little_endian_at(file, kHeaderSizeAt, 4), high = little_endian_at(file, kHeaderSizeAt + 4, 4);
     if (!low || !high) return std::nullopt;
     const std::uint64_t end = std::min(file.size(), std::uint64_t{*high} << 32 | *low);
-    for (std::uint64_t from = 0;;) {
+    constexpr int kMostNames = 64;  // each is looked at through windows of its own
+    std::uint64_t from = 0;
+    for (int names = 0; names < kMostNames; ++names) {
         const auto name = find_in_file(file, kPictureName, from, end);
         if (!name) return std::nullopt;
         const auto attribute = attribute_around(file, *name);
@@ -189,6 +191,7 @@ std::optional<EmbeddedPicture> wma_find_picture(FileWindow& file) {
         }
         from = *name + kPictureName.size();
     }
+    return std::nullopt;
 }
 
 HandlerResult albumart_mp3_handler(HttpRequest& request) {

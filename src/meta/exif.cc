@@ -264,6 +264,7 @@ PictureInfo exif_read_info(const std::string& path) {
     const auto status = file_status(path);
     if (!status) return info;
     info.size = status->size;
+    if (info.size == 0) return info;
     info.modified = static_cast<std::int32_t>(status->modified);
     if (const File file = file_open_regular(path)) {
         FileWindow window{file, static_cast<std::uint64_t>(status->size)};

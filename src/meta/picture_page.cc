@@ -30,7 +30,8 @@ constexpr std::size_t kSendUnit = 16384;
 // memory for receivers that read slowly or not at all.
 constexpr std::int64_t kMaxScalings = 2;
 constexpr std::int64_t kMaxUnsentBytes = 256 * 1024 * 1024;
-constexpr int kWaitMs = 60'000;
+constexpr int kWaitMs = 600'000;
+constexpr int kSendMs = 60'000;  // nobody pauses a picture: a receiver that takes nothing for so long is gone
 
 struct PictureLimits {
     ShareLimit scalings{kMaxScalings};
@@ -68,10 +69,10 @@ struct Rendered {
 };
 
 // Missing when memory is out.
-template <typename Draw>
-std::optional<std::string> draw_and_encode(std::string_view suffix, Draw draw) {
+template <typename Work>
+auto while_memory_lasts(Work work) -> std::optional<decltype(work())> {
     try {
-        return encode(draw(), suffix);
+        return work();
     } catch (const std::bad_alloc&) {
         return std::nullopt;
     }
@@ -82,7 +83,9 @@ std::optional<Rendered> render(const PictureUrl& url, Draw draw) {
     const auto turn = Share::take(limits().scalings, 1, kWaitMs);
     if (!turn) return std::nullopt;
     std::optional<std::string> bytes;
-    const auto work = [&] { bytes = draw_and_encode(url.suffix, draw); };
+    const auto work = [&] {
+        bytes = while_memory_lasts([&] { return encode(draw(), url.suffix); }).value_or(std::nullopt);
+    };
     // One picture comes as fast as it can; when there are more, other answers must not wait for them.
     const bool alone = limits().scalings.in_use() == 1;
     alone ? work() : run_giving_way(work);
@@ -97,10 +100,11 @@ std::optional<Rendered> render_icon(const PictureUrl& url) {
 }
 
 std::optional<Rendered> render_picture(const PictureUrl& url, const HttpRequest& request, const std::string& path) {
-    const PictureSource source = picture_open(path);
     const Text description = wants_description(url, request) ? db_get_description(url.id_text) : std::nullopt;
+    const auto source = while_memory_lasts([&] { return picture_open(path); });
+    if (!source) return std::nullopt;
     return render(url, [&] {
-        RgbPicture picture = jpeg_load_scaled(source, url.width, url.height, url.mode);
+        RgbPicture picture = jpeg_load_scaled(*source, url.width, url.height, url.mode);
         if (has_text(description)) picture_overlay_description(picture, *description);
         return picture;
     });
@@ -111,7 +115,7 @@ HandlerResult send_picture(HttpRequest& request, std::string_view bytes) {
     request.content_length = static_cast<std::int64_t>(bytes.size());
     if (!http_send_header(request, 200, with_body ? BodyFollows::yes : BodyFollows::no)) return HandlerResult::close;
     for (; with_body && !bytes.empty(); bytes.remove_prefix(std::min(kSendUnit, bytes.size())))
-        if (!socket_send_all(request.socket, bytes.substr(0, kSendUnit))) return HandlerResult::close;
+        if (!socket_send_within(request.socket, bytes.substr(0, kSendUnit), kSendMs)) return HandlerResult::close;
     return HandlerResult::keep;
 }
 

@@ -203,7 +203,7 @@ TEST_F(Didl, WritesContainersAsEachReceiverWantsThem) {
                                .artist = n == 1 ? Text{"A"} : Text{},
                                .album = "B",
                                .date = "200" + std::to_string(n),
-                               .path = "http://h/" + std::to_string(n) + ".mp3",
+                               .path = "http://h/" + std::to_string(n) + ".MP3",
                                .duration = "1:00:01",
                                .album_art = n == 2 ? 1 : 0}),
                   AddResult::added);

@@ -92,7 +92,7 @@ TEST_F(Exif, DatesPicturesByTheCameraOrTheFile) {
         EXPECT_EQ(read(jpeg_head({exif}, 1, 1)).date, row.expected) << row.camera;
     }
     EXPECT_EQ(read(jpeg_head({}, 1, 1)).date, "2001-09-09");
-    EXPECT_EQ(read("").date, "2001-09-09");
+    EXPECT_EQ(read("").date, std::nullopt);
     EXPECT_EQ(read("not a JPEG").date, "2001-09-09");
     EXPECT_EQ(exif_read_info(scratch_ / "nowhere.jpg").date, std::nullopt);
 }

