@@ -99,7 +99,8 @@ Text http_resolve_location(std::string_view base_url, std::string_view location)
     if (colon != std::string_view::npos && location.find_first_of("/?#") > colon) return std::nullopt;
     const UrlParts base = parts_of(base_url);
     if (location.starts_with('/')) return str_concat(base.origin, location);
-    if (location.starts_with('?')) return str_concat(str_concat(base.origin, base.path), location);
+    if (location.starts_with('?'))
+        return str_concat(str_concat(base.origin, base.path.empty() ? "/" : base.path), location);
     const std::string_view folder = base.path.substr(0, base.path.rfind('/') + 1);
     return str_concat(str_concat(base.origin, folder.empty() ? "/" : folder), location);
 }

@@ -48,7 +48,10 @@ std::string_view own_name(const HttpRequest& request) {
 // (RFC 9110, section 7.6.3).
 bool has_come_round(const HttpRequest& request) {
     const Text via = http_header_value(request.header, "Via");
-    return via && !own_name(request).empty() && str_contains(*via, own_name(request));
+    if (!via || own_name(request).empty()) return false;
+    // "1.1 address:port, 1.1 address:port"
+    const std::string asked = str_concat(*via, ",");
+    return str_contains(asked, str_concat(own_name(request), ","));
 }
 
 std::string request_lines(const HttpRequest& request) {
@@ -81,9 +84,14 @@ std::string passed_on(const HttpSource& source, std::string lines, int version) 
     const auto add = [&](std::string_view more) {
         if (lines.size() + more.size() <= kPassedOnBytes) lines.append(more);
     };
-    if (source.status != 200 && version == 11) add(http_header_lines(source.header, "Content-Range"));
-    add(http_header_lines(source.header, "Accept-Ranges"));
-    add(http_header_lines(source.header, "icy-metaint"));
+    const auto add_line = [&](std::string_view name) {
+        const std::string lines_of_name = http_header_lines(source.header, name);
+        const std::string_view line = std::string_view{lines_of_name}.substr(0, lines_of_name.find('\n') + 1);
+        if (str_starts_nocase(line, str_concat(name, ":"))) add(line);
+    };
+    if (source.status != 200 && version == 11) add_line("Content-Range");
+    add_line("Accept-Ranges");
+    add_line("icy-metaint");
     const std::string all = http_header_lines(source.header, "icy-");
     for (std::size_t at = 0; at < all.size();) {
         const std::size_t end = all.find('\n', at) + 1;
@@ -203,6 +211,6 @@ HandlerResult ftp_proxy_handler(HttpRequest& request) {
     const ObjectId id = text_int(target->id_text);
     return ftp_relay(request, target->url, [&](std::int64_t bytes) {
         if (bytes == 0) db_played(target->id_text);
-        now_playing_update(request.peer, id, bytes - 1);  // as for files without a range
+        if (request.method != kHead) now_playing_update(request.peer, id, bytes - 1);  // as for files without a range
     });
 }

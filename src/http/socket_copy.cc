@@ -79,10 +79,11 @@ bool SocketCopy::give(std::int64_t count) {
 }
 
 void SocketCopy::wait_for_source() {
-    // The receiver's end, or ours of its connection, is always told.
+    // The receiver's end, or ours of its connection, is always told. Urgent data (RFC 6093) is nothing that a file or a
+    // stream has: splice stops in front of it while the rest behind it counts as readable.
     std::array<pollfd, 2> waiting{
-        {{.fd = from_, .events = POLLIN, .revents = 0}, {.fd = to_, .events = 0, .revents = 0}}};
+        {{.fd = from_, .events = POLLIN | POLLPRI, .revents = 0}, {.fd = to_, .events = 0, .revents = 0}}};
     const int ready = poll(waiting.data(), waiting.size(), silence_ms_);
-    if (ready == 0) end_ = End::source_failed;
-    if (ready > 0 && waiting[0].revents == 0) end_ = End::receiver_gone;
+    if (ready == 0 || (waiting[0].revents & POLLPRI) != 0) end_ = End::source_failed;
+    if (ready > 0 && waiting[1].revents != 0) end_ = End::receiver_gone;
 }

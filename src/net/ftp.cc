@@ -2,7 +2,10 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -30,6 +33,7 @@ struct Transfer {
     std::string host;  // dotted
     std::uint16_t port = 0;
     int client = -1;
+    std::int64_t length = -1;  // what was announced to the client; negative: nothing was
     const FtpProgress& progress;
 
     std::atomic<bool> busy{true};
@@ -60,22 +64,26 @@ struct Transfer {
 void copy_file(Transfer& transfer, int data_socket) {
     SocketCopy copy{data_socket, transfer.client, kSourceSilenceMs};
     std::int64_t n = 0;
+    // A file that has grown since it was announced goes out as it was: more would look like the next answer.
+    const std::int64_t most = transfer.length < 0 ? std::numeric_limits<std::int64_t>::max() : transfer.length;
     do {
-        n = copy.move(kPieceBytes);
+        n = copy.move(std::min(kPieceBytes, most - transfer.sent));
         log_message(LOG_INFO, LOG_HTTP, "FTP data transfer %ld bytes\n", static_cast<long>(n));
         transfer.sent += n;
         if (n > 0 && transfer.progress) transfer.progress(transfer.sent);
-    } while (n > 0);
+    } while (n > 0 && transfer.sent < most);
     if (copy.end() == SocketCopy::End::receiver_gone)
         log_message(LOG_INFO, LOG_HTTP, "FTP data transfer interupted by client\n");
-    transfer.complete = copy.end() == SocketCopy::End::source_ended;
+    transfer.complete = copy.end() == SocketCopy::End::source_ended || transfer.sent == transfer.length;
 }
 
 void ftp_data_thread(Transfer& transfer) {
     log_message(LOG_INFO, LOG_HTTP, "opening FTP data connection: %s\n", transfer.host.c_str());
     const SourceConnection data{socket_connect(ipv4_endpoint(ipv4_parse(transfer.host), transfer.port), kConnectMs)};
     if (!data) {
+        const int reason = errno;
         log_message(LOG_ERROR, LOG_HTTP, "FTP data could not connect: %s\n", transfer.host.c_str());
+        errno = reason;
         print_error("connect");
     } else {
         if (transfer.begin(data.fd())) copy_file(transfer, data.fd());
@@ -144,6 +152,7 @@ private:
         Transfer transfer{.host = socket_peer(control_.fd()),
                           .port = static_cast<std::uint16_t>(passive[4] << 8 | passive[5]),
                           .client = request_.socket,
+                          .length = request_.content_length,
                           .progress = progress_};
         // In front of the thread: a server that sends its file unasked must not get ahead of the header.
         if (!answer(BodyFollows::yes)) return HandlerResult::close;

@@ -132,7 +132,7 @@ void wait_for_flag(const RunningFlag& running, const RunningFlag* watched) {
 }  // namespace
 
 void radio_start(RunningFlag& running, const RunningFlag* watched) {
-    running.set_running();
+    if (!running.set_running()) return;
     if (!thread_start_detached([&running, watched] { radio_thread(running, watched); })) running.clear();
 }
 
@@ -167,8 +167,10 @@ std::string radio_genre_name(std::string_view genre) {
 }
 
 std::vector<NewItem> radio_parse_stations(std::string_view document) {
+    // A document is many times as large taken apart. Ten thousand stations and more fit into this.
+    constexpr std::size_t kMostBytes = 4 * 1024 * 1024;
     std::vector<NewItem> stations;
-    const auto root = xml_parse(document);
+    const auto root = xml_parse(document.substr(0, kMostBytes));
     for (const XmlNode* entry = xml_find(root.get(), "entry"); entry != nullptr && stations.size() < kMaxStations;
          entry = xml_find_next(entry, "entry")) {
         stations.push_back(station_of(*entry));

@@ -5,6 +5,7 @@ import contextlib
 import hashlib
 import os
 import shutil
+import socket
 import subprocess
 import threading
 import time
@@ -190,7 +191,16 @@ def drip(piece):
     return respond
 
 
+def urgent(connection, _):
+    """A byte of urgent data with more behind it, and then nothing."""
+    connection.sendall(b"HTTP/1.1 200 OK\r\n\r\nhello")
+    connection.send(b"!", socket.MSG_OOB)
+    connection.sendall(b"more")
+    connection.recv(1)
+
+
 SOURCES = {
+    "urgent_data": (urgent, 200),
     "endless_header": (drip(b"X-Line: " + b"x" * 1000 + b"\r\n"), 404),
     "interim_for_ever": (drip(b"HTTP/1.1 100 Continue\r\n\r\n"), 404),
     "length_2_to_63": (fixed(b"HTTP/1.1 200 OK\r\nContent-Length: 9223372036854775808\r\n\r\nx"), 404),
@@ -291,6 +301,14 @@ def icecast(lone_host, tmp_path):
     with open(tmp_path / "icecast.log", "wb") as log:
         process = subprocess.Popen(lone_host.command(executable, "-c", str(configuration)), stdout=log, stderr=log,
                                    stdin=subprocess.DEVNULL)
+
+    def listens():
+        try:
+            lone_host.connect("127.0.0.1", 8000).close()
+        except ConnectionRefusedError:
+            return False
+        return True
+    wait_until(listens, "icecast listens")
     yield process
     process.kill()
     process.wait()
