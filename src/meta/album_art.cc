@@ -10,6 +10,7 @@
 #include "http/file_sender.h"
 #include "http/respond.h"
 #include "meta/container_picture.h"
+#include "meta/riff.h"
 #include "meta/tag_text.h"
 
 namespace {

@@ -1,62 +1,16 @@
 #include "meta/audio_item.h"
 
-#include <taglib/id3v2tag.h>
-#include <taglib/infotag.h>
-#include <taglib/mp4file.h>
-#include <taglib/wavfile.h>
-
 #include "core/file.h"
 #include "core/log.h"
 #include "core/time_text.h"
 #include "db/add_item.h"
+#include "meta/file_window.h"
+#include "meta/m4a.h"
 #include "meta/pcm_format.h"
-#include "meta/taglib_stream.h"
+#include "meta/tag_text.h"
+#include "meta/wav.h"
 
 namespace {
-
-// TagLib has no missing texts, only empty ones.
-Text text_of(const TagLib::String& text) {
-    return text.isEmpty() ? Text{} : Text{text.to8Bit(true)};
-}
-
-// Fills what is still missing.
-void use_tag(AudioTags& tags, const TagLib::Tag& tag) {
-    const auto fill = [](Text& field, const TagLib::String& text) {
-        if (!field) field = text_of(text);
-    };
-    fill(tags.title, tag.title());
-    fill(tags.artist, tag.artist());
-    fill(tags.album, tag.album());
-    fill(tags.genre, tag.genre());
-    if (!tags.date && tag.year() > 0) tags.date = text_format(12, "%04d-01-01", static_cast<std::int32_t>(tag.year()));
-    if (tags.track == 0) tags.track = static_cast<std::int32_t>(tag.track());
-}
-
-void use_properties(AudioTags& tags, const TagLib::AudioProperties* properties) {
-    if (properties == nullptr || properties->lengthInMilliseconds() <= 0) return;
-    tags.duration = format_duration(properties->lengthInMilliseconds());
-    tags.bitrate = properties->bitrate();
-}
-
-void read_wav(AudioTags& tags, TagLib::IOStream& stream) {
-    const TagLib::RIFF::WAV::File file{&stream};
-    if (!file.isValid()) return;
-    // An ID3v2 tag in a chunk of its own, a LIST INFO chunk, or both.
-    if (file.hasID3v2Tag()) use_tag(tags, *file.ID3v2Tag());
-    if (file.hasInfoTag()) use_tag(tags, *file.InfoTag());
-    use_properties(tags, file.audioProperties());
-    if (file.hasID3v2Tag()) tags.has_cover = file.ID3v2Tag()->frameListMap().contains("APIC");
-}
-
-void read_m4a(AudioTags& tags, TagLib::IOStream& stream) {
-    const TagLib::MP4::File file{&stream};
-    if (!file.isValid()) return;
-    if (const auto* const tag = file.tag()) {
-        use_tag(tags, *tag);
-        tags.has_cover = tag->contains("covr");
-    }
-    use_properties(tags, file.audioProperties());
-}
 
 void measure_pcm(AudioTags& tags, const std::string& path) {
     const std::int64_t bytes_per_second = pcm_format_of(path).bytes_per_second();
@@ -85,12 +39,11 @@ AudioTags audio_read_tags(const std::string& path) {
         measure_pcm(tags, path);
         return tags;
     }
-    TagLibStream stream{file, tags.size};
-    if (wav)
-        read_wav(tags, stream);
-    else
-        read_m4a(tags, stream);
-    return tags;
+    FileWindow window{file, tags.size};
+    AudioTags read = wav ? wav_read_tags(window, tag_charset()) : m4a_read_tags(window);
+    read.size = tags.size;
+    read.modified = tags.modified;
+    return read;
 }
 
 void audio_add_item(const std::string& path, bool compilation) {

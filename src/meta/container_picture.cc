@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int kMostSteps = 10'000;  // boxes or chunks of one level
+constexpr int kMostSteps = 10'000;  // boxes of one level
 
 struct Extent {
     std::uint64_t begin = 0, end = 0;
@@ -72,19 +72,4 @@ std::optional<EmbeddedPicture> m4a_find_picture(FileWindow& file) {
     // By its first bytes: the type that is told is wrong often enough.
     if (as_text(file.at(picture.offset, 4)) == "\x89PNG") picture.mime = "image/png";
     return picture;
-}
-
-std::optional<std::uint64_t> riff_find_id3(FileWindow& file) {
-    constexpr std::uint64_t kFirstChunk = 12, kHeader = 8;
-    if (as_text(file.at(0, 4)) != "RIFF") return std::nullopt;
-    std::uint64_t at = kFirstChunk;
-    for (int step = 0; step < kMostSteps; ++step) {
-        ByteCursor cursor{file.at(at, kHeader)};
-        const auto id = cursor.take(4);
-        const auto size = cursor.little_endian(4);
-        if (!id || !size) return std::nullopt;
-        if (as_text(*id) == "ID3 " || as_text(*id) == "id3 ") return at + kHeader;
-        at += kHeader + *size + *size % 2;
-    }
-    return std::nullopt;
 }

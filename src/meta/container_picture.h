@@ -1,4 +1,4 @@
-// Cover pictures of audio containers, found by walking them: nothing of the sound is read.
+// Cover pictures of MPEG-4 files, found by walking their boxes: nothing of the sound is read.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,3 @@
 
 // The first picture of the cover list of an MPEG-4 file (ISO/IEC 14496-12 boxes; "covr" of the item list).
 std::optional<EmbeddedPicture> m4a_find_picture(FileWindow& file);
-
-// Where the ID3 chunk of a RIFF file has its data; missing when there is none.
-std::optional<std::uint64_t> riff_find_id3(FileWindow& file);

@@ -5,8 +5,8 @@
 
 namespace {
 
-// Indexed by number. The odd spellings (64, 67, 85, 100, 118, 123, 140 and others) are those that taggers write and that
-// receivers have listed for years, so they stay.
+// Indexed by number. The odd spellings (64, 67, 85, 100, 118, 123, 140 and others) are those that taggers write and
+// that receivers have listed for years, so they stay.
 // clang-format off
 constexpr auto kGenres = std::to_array<std::string_view>({
     /*   0 */ "Blues", "Classic Rock", "Country", "Dance", "Disco", "Funk", "Grunge", "Hip-Hop", "Jazz", "Metal",
@@ -36,4 +36,9 @@ static_assert(kGenres.size() == 148);
 Text id3_genre_name(std::int32_t number) {
     if (number < 0 || static_cast<std::size_t>(number) >= kGenres.size()) return std::nullopt;
     return std::string{kGenres[static_cast<std::size_t>(number)]};
+}
+
+Text id3_resolved_genre(Text genre) {
+    if (!has_text(genre) || genre->front() != '(') return genre;
+    return id3_genre_name(text_int(std::string_view{*genre}.substr(1)));
 }

@@ -18,18 +18,11 @@ std::string date_of_year(std::int32_t year) {
     return text_format(12, "%04d-01-01", year);
 }
 
-// "(17)" and what may stand behind it names a number of the genre table; "(RX)" reads as 0.
-void resolve_genre(Text& genre) {
-    if (!has_text(genre) || genre->front() != '(') return;
-    genre = id3_genre_name(text_int(std::string_view{*genre}.substr(1)));
-}
-
 void use_id3v2(Mp3Tags& tags, Id3v2Tag&& tag) {
     tags.title = std::move(tag.title);
     tags.artist = std::move(tag.artist);
     tags.album = std::move(tag.album);
-    tags.genre = std::move(tag.genre);
-    resolve_genre(tags.genre);
+    tags.genre = id3_resolved_genre(std::move(tag.genre));
     if (tag.year) tags.date = date_of_year(text_int(*tag.year));
     tags.track = tag.track;
     tags.picture_offset = tag.picture_offset;

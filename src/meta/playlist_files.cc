@@ -24,7 +24,7 @@
 
 namespace {
 
-constexpr std::size_t kLargestXml = 16 * 1024 * 1024;
+constexpr std::int64_t kLargestXml = 4 * 1024 * 1024;  // its tree takes many times that
 
 // The playlists that came from files, until the files go.
 struct ImportedFiles {
@@ -161,12 +161,14 @@ void import_lines(const std::string& path, std::string_view name, Refusal refusa
     import.finish();
 }
 
-// The whole of a file that is not unreasonably large.
+// The whole of a file that is not unreasonably large; of a larger one the start.
 std::optional<std::string> read_document(const std::string& path) {
     const File file = file_open_regular(path);
     const auto status = file ? file.status() : std::nullopt;
     if (!status) return std::nullopt;
-    std::string document(std::min(static_cast<std::size_t>(status->size), kLargestXml), '\0');
+    if (status->size > kLargestXml)
+        log_message(LOG_PROBLEM, LOG_DB, "only the first 4 MiB of playlist %s are read\n", path.c_str());
+    std::string document(static_cast<std::size_t>(std::min(status->size, kLargestXml)), '\0');
     document.resize(file.read_at(0, std::as_writable_bytes(std::span{document})));
     return document;
 }

@@ -1,29 +1,32 @@
 #include "meta/taglib_stream.h"
 
 #include <algorithm>
-#include <span>
+#include <string_view>
 
 TagLib::ByteVector TagLibStream::readBlock(unsigned long length) {
     const auto offset = static_cast<std::uint64_t>(position_);
-    const std::uint64_t left = window_.size() - std::min(offset, window_.size());
-    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>({length, left, kLargestBlock}));
-    TagLib::ByteVector block;
-    if (wanted <= FileWindow::kWindowBytes) {
-        const std::string_view bytes = as_text(window_.at(offset, wanted));
-        block.setData(bytes.data(), static_cast<unsigned>(bytes.size()));
-    } else {
-        block.resize(static_cast<unsigned>(wanted));
-        block.resize(
-            static_cast<unsigned>(file_.read_at(offset, std::as_writable_bytes(std::span{block.data(), wanted}))));
+    const std::uint64_t there = window_.size() - std::min(offset, window_.size());
+    const auto wanted = static_cast<unsigned>(std::min<std::uint64_t>({length, there, left_}));
+    TagLib::ByteVector block{wanted, '\0'};
+    unsigned filled = 0;
+    while (filled < wanted) {
+        const std::string_view bytes = as_text(window_.at(offset + filled, wanted - filled));
+        if (bytes.empty()) break;
+        std::ranges::copy(bytes, block.begin() + filled);
+        filled += static_cast<unsigned>(bytes.size());
     }
-    position_ += static_cast<std::int64_t>(block.size());
+    block.resize(filled);
+    position_ += filled;
+    left_ -= filled;
     return block;
 }
 
 void TagLibStream::seek(long offset, Position from) {
-    const std::int64_t base = from == Current ? position_ : from == End ? static_cast<std::int64_t>(window_.size()) : 0;
-    // Offsets are sums of what the file says.
+    const auto end = static_cast<std::int64_t>(window_.size());
+    const std::int64_t base = from == Current ? position_ : from == End ? end : 0;
+    // Offsets are sums of what the file says. Sums of lengths that are too large come out negative: at the start again,
+    // the walk over such a file would go round for ever.
     std::int64_t target = 0;
-    if (__builtin_add_overflow(base, std::int64_t{offset}, &target)) return;
-    position_ = std::max<std::int64_t>(target, 0);
+    if (__builtin_add_overflow(base, std::int64_t{offset}, &target) || target < 0) target = end;
+    position_ = target;
 }

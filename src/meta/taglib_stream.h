@@ -1,24 +1,23 @@
-// An open file as TagLib reads it: through a window, so that its many small steps cost few system calls, and never more
-// at once than any tag needs, so that a length in a broken file costs no memory. Reading only.
+// A file as TagLib reads it: through a window, so that its many small steps cost few system calls, and never more than
+// any tag needs, so that lengths in a broken file cost no memory. Reading only.
 #pragma once
 
 #include <taglib/tiostream.h>
 
-#include <cstddef>
 #include <cstdint>
 
-#include "core/file.h"
 #include "meta/file_window.h"
 
 class TagLibStream final : public TagLib::IOStream {
 public:
-    static constexpr std::size_t kLargestBlock = 16 * 1024 * 1024;
+    static constexpr std::uint64_t kMostBytes = 32 * 1024 * 1024;  // that one file gives in all
 
-    // The file stays the caller's and must outlive the stream.
-    TagLibStream(const File& file, std::uint64_t size) : file_(file), window_(file, size) {}
+    // The window stays the caller's and must outlive the stream.
+    explicit TagLibStream(FileWindow& window) : window_(window) {}
 
     TagLib::FileName name() const override { return ""; }
     TagLib::ByteVector readBlock(unsigned long length) override;
+    // A place that no file can have is the end.
     void seek(long offset, Position from) override;
     long tell() const override { return static_cast<long>(position_); }
     long length() override { return static_cast<long>(window_.size()); }
@@ -31,7 +30,7 @@ public:
     void truncate(long /*length*/) override {}
 
 private:
-    const File& file_;
-    FileWindow window_;
+    FileWindow& window_;
     std::int64_t position_ = 0;
+    std::uint64_t left_ = kMostBytes;
 };

@@ -65,6 +65,36 @@ TEST(Audio, WhatCannotBeReadIsMissing) {
     EXPECT_EQ(audio_read_tags(scratch / "none.m4a").modified, 0);
 }
 
+std::string box(std::string_view type, const std::string& data) {
+    return big_endian_bytes(static_cast<std::uint32_t>(8 + data.size()), 4).append(type).append(data);
+}
+
+// Files that would take the stack, the memory or for ever stay without tags.
+TEST(Audio, HostileContainers) {
+    const std::string name = box("\xA9nam", box("data", big_endian_bytes(1, 4) + big_endian_bytes(0, 4) + "Title"));
+    const std::string movie =
+        box("moov", box("udta", box("meta", "\0\0\0\0"s + box("hdlr", std::string(25, '\0')) + box("ilst", name))));
+    std::string deep, many, chunks, chapters;
+    for (std::uint32_t left = 60'000; left > 0; --left) deep += big_endian_bytes(8 * left, 4) + "moov";
+    for (int i = 0; i < 20'000; ++i) many += box("free", "");
+    for (int i = 0; i < 20'000; ++i) chunks += chunk("junk", "");
+    for (std::uint32_t left = 5000; left > 0; --left)
+        chapters += "CHAP" + big_endian_bytes(28 * left - 10, 4) + "\0\0a\0"s + std::string(16, '\0');
+    const std::string tag = "ID3\3\0\0\0\x0F\0\0"s + chapters;
+    const std::string endless = big_endian_bytes(1, 4) + "mdat\x7F" + std::string(7, '\xFF') + std::string(64, '\0');
+
+    ScratchDirectory scratch;
+    const auto title = [&scratch](const char* file, const std::string& bytes) {
+        return audio_read_tags(scratch.write(file, bytes)).title;
+    };
+    EXPECT_EQ(title("good.m4a", box("free", "") + movie), "Title");
+    EXPECT_EQ(title("endless.m4a", box("free", "") + endless + movie), Text{});
+    EXPECT_EQ(title("deep.m4a", deep + movie), Text{});
+    EXPECT_EQ(title("many.m4a", many + movie), Text{});
+    EXPECT_EQ(title("chunks.wav", wav(0, chunks + info())), Text{});
+    EXPECT_EQ(title("chapters.wav", wav(0, chunk("id3 ", tag) + info())), "Title");
+}
+
 struct RawCase {
     const char* file;
     std::size_t size;
