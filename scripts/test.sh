@@ -55,6 +55,7 @@ set_sanitizer_options() {
   export TSAN_OPTIONS=second_deadlock_stack=1:halt_on_error=0
 }
 
+# Two files at a time: they mostly wait, for deadlines of the server's, and each has hosts of its own.
 # Without root the namespaces are made inside a user namespace, where the caller plays root.
 run_system_tests() {
   local wrapper=()
@@ -66,7 +67,7 @@ run_system_tests() {
     fi
   fi
   PELORAMA_DAEMON="$PWD/$build/src/pelorama-mediaserver" PELORAMA_SANITIZER="${preset/plain/}" PYTHONDONTWRITEBYTECODE=1 \
-    "${wrapper[@]}" "$python" -m pytest -p no:cacheprovider -ra tests/system
+    "${wrapper[@]}" "$python" -m pytest -p no:cacheprovider -ra -n 2 --dist loadfile tests/system
 }
 
 build_tree
