@@ -1,5 +1,8 @@
 #include "db/add_item.h"
 
+#include <ranges>
+#include <vector>
+
 #include "core/file.h"
 #include "core/log.h"
 #include "core/settings.h"
@@ -18,8 +21,39 @@ void join_playlist(const StoreLock& lock, MediaItem& item, const std::string& pl
     if (db_find_item_by_path(lock, list, item.path.view()) == nullptr) db_add_reference(lock, list, item, position);
 }
 
+// Where an item that goes stood in playlists, for the one that comes in its place. Only the importer of a music library
+// knows what stood in its playlists, and it comes back only when the library changes.
+struct PlaylistSeat {
+    ObjectId playlist = kNoObject;
+    std::int32_t sort_key = 0;
+};
+struct FormerPlaces {
+    SharedText playlist;
+    std::vector<PlaylistSeat> seats;  // the newest first
+};
+
+FormerPlaces places_of(const StoreLock& lock, const MediaItem& item) {
+    FormerPlaces former{.playlist = item.playlist, .seats = {}};
+    const MediaContainer* const playlists = store(lock).playlists;
+    tree_for_each_reference(lock, item, [&](const ItemReference& reference) {
+        const MediaContainer* const list = tree_parent(lock, reference);
+        const bool imported = playlists != nullptr && list->parent == playlists->id && !list->permanent;
+        if (imported) former.seats.push_back({.playlist = list->id, .sort_key = reference.sort_key});
+    });
+    return former;
+}
+
+void take_places(const StoreLock& lock, MediaItem& item, const FormerPlaces& former) {
+    if (!item.playlist) item.playlist = former.playlist;
+    for (const PlaylistSeat& seat : former.seats | std::views::reverse) {
+        MediaContainer* const list = as_container(tree_object(lock, seat.playlist));
+        if (list != nullptr && db_find_item_by_path(lock, *list, item.path.view()) == nullptr)
+            db_add_reference(lock, *list, item, seat.sort_key);
+    }
+}
+
 // Whether the item that is already there stays. One that is older than the file goes, with all its references.
-bool keeps_present(const StoreLock& lock, MediaItem& present, const NewItem& wanted) {
+bool keeps_present(const StoreLock& lock, MediaItem& present, const NewItem& wanted, FormerPlaces& former) {
     if (has_text(wanted.playlist)) {
         if (!present.playlist) present.playlist = tree_intern(lock, *wanted.playlist);
         join_playlist(lock, present, *wanted.playlist, wanted.track);
@@ -30,6 +64,7 @@ bool keeps_present(const StoreLock& lock, MediaItem& present, const NewItem& wan
         tree_item_changed(lock);
     }
     if (present.modified >= wanted.modified) return true;
+    former = places_of(lock, present);
     tree_remove_item(lock, present);
     return false;
 }
@@ -150,10 +185,11 @@ AddResult link(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts)
 
 AddResult db_add_item(NewItem&& wanted) {
     if (!has_text(wanted.path)) return AddResult::failed;
+    FormerPlaces former;
     {
         StoreLock lock;
         MediaItem* const present = db_find_in_type(lock, *wanted.path, wanted.media_class);
-        if (present != nullptr && keeps_present(lock, *present, wanted)) return AddResult::already_present;
+        if (present != nullptr && keeps_present(lock, *present, wanted, former)) return AddResult::already_present;
     }
     if (!is_there(*wanted.path)) {
         log_message(LOG_PROBLEM, LOG_DB, "item could not be found on disk: %s\n", wanted.path->c_str());
@@ -165,8 +201,15 @@ AddResult db_add_item(NewItem&& wanted) {
     StoreLock lock;
     // Another thread may have added the same file while the lock was free.
     MediaItem* const present = db_find_in_type(lock, *wanted.path, wanted.media_class);
-    if (present != nullptr && keeps_present(lock, *present, wanted)) return AddResult::already_present;
-    return link(lock, make_item(lock, wanted, texts), texts);
+    if (present != nullptr && keeps_present(lock, *present, wanted, former)) {
+        take_places(lock, *present, former);
+        return AddResult::already_present;
+    }
+    const AddResult result = link(lock, make_item(lock, wanted, texts), texts);
+    if (former.seats.empty() || result != AddResult::added) return result;
+    if (MediaItem* const added = db_find_in_type(lock, *wanted.path, wanted.media_class))
+        take_places(lock, *added, former);
+    return result;
 }
 
 void db_set_bitrate(std::string_view path, ObjectClass media_class, std::int32_t kilobits_per_second) {

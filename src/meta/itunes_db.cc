@@ -59,8 +59,9 @@ std::uint32_t rest_of(std::uint32_t length, std::uint32_t read) {
 
 class DatabaseReader {
 public:
-    DatabaseReader(FileWindow& file, const std::string& mount_path, TagCharset charset, const LibraryEntrySink& sink)
-        : file_(file), mount_path_(mount_path), charset_(charset), sink_(sink) {}
+    DatabaseReader(FileWindow& file, const std::string& mount_path, TagCharset charset, const LibraryEntrySink& sink,
+                   const RunningFlag* running)
+        : file_(file), mount_path_(mount_path), charset_(charset), sink_(sink), running_(running) {}
 
     std::string read_all() {
         while (read_record()) {
@@ -72,6 +73,7 @@ private:
     // ---- bytes
 
     std::optional<Bytes> take(std::size_t n) {
+        errno = 0;  // the messages tell the system's error, and an end of file is none
         const Bytes bytes = file_.at(position_, n);
         if (bytes.size() < n) return std::nullopt;
         position_ += n;
@@ -120,7 +122,10 @@ private:
 
     // ---- records
 
+    bool stopped() const { return running_ != nullptr && !running_->running(); }
+
     bool read_record() {
+        if (stopped()) return false;
         const auto common = take_common();
         if (!common) {
             // A record that is cut by the end of the file is an end like any other.
@@ -166,6 +171,7 @@ private:
     }
 
     bool read_song() {
+        if (stopped()) return false;
         const auto common = take_common();
         if (!common) return fail_reading("error: reading song header: ");
         if (common->tag != kSong) return fail_number("error: invalid song header type: ", common->tag);
@@ -266,6 +272,7 @@ private:
     }
 
     bool read_entry() {
+        if (stopped()) return false;
         const auto common = take_common();
         if (!common) return fail_reading("error: reading pl song header: ");
         if (common->tag != kEntry) return fail_number("error: invalid pl song header type: ", common->tag);
@@ -283,6 +290,7 @@ private:
     const std::string& mount_path_;
     const TagCharset charset_;
     const LibraryEntrySink& sink_;
+    const RunningFlag* running_;
     std::uint64_t position_ = 0;
     std::string error_;
 
@@ -296,9 +304,8 @@ private:
 }  // namespace
 
 std::string itunesdb_read(FileWindow& file, const std::string& mount_path, TagCharset charset,
-                          const LibraryEntrySink& sink) {
-    errno = 0;  // the messages tell the system's error, and an end of file is none
-    return DatabaseReader{file, mount_path, charset, sink}.read_all();
+                          const LibraryEntrySink& sink, const RunningFlag* running) {
+    return DatabaseReader{file, mount_path, charset, sink, running}.read_all();
 }
 
 std::string itunesdb_mount_path(const std::string& path) {
@@ -314,11 +321,12 @@ std::vector<std::string> itunesdb_import(const std::string& path, const std::vec
     if (!status) return former_names;
     LibraryImport import{former_names, running};
     FileWindow window{file, static_cast<std::uint64_t>(status->size)};
-    const std::string error =
-        itunesdb_read(window, itunesdb_mount_path(path), tag_charset(),
-                      [&](const LibrarySong& song, const std::string& playlist, std::int32_t position) {
-                          return import.add(song, playlist, position);
-                      });
+    const std::string error = itunesdb_read(
+        window, itunesdb_mount_path(path), tag_charset(),
+        [&](const LibrarySong& song, const std::string& playlist, std::int32_t position) {
+            return import.add(song, playlist, position);
+        },
+        running);
     std::fwrite(error.data(), 1, error.size(), stderr);
     return import.finish();
 }

@@ -12,9 +12,9 @@
 
 // Hands every entry of every playlist but the first, which is the whole library, to the sink. mount_path stands in for
 // what the locations of songs have in front of their folder ("F00:ABCD.mp3"). The answer is the message about what
-// ended the reading; empty at a proper end.
+// ended the reading; empty at a proper end, and when the sink or the flag (null: none) ended it.
 std::string itunesdb_read(FileWindow& file, const std::string& mount_path, TagCharset charset,
-                          const LibraryEntrySink& sink);
+                          const LibraryEntrySink& sink, const RunningFlag* running = nullptr);
 
 // The folder of the songs: "Music" beside the folder that holds the database, with a "/" at its end.
 std::string itunesdb_mount_path(const std::string& path);

@@ -26,6 +26,7 @@ void itunes_thread(RunningFlag& running, const std::string& path, LibraryReading
     const ClearsWhenDone done{running};
     while (!may_begin())
         if (!sleep_while_running(running, 100)) return;
+    if (!running.running()) return;
 
     std::optional<FileStatus> last;
     std::vector<std::string> names;
@@ -42,7 +43,7 @@ void itunes_thread(RunningFlag& running, const std::string& path, LibraryReading
 void start(RunningFlag& running, Setting setting, LibraryReading read, LibraryMayBegin may_begin) {
     const Text path = settings_get(setting);
     if (!has_text(path)) return;
-    running.set_running();
+    if (!running.set_running()) return;
     const bool started = thread_start_detached(
         [&running, path = *path, read, may_begin] { itunes_thread(running, path, read, may_begin); });
     if (!started) running.clear();

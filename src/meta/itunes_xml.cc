@@ -20,15 +20,18 @@ struct Token {
     std::string text;  // as written, entities and all
 };
 
-// Tag by tag, one pass, no memory but the token. Comments, declarations and attributes are read over.
+// Tag by tag, one pass, no memory but the token. Comments, declarations and attributes are read over. To a flag (null:
+// none) that stops running the file ends.
 class TokenReader {
 public:
-    explicit TokenReader(FileWindow& file) : file_(file) {}
+    TokenReader(FileWindow& file, const RunningFlag* running) : file_(file), running_(running) {}
 
     const Token& next() {
         token_.text.clear();
         for (;;) {
             token_.name.clear();
+            token_.kind = Token::Kind::end;
+            if (running_ != nullptr && !running_->running()) return token_;
             take_until('<', &token_.text, kLongestText);
             token_.kind = take_tag();
             if (token_.kind == Token::Kind::end || !is_declaration()) return token_;
@@ -105,6 +108,7 @@ private:
     }
 
     FileWindow& file_;
+    const RunningFlag* running_;
     std::uint64_t position_ = 0;
     std::string_view rest_;  // of what is loaded
     Token token_;
@@ -114,7 +118,7 @@ private:
 // read it to its end. Nothing here recurses by what the file holds.
 class PropertyList {
 public:
-    explicit PropertyList(FileWindow& file) : tokens_(file) {}
+    PropertyList(FileWindow& file, const RunningFlag* running) : tokens_(file, running) {}
 
     // Goes to the first dictionary; false when there is none.
     bool enter() {
@@ -202,7 +206,8 @@ constexpr TextKey kTextKeys[] = {
 
 class LibraryReader {
 public:
-    LibraryReader(FileWindow& file, const LibraryEntrySink& sink) : list_(file), sink_(sink) {}
+    LibraryReader(FileWindow& file, const LibraryEntrySink& sink, const RunningFlag* running)
+        : list_(file, running), sink_(sink) {}
 
     void read() {
         if (!list_.enter()) return;
@@ -287,8 +292,8 @@ private:
 
 }  // namespace
 
-void itunes_xml_read(FileWindow& file, const LibraryEntrySink& sink) {
-    LibraryReader{file, sink}.read();
+void itunes_xml_read(FileWindow& file, const LibraryEntrySink& sink, const RunningFlag* running) {
+    LibraryReader{file, sink, running}.read();
 }
 
 Text itunes_location_path(std::string_view location) {
@@ -306,8 +311,11 @@ std::vector<std::string> itunes_xml_import(const std::string& path, const std::v
     if (!status) return former_names;
     LibraryImport import{former_names, running};
     FileWindow window{file, static_cast<std::uint64_t>(status->size)};
-    itunes_xml_read(window, [&](const LibrarySong& song, const std::string& playlist, std::int32_t position) {
-        return import.add(song, playlist, position);
-    });
+    itunes_xml_read(
+        window,
+        [&](const LibrarySong& song, const std::string& playlist, std::int32_t position) {
+            return import.add(song, playlist, position);
+        },
+        running);
     return import.finish();
 }

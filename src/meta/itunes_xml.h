@@ -11,7 +11,7 @@
 
 // Hands every entry of every playlist but the first and the one called "Library", which are the whole library, to the
 // sink. Only tracks that are files count.
-void itunes_xml_read(FileWindow& file, const LibraryEntrySink& sink);
+void itunes_xml_read(FileWindow& file, const LibraryEntrySink& sink, const RunningFlag* running = nullptr);
 
 // The path of a "file://localhost/..." or "file:///..." location; missing for others.
 Text itunes_location_path(std::string_view location);

@@ -100,11 +100,12 @@ const std::string& LibraryImport::name_for(const std::string& playlist) {
 }
 
 bool LibraryImport::add(const LibrarySong& song, const std::string& playlist, std::int32_t position) {
-    if (running_ != nullptr && !running_->running()) return false;
+    if (!goes_on()) return false;
     NewItem item = item_of_entry(song, name_for(playlist), position);
+    const auto spelled = resolver_.file_at(*item.path);
+    const bool is_file = spelled || !file_status(*item.path);  // what is not there at all is the store's to tell
+    if (spelled) item.path = *spelled;
     const std::string path = *item.path;
-    const auto status = file_status(path);
-    const bool is_file = !status || status->regular;  // what is not there at all is the store's to tell
     const AddResult result = is_file ? db_add_item(std::move(item)) : AddResult::failed;
     if (result == AddResult::failed)
         log_message(LOG_INFO, LOG_DB, "failed to add item: %s\n", std::string{text_or_empty(song.title)}.c_str());
@@ -113,6 +114,7 @@ bool LibraryImport::add(const LibrarySong& song, const std::string& playlist, st
 }
 
 std::vector<std::string> LibraryImport::finish() {
+    if (!goes_on()) return {former_names_.begin(), former_names_.end()};
     std::vector<std::string> names;
     for (const auto& [name, former] : former_) {
         db_end_playlist(name, former);

@@ -15,6 +15,7 @@
 #include "core/str.h"
 #include "core/thread.h"
 #include "db/objects.h"
+#include "meta/playlist_entry.h"
 
 struct LibrarySong {
     std::int32_t id = 0;
@@ -53,17 +54,19 @@ std::int32_t library_time_key(std::string_view modified);
 class LibraryImport {
 public:
     LibraryImport(const std::vector<std::string>& former_names, const RunningFlag* running)
-        : former_names_(former_names.begin(), former_names.end()), running_(running) {}
+        : former_names_(former_names.begin(), former_names.end()), resolver_({}), running_(running) {}
 
     // A sink; false when the flag (null: none) stopped running.
     bool add(const LibrarySong& song, const std::string& playlist, std::int32_t position);
-    // The names of the playlists that were read.
+    // The names of the playlists that were read; of all so far when the flag ended it.
     std::vector<std::string> finish();
 
 private:
     const std::string& name_for(const std::string& playlist);
+    bool goes_on() const { return running_ == nullptr || running_->running(); }
 
     std::set<std::string> former_names_;
+    const EntryResolver resolver_;
     const RunningFlag* running_;
     std::map<std::string, std::vector<ObjectId>, std::less<>> former_;  // what the playlists read so far held before
 };

@@ -37,12 +37,6 @@ std::vector<std::string> content_directories_of_entries() {
     return directories;
 }
 
-// Regular files only; what stands in /proc is no music either, whatever its status says.
-std::optional<FileStatus> media_file_status(const std::string& path) {
-    const auto status = file_status(path);
-    return status && status->regular && !path.starts_with("/proc") ? status : std::nullopt;
-}
-
 // Without ".", ".." and doubled slashes, by the text alone.
 std::string tidy_path(std::string_view path) {
     const bool absolute = path.starts_with('/');
@@ -63,6 +57,12 @@ std::string tidy_path(std::string_view path) {
         tidy += name;
     }
     return tidy;
+}
+
+// Regular files only; what stands in /proc is no music either, whatever its status says.
+std::optional<FileStatus> media_file_status(const std::string& path) {
+    const auto status = file_status(path);
+    return status && status->regular && !tidy_path(path).starts_with("/proc/") ? status : std::nullopt;
 }
 
 }  // namespace
@@ -91,11 +91,12 @@ std::optional<ResolvedEntry> EntryResolver::resolve(std::string_view entry) cons
     return ResolvedEntry{.path = std::move(*path)};
 }
 
+std::optional<std::string> EntryResolver::file_at(const std::string& path) const {
+    const auto status = media_file_status(path);
+    return status ? std::optional{scanner_spelling(path, *status)} : std::nullopt;
+}
+
 std::optional<std::string> EntryResolver::find_file(std::string_view entry) const {
-    const auto file_at = [this](const std::string& candidate) -> std::optional<std::string> {
-        const auto status = media_file_status(candidate);
-        return status ? std::optional{scanner_spelling(candidate, *status)} : std::nullopt;
-    };
     if (entry.starts_with('/') || (entry.size() > 1 && entry[1] == ':'))
         if (auto found = file_at(std::string{entry})) return found;
     if (auto found = file_at(joined(here_, entry))) return found;

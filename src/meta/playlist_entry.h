@@ -23,6 +23,9 @@ public:
     // slashes, then in UTF-8. Missing when there is none, and for other playlists: they are no media.
     std::optional<ResolvedEntry> resolve(std::string_view entry) const;
 
+    // This file and no other, spelled as the scanner would spell it; missing when it is none.
+    std::optional<std::string> file_at(const std::string& path) const;
+
 private:
     std::optional<std::string> find_file(std::string_view entry) const;
     std::string scanner_spelling(const std::string& path, const FileStatus& status) const;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <deque>
 #include <limits>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
@@ -24,12 +26,17 @@
 
 namespace {
 
+constexpr int kMostEntries = 100'000;
 constexpr std::int64_t kLargestXml = 4 * 1024 * 1024;  // its tree takes many times that
+
+using Paths = std::unordered_set<std::string>;
 
 // The playlists that came from files, until the files go.
 struct ImportedFiles {
     std::mutex mutex;
     std::map<std::string, std::string> names;  // by path
+    // What the store refused when the file was read last; mostly nothing.
+    std::map<std::string, Paths> refused;
 };
 ImportedFiles& imported() {
     return process_wide<ImportedFiles>();
@@ -40,13 +47,13 @@ enum class Refusal { with_title, path_alone };
 // An entry that was found.
 struct FoundEntry {
     ResolvedEntry place;
-    std::string title;  // what the playlist calls it, for a file whose tag does not
+    std::shared_ptr<const std::string> title;  // what the playlist calls it, for a file whose tag does not
     std::int32_t position = 0;
 };
 
 // Without a file name ("http://host:8000/") the URL itself has to do.
 std::string title_of(const FoundEntry& entry) {
-    if (!entry.title.empty()) return entry.title;
+    if (!entry.title->empty()) return *entry.title;
     std::string name = title_from_path(entry.place.path);
     return name.empty() ? entry.place.path : name;
 }
@@ -80,8 +87,9 @@ NewItem item_of(const FoundEntry& entry) {
 
 class Import {
 public:
-    Import(const std::string& path, std::string_view name, Refusal refusal)
+    Import(const std::string& path, std::string_view name, Refusal refusal, const RunningFlag* running)
         : path_(path),
+          running_(running),
           resolver_(path),
           name_(name.empty() ? title_from_path(path) : text_clean(name)),
           refusal_(refusal) {
@@ -90,35 +98,72 @@ public:
         imported().names[path_] = name_;
     }
 
-    void add(std::string_view entry, std::string_view title) {
+    // A sink.
+    bool add(std::string_view entry, std::string_view title) {
+        if (!goes_on()) return false;
+        if (seen_++ == kMostEntries) {
+            log_message(LOG_PROBLEM, LOG_DB, "only the first %d entries of playlist %s are read\n", kMostEntries,
+                        path_.c_str());
+            return false;
+        }
         auto place = resolver_.resolve(entry);
         if (!place) {
             log_message(LOG_PROBLEM, LOG_DB, "failed to locate/add playlist item: %s\n", std::string{entry}.c_str());
-            return;
+            return true;
         }
         ++positions_;
         // An item stands in a playlist once, at its first position.
-        if (!known_.insert(place->path).second) return;
-        entries_.push_back({.place = std::move(*place), .title = std::string{title}, .position = positions_});
+        if (known_.contains(place->path)) return true;
+        // A title that is carried over is there once.
+        if (*title_ != title) title_ = std::make_shared<const std::string>(title);
+        entries_.push_back({.place = std::move(*place), .title = title_, .position = positions_});
+        known_.insert(entries_.back().place.path);
+        return true;
     }
 
     // A playlist that would come out as it is stays as it is: receivers that play it go on with the ids that they know.
     void finish() const {
+        if (!goes_on()) return;
         const bool shuffled = settings_get_bool(Setting::randomizeplaylists);
         if (!shuffled && stands_already()) return;
         const std::vector<ObjectId> former = db_begin_playlist(name_);
-        std::int32_t refused = 0;
-        for (const FoundEntry& entry : entries_)
-            if (!add_item(entry, shuffled ? std::rand() : entry.position - refused)) ++refused;
+        Paths refused;
+        for (const FoundEntry& entry : entries_) {
+            if (!goes_on()) return;
+            const auto gap = static_cast<std::int32_t>(refused.size());
+            if (!add_item(entry, shuffled ? std::rand() : entry.position - gap)) refused.insert(entry.place.path);
+        }
         db_end_playlist(name_, former);
+        std::scoped_lock lock{imported().mutex};
+        if (refused.empty())
+            imported().refused.erase(path_);
+        else
+            imported().refused[path_] = std::move(refused);
     }
 
 private:
+    bool goes_on() const { return running_ == nullptr || running_->running(); }
+
+    // With the positions that were given out: those behind a refused entry moved up. It is offered again.
     bool stands_already() const {
+        const Paths refused = refused_before();
         std::vector<PlaylistPlace> places;
-        for (const FoundEntry& entry : entries_)
-            places.push_back({.path = entry.place.path, .sort_key = entry.position});
-        return db_playlist_holds(name_, places);
+        std::vector<const FoundEntry*> left_out;
+        for (const FoundEntry& entry : entries_) {
+            const auto gap = static_cast<std::int32_t>(left_out.size());
+            if (refused.contains(entry.place.path))
+                left_out.push_back(&entry);
+            else
+                places.push_back({.path = entry.place.path, .sort_key = entry.position - gap});
+        }
+        return db_playlist_holds(name_, places) &&
+               std::ranges::none_of(left_out, [this](const FoundEntry* entry) { return add_item(*entry, 0); });
+    }
+
+    Paths refused_before() const {
+        std::scoped_lock lock{imported().mutex};
+        const auto found = imported().refused.find(path_);
+        return found == imported().refused.end() ? Paths{} : found->second;
     }
 
     // False when the store refuses it.
@@ -141,23 +186,27 @@ private:
     }
 
     const std::string& path_;
+    const RunningFlag* running_;
     const EntryResolver resolver_;
     std::string name_;
     const Refusal refusal_;
-    std::vector<FoundEntry> entries_;
-    std::unordered_set<std::string> known_;  // their paths
+    std::deque<FoundEntry> entries_;
+    std::unordered_set<std::string_view> known_;  // their paths
+    std::shared_ptr<const std::string> title_ = std::make_shared<const std::string>();
+    int seen_ = 0;
     std::int32_t positions_ = 0;
 };
 
 using LineFormat = void (*)(FileWindow& file, const PlaylistEntrySink& sink);
 
-void import_lines(const std::string& path, std::string_view name, Refusal refusal, LineFormat read) {
+void import_lines(const std::string& path, std::string_view name, Refusal refusal, const RunningFlag* running,
+                  LineFormat read) {
     const File file = file_open_regular(path);
     const auto status = file ? file.status() : std::nullopt;
     if (!status) return;
-    Import import{path, name, refusal};
+    Import import{path, name, refusal, running};
     FileWindow window{file, static_cast<std::uint64_t>(status->size)};
-    read(window, [&](std::string_view entry, std::string_view title) { import.add(entry, title); });
+    read(window, [&](std::string_view entry, std::string_view title) { return import.add(entry, title); });
     import.finish();
 }
 
@@ -175,19 +224,20 @@ std::optional<std::string> read_document(const std::string& path) {
 
 }  // namespace
 
-void m3u_import(const std::string& path, std::string_view name) {
-    import_lines(path, name, Refusal::with_title, m3u_read);
+void m3u_import(const std::string& path, std::string_view name, const RunningFlag* running) {
+    import_lines(path, name, Refusal::with_title, running, m3u_read);
 }
 
-void pls_import(const std::string& path, std::string_view name) {
-    import_lines(path, name, Refusal::path_alone, pls_read);
+void pls_import(const std::string& path, std::string_view name, const RunningFlag* running) {
+    import_lines(path, name, Refusal::path_alone, running, pls_read);
 }
 
-void xml_playlist_import(const std::string& path, std::string_view name) {
+void xml_playlist_import(const std::string& path, std::string_view name, const RunningFlag* running) {
     const auto document = read_document(path);
     if (!document) return;
-    Import import{path, name, Refusal::path_alone};
-    xml_playlist_read(*document, [&](std::string_view entry, std::string_view title) { import.add(entry, title); });
+    Import import{path, name, Refusal::path_alone, running};
+    xml_playlist_read(*document,
+                      [&](std::string_view entry, std::string_view title) { return import.add(entry, title); });
     import.finish();
 }
 
@@ -206,5 +256,6 @@ void playlists_forget_vanished() {
         if (!named_by_another) db_end_playlist(file.second, db_begin_playlist(file.second));
         std::scoped_lock lock{imported().mutex};
         imported().names.erase(file.first);
+        imported().refused.erase(file.first);
     }
 }

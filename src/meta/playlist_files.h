@@ -2,15 +2,18 @@
 // joins it when the store has the item already. Reading a playlist again replaces what it had before. The playlist is
 // called as asked for, else after its file.
 //
-// A file that cannot be opened is ignored; entries that cannot be found are logged and left out.
+// A file that cannot be opened is ignored; entries that cannot be found are logged and left out, and so is what follows
+// the 100,000th. A flag (null: none) that stops running ends an import early.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-void m3u_import(const std::string& path, std::string_view name = {});
-void pls_import(const std::string& path, std::string_view name = {});
-void xml_playlist_import(const std::string& path, std::string_view name = {});
+#include "core/thread.h"
+
+void m3u_import(const std::string& path, std::string_view name = {}, const RunningFlag* running = nullptr);
+void pls_import(const std::string& path, std::string_view name = {}, const RunningFlag* running = nullptr);
+void xml_playlist_import(const std::string& path, std::string_view name = {}, const RunningFlag* running = nullptr);
 
 // Empties the playlists whose files are gone since they were imported. Called by the scanner behind each pass.
 void playlists_forget_vanished();

@@ -55,7 +55,7 @@ void m3u_read(FileWindow& file, const PlaylistEntrySink& sink) {
             const std::size_t comma = line.starts_with(kTitleMark) ? line.find(',') : std::string::npos;
             if (comma != std::string::npos) title = line.substr(comma + 1, kLongestTitle);
         } else if (line.size() >= kLeastEntry) {
-            sink(line, title);
+            if (!sink(line, title)) return;
         }
     }
 }
@@ -66,7 +66,7 @@ void pls_read(FileWindow& file, const PlaylistEntrySink& sink) {
         const std::size_t equals = line.starts_with("File") ? line.find('=') : std::string::npos;
         if (equals == std::string::npos) continue;
         const std::string_view entry = std::string_view{line}.substr(equals + 1);
-        if (entry.size() >= kLeastEntry) sink(entry, {});
+        if (entry.size() >= kLeastEntry && !sink(entry, {})) return;
     }
 }
 
@@ -75,6 +75,6 @@ void xml_playlist_read(std::string_view document, const PlaylistEntrySink& sink)
     for (const XmlNode* media = xml_find(root.get(), "media"); media != nullptr; media = media->next.get()) {
         if (media->name != "media") continue;
         const Text source = xml_get_attribute(media, "src");
-        if (has_text(source)) sink(xml_unescape(*source), {});
+        if (has_text(source) && !sink(xml_unescape(*source), {})) return;
     }
 }

@@ -12,8 +12,8 @@
 constexpr std::size_t kPlaylistLine = 1024;  // bytes of a line that count
 
 // Called for each entry in order, with its text and the title that the playlist has for it (empty: none). The views are
-// valid during the call.
-using PlaylistEntrySink = std::function<void(std::string_view entry, std::string_view title)>;
+// valid during the call. False ends the reading.
+using PlaylistEntrySink = std::function<bool(std::string_view entry, std::string_view title)>;
 
 void m3u_read(FileWindow& file, const PlaylistEntrySink& sink);
 void pls_read(FileWindow& file, const PlaylistEntrySink& sink);

@@ -10,6 +10,12 @@
 
 namespace {
 
+// Under the name of the file.
+template <auto import>
+void import_as(const std::string& path, const RunningFlag& running) {
+    import(path, {}, &running);
+}
+
 // clang-format off
 constexpr MediaReader kReaders[] = {
     {"mp3",   ReaderType::music, mp3_add_item},
@@ -18,9 +24,9 @@ constexpr MediaReader kReaders[] = {
     {"pcm",   ReaderType::music, audio_add_item},
     {"lpcm",  ReaderType::music, audio_add_item},
     {"wma",   ReaderType::music, wma_add_item},
-    {"m3u",   ReaderType::music, [](const std::string& path, bool) { m3u_import(path); }, true},
-    {"wpl",   ReaderType::music, [](const std::string& path, bool) { xml_playlist_import(path); }, true},
-    {"pls",   ReaderType::music, [](const std::string& path, bool) { pls_import(path); }, true},
+    {"m3u",   ReaderType::music, nullptr, import_as<m3u_import>},
+    {"wpl",   ReaderType::music, nullptr, import_as<xml_playlist_import>},
+    {"pls",   ReaderType::music, nullptr, import_as<pls_import>},
     {"jpg",   ReaderType::picture, picture_add_item},
     {"jpeg",  ReaderType::picture, picture_add_item},
     {"avi",   ReaderType::video, video_add_item},

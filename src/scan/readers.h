@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/thread.h"
 #include "db/objects.h"
 
 // The letters that may stand before a content directory ("M|/data").
@@ -20,10 +21,11 @@ ObjectClass reader_class(ReaderType type);
 struct MediaReader {
     std::string_view extension;
     ReaderType type;
-    // Reads the file and adds its item; failures are the reader's to log.
+    // Reads the file and adds its item; failures are the reader's to log. Null for playlists.
     void (*add)(const std::string& path, bool compilation);
-    // A playlist: what it names is to be found by its own reader first, which knows more of it.
-    bool playlist = false;
+    // In place of add, of a playlist: what it names is to be found by its own reader first, which knows more of it.
+    // Ends early with the flag.
+    void (*import)(const std::string& path, const RunningFlag& running) = nullptr;
 };
 
 // In the order of matching.

@@ -50,16 +50,15 @@ void publish_scanning(bool scanning) {
     state().status.scanning = scanning;
 }
 
-void scan_target(const ScanTarget& target, const RunningFlag& running) {
-    log_message(LOG_INFO, LOG_DB, "DB scanning %s\n", target.text.c_str());
-    scan_directory(target, running);
-    log_message(LOG_INFO, LOG_DB, "DB scan on %s completed\n", target.text.c_str());
-}
-
-void scan_content_directories(const RunningFlag& running) {
-    for (const ScanTarget& target : content_directories()) {
-        if (!running.running()) return;
-        scan_target(target, running);
+// The playlists come last of all: they may name files of any directory.
+void scan_targets(const std::vector<ScanTarget>& targets, const RunningFlag& running) {
+    FoundPlaylists playlists;
+    for (std::size_t i = 0; i < targets.size() && running.running(); ++i) {
+        const char* const text = targets[i].text.c_str();
+        log_message(LOG_INFO, LOG_DB, "DB scanning %s\n", text);
+        scan_directory(targets[i], running, playlists);
+        if (i + 1 == targets.size()) scan_playlists(playlists, running);
+        log_message(LOG_INFO, LOG_DB, "DB scan on %s completed\n", text);
     }
 }
 
@@ -102,12 +101,12 @@ void scan_and_tidy(const RunningFlag& running) {
 }  // namespace
 
 void scan_start(RunningFlag& running, const RunningFlag* watched) {
+    if (!running.set_running()) return;
     {
         std::scoped_lock lock{state().mutex};
         state().request.reset();
         state().status = {};
     }
-    running.set_running();
     if (!thread_start_detached([&running, watched] { scan_thread(running, watched); })) running.clear();
 }
 
@@ -120,7 +119,7 @@ void scan_thread(RunningFlag& running, const RunningFlag* watched) {
     // The first pass is always over everything; a request that came before it follows at once.
     std::uint32_t start_ms = uptime_ms();
     publish_scanning(true);
-    scan_content_directories(running);
+    scan_targets(content_directories(), running);
     publish_scanning(false);
     std::int64_t elapsed = seconds_since(start_ms);
 
@@ -156,9 +155,9 @@ void scan_all(const RunningFlag& running) {
     }
     db_begin_scan_pass();
     if (request && request->target) {
-        scan_target(*request->target, running);
+        scan_targets({*request->target}, running);
     } else {
-        scan_content_directories(running);
+        scan_targets(content_directories(), running);
     }
     std::scoped_lock lock{state().mutex};
     state().status.scanning = false;

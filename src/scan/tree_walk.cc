@@ -26,15 +26,9 @@ bool any_occurs(const SettingList& parts, std::string_view path) {
 bool is_playlist(std::string_view path) {
     const std::string_view extension = path_extension(path);
     return std::ranges::any_of(media_readers(), [extension](const MediaReader& reader) {
-        return reader.playlist && str_equal_nocase(reader.extension, extension);
+        return reader.import != nullptr && str_equal_nocase(reader.extension, extension);
     });
 }
-
-// Playlists wait until the walk is over: what they name then is in the store already, read by its own reader.
-struct FoundPlaylist {
-    std::string path;
-    FileStatus status;
-};
 
 // A directory about to be scanned: its path, and how to reach it from an open one.
 struct Folder {
@@ -46,7 +40,8 @@ struct Folder {
 
 class TreeWalk {
 public:
-    TreeWalk(const RunningFlag& running, ScanRestriction restriction) : running_(running), restriction_(restriction) {}
+    TreeWalk(const RunningFlag& running, ScanRestriction restriction, FoundPlaylists& playlists)
+        : running_(running), restriction_(restriction), playlists_(playlists) {}
 
     // Takes a directory as part of the current path; false when it is there already.
     bool pass_through(const std::string& path) {
@@ -60,10 +55,6 @@ public:
         // Without a status it cannot be entered either, and that is what the log will say.
         const FileStatus status = file_status(path).value_or(FileStatus{});
         scan_folder({.path = path, .status = status, .parent_fd = AT_FDCWD, .name = path.c_str()}, 0);
-        for (const FoundPlaylist& found : playlists_) {
-            if (!running_.running()) return;
-            scan_file(found.path, found.status, restriction_, false);
-        }
     }
 
 private:
@@ -115,7 +106,7 @@ private:
                 scan_folder({.path = entry_path, .status = *status, .parent_fd = directory.fd(), .name = name},
                             depth + 1);
             } else if (is_playlist(entry_path)) {
-                playlists_.push_back({.path = entry_path, .status = *status});
+                playlists_.push_back({.path = entry_path, .restriction = restriction_});
             } else {
                 scan_file(entry_path, *status, restriction_, compilation);
             }
@@ -132,20 +123,21 @@ private:
 
     const RunningFlag& running_;
     const ScanRestriction restriction_;
+    FoundPlaylists& playlists_;
     const std::shared_ptr<const SettingList> ignored_ = settings_list(Setting::ignoredir);
     const std::shared_ptr<const SettingList> compilations_ = settings_list(Setting::compilationsdir);
-    std::vector<FoundPlaylist> playlists_;
     std::vector<FileStatus> open_;  // the directories on the current path, from the top
 };
 
 }  // namespace
 
-void scan_directory(const std::string& path, const RunningFlag& running, ScanRestriction restriction) {
-    TreeWalk{running, restriction}.scan(path);
+void scan_directory(const std::string& path, const RunningFlag& running, ScanRestriction restriction,
+                    FoundPlaylists& playlists) {
+    TreeWalk{running, restriction, playlists}.scan(path);
 }
 
-void scan_directory(const ScanTarget& target, const RunningFlag& running) {
-    TreeWalk walk{running, target.restriction};
+void scan_directory(const ScanTarget& target, const RunningFlag& running, FoundPlaylists& playlists) {
+    TreeWalk walk{running, target.restriction, playlists};
     for (std::size_t end = 0; !target.below.empty() && end != std::string::npos;
          end = target.below.find('/', end + 1)) {
         ScanTarget above = target;
@@ -155,10 +147,21 @@ void scan_directory(const ScanTarget& target, const RunningFlag& running) {
     walk.scan(target.path());
 }
 
+void scan_playlists(const FoundPlaylists& playlists, const RunningFlag& running) {
+    for (const auto& [path, restriction] : playlists) {
+        const std::string_view extension = path_extension(path);
+        for (const MediaReader& reader : media_readers()) {
+            if (!running.running()) return;
+            if (reader.import == nullptr || !str_equal_nocase(reader.extension, extension)) continue;
+            if (!restriction || *restriction == reader.type) reader.import(path, running);
+        }
+    }
+}
+
 void scan_file(const std::string& path, const FileStatus& status, ScanRestriction restriction, bool compilation) {
     const std::string_view extension = path_extension(path);
     for (const MediaReader& reader : media_readers()) {
-        if (!str_equal_nocase(reader.extension, extension)) continue;
+        if (reader.add == nullptr || !str_equal_nocase(reader.extension, extension)) continue;
         if (restriction && *restriction != reader.type) continue;
         if (!db_is_newer_on_disk(path, reader_class(reader.type), status.modified)) continue;
         reader.add(path, compilation);

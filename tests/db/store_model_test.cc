@@ -51,6 +51,7 @@ public:
         Node* item = find_item(root, track.path);
         if (item != nullptr && !playlist.empty()) return join(*item, playlist);
         if (item != nullptr && item->modified >= track.modified) return;
+        const auto former = item != nullptr ? lists_of(*item) : std::vector<Node*>{};
         if (item != nullptr) remove(track.path);
         item = prepend(*all, 'i', track.path);
         item->path = track.path;
@@ -60,6 +61,7 @@ public:
         place_shelf(*item);  // views are filled in child-list order: the newest first
         place_alpha(*item);
         place_albums(*item);
+        for (Node* const list : former) reference(*list, *item);
         if (!playlist.empty()) join(*item, playlist);
     }
 
@@ -131,6 +133,17 @@ private:
         Node* const list = find_or_add(*lists, playlist);
         const auto same = [&](const auto& entry) { return entry->target == item.id; };
         if (std::none_of(list->children.begin(), list->children.end(), same)) reference(*list, item);
+    }
+    // The playlists that the item joined, in the order in which it did.
+    std::vector<Node*> lists_of(const Node& item) const {
+        std::vector<const Node*> places;
+        for (const auto& list : lists->children)
+            for (const auto& entry : list->children)
+                if (!list->permanent && entry->target == item.id) places.push_back(entry.get());
+        std::ranges::sort(places, {}, &Node::id);
+        std::vector<Node*> found;
+        for (const Node* const place : places) found.push_back(place->parent);
+        return found;
     }
     void place_albums(const Node& item) {
         const auto albums_below = [&](Node& artist) {

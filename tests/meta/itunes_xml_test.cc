@@ -144,13 +144,19 @@ TEST_F(ITunesXmlImport, TracksOfTheScannerJoinAndOthersAreAdded) {
     files.write("c.mp3");
     const auto located = [&](const char* name) { return text("Location", "file://localhost" + (files / name)); };
     const std::string path =
-        files.write("lib.xml", library(track("1", text("Name", "one") + located("a%20b.mp3")) +
+        files.write("lib.xml", library(track("1", text("Name", "one") + located("./a%20b.mp3")) +
                                            track("2", text("Name", "two") + text("Total Time", "61500", "integer") +
                                                           text("Bit Rate", "128", "integer") + located("c.mp3")) +
                                            track("3", text("Name", "three") + located("gone.mp3")),
                                        playlist("Library", {1, 2, 3}) + playlist("L", {2, 3, 1})));
     EXPECT_EQ(itunes_xml_import(path), (Strings{"L"}));
     EXPECT_EQ(children({"Music", "Playlists", "L"}), (Strings{"(Scanned)", "(two)"}));
+    const RunningFlag stopped;
+    EXPECT_EQ(itunes_xml_import(path, {"L", "M"}, &stopped), (Strings{"L", "M"}));
+    EXPECT_EQ(children({"Music", "Playlists", "L"}).size(), 2u) << "a shutdown empties nothing";
+    // A file that changed keeps its place in the list.
+    db_add_item({.title = "Newer", .path = files / "a b.mp3", .modified = 2'000'000'001});
+    EXPECT_EQ(children({"Music", "Playlists", "L"}), (Strings{"(Newer)", "(two)"}));
     StoreLock lock;
     const MediaItem* const added = db_find_in_type(lock, files / "c.mp3", ObjectClass::music_track);
     EXPECT_EQ(added->duration.view(), "0:01:01.500");

@@ -100,9 +100,9 @@ TEST_F(Playlists, ReadingAnUnchangedListAgainKeepsItsIds) {
     EXPECT_EQ(ids(), first);
     db_event_pass();
     EXPECT_EQ(db_system_update_id(), update_id);
-    // A track that was replaced since is missing in the list: then the whole list is made anew.
+    // A track that is replaced keeps its place.
     db_add_item({.title = "Newer", .path = music_ / "b.mp3", .modified = 2'000'000'000});
-    EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "4 one", "5 c"}));
+    EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "2 Newer", "4 one", "5 c"}));
     m3u_import(path);
     EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "2 Newer", "4 one", "5 c"}));
 }
@@ -134,6 +134,38 @@ TEST_F(Playlists, StationsBecomeBroadcasts) {
     pls_import(music_.write("radio.pls", "File1=http://radio.example/stream.mp3\nFile2=http://radio.example:8000/\n"));
     EXPECT_EQ(entries("radio"), (Strings{"1 stream", "2 http://radio.example:8000/"}));
     EXPECT_NE(id_of("http://radio.example:8000/", ObjectClass::audio_broadcast), kNoObject);
+}
+
+TEST_F(Playlists, ImportsEndWithTheirFlagAndAtTheirLimit) {
+    const std::string path = music_.write("l.m3u", "a.mp3\n");
+    m3u_import(path);
+    music_.write("l.m3u", "b.mp3\n");
+    const RunningFlag stopped;
+    m3u_import(path, {}, &stopped);
+    EXPECT_EQ(entries("l"), (Strings{"1 Tag A"}));
+    std::string endless;
+    for (int i = 0; i < 100'000; ++i) endless += "a.mp3\n";
+    m3u_import(music_.write("endless.m3u", endless + "b.mp3\n"));
+    EXPECT_EQ(entries("endless"), (Strings{"1 Tag A"}));
+    EXPECT_NE(log().find("only the first 100000 entries of playlist"), std::string::npos);
+}
+
+class PlaylistsWithoutRadio : public Playlists {
+    void configure() override {
+        Playlists::configure();
+        settings_set(Setting::internetradio, "");
+    }
+};
+
+TEST_F(PlaylistsWithoutRadio, ARefusedEntryMovesTheOthersUpOnce) {
+    const std::string path = music_.write("l.m3u", "a.mp3\nhttp://radio.example/one\nb.mp3\n");
+    m3u_import(path);
+    EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "2 b"}));
+    db_event_pass();
+    const std::int32_t update_id = db_system_update_id();
+    m3u_import(path);
+    db_event_pass();
+    EXPECT_EQ(db_system_update_id(), update_id) << "made anew";
 }
 
 TEST_F(Playlists, RandomPositionsShuffle) {
@@ -186,6 +218,7 @@ TEST_F(Playlists, EntriesAreLookedForInOrder) {
              {"/dev/zero", {}},
              {"/proc/self/mem", {}},
              {"/proc/self/environ", {}},
+             {"/tmp/..//proc/self/environ", {}},
              {"", {}},
          }) {
         const auto found = playlist_resolve_entry(entry, list);
@@ -216,8 +249,8 @@ TEST_F(Playlists, HostileListsBlockNothing) {
     const std::string all = "/dev/zero\nfifo.mp3\n/proc/self/mem\nself.m3u\n.\n..\n/\n" + std::string(1 << 20, 'x') +
                             "\n<media src=\"\n" + nonsense;
     for (auto* const import : {m3u_import, pls_import, xml_playlist_import}) {
-        import(music_.write("self.m3u", all), {});
-        import(music_ / "fifo.m3u", {});
+        import(music_.write("self.m3u", all), {}, nullptr);
+        import(music_ / "fifo.m3u", {}, nullptr);
     }
     EXPECT_EQ(db_count_all_tracks(), 0);
 }

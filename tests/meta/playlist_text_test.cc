@@ -17,6 +17,7 @@ Entries read(void (*format)(FileWindow&, const PlaylistEntrySink&), const std::s
     format(file, [&](std::string_view entry, std::string_view title) {
         entries.emplace_back(entry);
         if (!title.empty()) entries.back().append("|").append(title);
+        return true;
     });
     return entries;
 }
@@ -68,7 +69,10 @@ TEST(XmlPlaylist, EntriesAreTheSiblingsOfTheFirst) {
     const std::string document =
         "<?wpl version=\"1.0\"?><smil><head><title>T</title></head><body><seq><media src=\"..\\a &amp; b.mp3\"/>"
         "<other src=\"x.mp3\"/><media cid=\"1\" src=\"c.mp3\"></media><media/></seq></body></smil>";
-    xml_playlist_read(document, [&](std::string_view entry, std::string_view) { entries.emplace_back(entry); });
+    xml_playlist_read(document, [&](std::string_view entry, std::string_view) {
+        entries.emplace_back(entry);
+        return true;
+    });
     EXPECT_EQ(entries, (Entries{"..\\a & b.mp3", "c.mp3"}));
 }
 

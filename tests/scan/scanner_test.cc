@@ -7,6 +7,7 @@
 
 #include "core/log.h"
 #include "core/str.h"
+#include "support/asf_builder.h"
 #include "support/mp3_builder.h"
 #include "support/scratch.h"
 #include "support/store_fixture.h"
@@ -88,6 +89,15 @@ TEST_F(Scanner, ARescanFindsWhatIsNewAndForgetsWhatIsGone) {
     EXPECT_TRUE(comes([&] { return id_of(content_ / "one/new.mp3") != kNoObject; }));
 }
 
+TEST_F(Scanner, PlaylistsMayNameFilesOfALaterDirectory) {
+    content_.write("one/l.m3u", content_ / "two/d.wma" + "\n");
+    content_.write("two/d.wma", AsfHead{}.description("From its tag", "Artist").bytes());
+    flag_.set_running();
+    scan_all(flag_);
+    EXPECT_EQ(children({"Music", "Playlists", "l"}), std::vector<std::string>{"(From its tag)"});
+    flag_.clear();
+}
+
 TEST_F(Scanner, HasOneRequestAtATime) {
     EXPECT_EQ(scan_request_rescan(""), RescanAnswer::initiated);
     EXPECT_EQ(scan_request_rescan(""), RescanAnswer::already_running);
@@ -96,6 +106,7 @@ TEST_F(Scanner, HasOneRequestAtATime) {
     scan_all(flag_);
     EXPECT_EQ(db_count_all_tracks(), 3);
     EXPECT_EQ(scan_request_rescan(content_ / "one"), RescanAnswer::initiated);
+    flag_.clear();
     scan_start(flag_, nullptr);  // a restart forgets what was asked before
     EXPECT_TRUE(comes([] { return scan_request_rescan("") == RescanAnswer::initiated; }));
 }

@@ -39,7 +39,11 @@ protected:
         StoreFixture::TearDown();
     }
 
-    void scan(const std::string& path, ScanRestriction restriction = {}) { scan_directory(path, flag_, restriction); }
+    void scan(const std::string& path, ScanRestriction restriction = {}) {
+        FoundPlaylists playlists;
+        scan_directory(path, flag_, restriction, playlists);
+        scan_playlists(playlists, flag_);
+    }
     bool logged(std::string_view text) const { return str_contains(read_whole_file(logs_ / "log"), text); }
     ObjectId id(std::string_view name) { return id_of(content_ / name); }
     bool known(std::string_view name) { return id(name) != kNoObject; }
@@ -173,7 +177,8 @@ TEST_F(TreeWalk, ARequestedDirectoryBehindALoopIsNotEntered) {
     content_.write("band/a.mp3", track("t"));
     fs::create_directory_symlink("..", content_ / "band/up");
     const auto scan_below = [&](const char* below) {
-        scan_directory({.text = {}, .content = content_.path(), .below = below, .restriction = {}}, flag_);
+        FoundPlaylists playlists;
+        scan_directory({.text = {}, .content = content_.path(), .below = below, .restriction = {}}, flag_, playlists);
     };
     scan_below("band/up/band");
     scan_below("band/up");
