@@ -102,6 +102,15 @@ def test_plays(formats, title, codec, seconds):
     assert abs(float(probed["format"]["duration"]) - seconds) < 0.3
 
 
+def test_raw_sound_plays_as_labelled(formats):
+    # Only .lpcm has rate and channels in the answer's type, without which ffprobe refuses .pcm; its bytes are looked at.
+    tracks = tracks_by_title(formats.client)
+    stream, = json.loads(formats.receiver.run("ffprobe", "-v", "error", "-of", "json", "-show_streams",
+                                              tracks["tone48Mono"].url).stdout)["streams"]
+    assert (stream["codec_name"], stream["sample_rate"], stream["channels"]) == ("pcm_s16be", "48000", 1)
+    assert formats.client.get(tracks["raw"].path).body == (formats.folder / "raw.pcm").read_bytes()
+
+
 def test_playlists_hold_what_they_name(formats):
     def entries(name):
         return [(entry.text(wire.UPNP + "originalTrackNumber"), entry.title)

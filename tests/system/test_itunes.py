@@ -126,6 +126,8 @@ def test_an_ipod(network, start_daemon, tmp_path):
                                             ("2", "Één", "iPod Artist", "iPod Album")]
     assert {track.title for track in client.tracks()} == {"Één", "Three"}, "the first playlist adds nothing"
     assert client.get(running[0].path).body == music.mp3(seconds=2)
+    if shutil.which("ffprobe"):
+        assert ffprobe(network.receiver, running[0].url)["codec_name"] == "mp3"
 
 
 def test_scanned_files_keep_their_tags_and_join(network, start_daemon, tmp_path):
@@ -146,14 +148,23 @@ def test_scanned_files_keep_their_tags_and_join(network, start_daemon, tmp_path)
     server.wait_for_scan(after=seen)
     assert len(client.tracks()) == 1
     assert len(client.browse(client.child("0", "Music", "Playlists", "L").id)) == 1
+    # A file that changed has another id and its own new tags, and its place.
+    music.write(path, music.mp3("New title", "Own artist"), modified=1_700_000_100)
+    seen = len(server.log())
+    assert b"initiated" in client.get("/rescan").body
+    server.wait_for_scan(after=seen)
+    changed, = client.browse(client.child("0", "Music", "Playlists", "L").id)
+    assert (changed.title, changed.text(wire.UPNP + "originalTrackNumber")) == ("New title", "1")
 
 
-@pytest.mark.parametrize("setting, content", [
-    ("ipoddb", b"mhdb" + struct.pack("<II", 2_000_000, 0)), ("ipoddb", b"mhlt" + struct.pack("<II", 12, 0xFFFFFFFF)),
-    ("ipoddb", b"\0" * 5000), ("ituneslib", b"<plist><dict><key>Tracks</key>" + b"<dict><key>1</key>" * 100_000),
-    ("ituneslib", b"<" * 100_000), ("ituneslib", b""),
+@pytest.mark.parametrize("setting, content, message", [
+    ("ipoddb", b"mhdb" + struct.pack("<II", 2_000_000, 0), "error: record size too large: 2000000\n"),
+    ("ipoddb", b"mhlt" + struct.pack("<II", 12, 0xFFFFFFFF), "error: reading song header: Success\n"),
+    ("ipoddb", b"\0" * 5000, "error: unknown record type: 00000000, \0\0\0\0\n"),
+    ("ituneslib", b"<plist><dict><key>Tracks</key>" + b"<dict><key>1</key>" * 100_000, ""),
+    ("ituneslib", b"<" * 100_000, ""), ("ituneslib", b"", ""),
 ], ids=["header_size", "song_count", "zeros", "deep", "open", "empty"])
-def test_broken_libraries(network, start_daemon, tmp_path, setting, content):
+def test_broken_libraries(network, start_daemon, tmp_path, setting, content, message):
     library = music.write(tmp_path / "library", content)
     music.write(tmp_path / "music" / "a.mp3", music.mp3("A"))
     server = start_daemon(network.server, tmp_path / "music", port=9053,
@@ -162,3 +173,4 @@ def test_broken_libraries(network, start_daemon, tmp_path, setting, content):
     server.wait_for_log("iTunes: finished ")
     client = server.client(network.receiver)
     wait_until(lambda: [track.title for track in client.tracks()] == ["A"], "the content directory's track")
+    assert message in server.log()
