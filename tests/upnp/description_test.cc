@@ -6,7 +6,6 @@
 #include <string>
 
 #include "core/settings.h"
-#include "upnp/scpd.h"
 #include "upnp/xml.h"
 
 namespace {
@@ -20,15 +19,6 @@ protected:
 std::string named(std::string_view friendly_name) {
     settings_set(Setting::friendlyname, friendly_name);
     return description_friendly_name();
-}
-
-// The names of all elements of a kind that a service description lists.
-std::string named_in(std::string_view document, std::string_view kind) {
-    const auto root = xml_parse(document);
-    std::string names;
-    for (const XmlNode* one = xml_find(root.get(), kind); one != nullptr; one = xml_find_next(one, kind))
-        names.append(text_or_empty(xml_get_text(one, "name"))).append(" ");
-    return names;
 }
 
 }  // namespace
@@ -82,12 +72,4 @@ TEST_F(Description, OffersFirmwareOnlyWhenThereIsSome) {
                   .find("<UPC></UPC><D5UpgradeURI>NetgearUpgrade</D5UpgradeURI>"
                         "<D5UpgradeURI2>http://127.0.0.1:9000/NetgearUpgrade</D5UpgradeURI2><presentationURL>"),
               std::string::npos);
-}
-
-TEST(Scpd, OffersTheActionsThatAreAnswered) {
-    EXPECT_EQ(named_in(content_directory_scpd(), "action"),
-              "GetSearchCapabilities GetSortCapabilities GetSystemUpdateID Browse Search X_BrowseByLetter CreateObject "
-              "UpdateObject ");
-    EXPECT_EQ(named_in(connection_manager_scpd(), "action"),
-              "GetProtocolInfo GetCurrentConnectionIDs GetCurrentConnectionInfo ");
 }

@@ -31,10 +31,6 @@ std::string envelope(std::string_view arguments) {
            std::string{arguments} + "\r\n</u:Action></s:Body></s:Envelope>\r\n";
 }
 
-bool length_fits(const HandlerAnswer& answer) {
-    return answer.header("Content-Length") == std::to_string(answer.body.size());
-}
-
 const std::string kBrowseMetadata = "<BrowseFlag>BrowseMetadata</BrowseFlag><ObjectID>0</ObjectID><Filter>*</Filter>";
 const std::string kBrowseChildren =
     "<ObjectID>0</ObjectID><BrowseFlag>BrowseDirectChildren</BrowseFlag><Filter>*</Filter>"
@@ -56,39 +52,29 @@ protected:
 }  // namespace
 
 TEST(SoapFault, CarriesTheStatusTypeAndTextOfItsCode) {
-    constexpr const char *xml = "text/xml; charset=\"UTF-8\"", *html = "text/html; charset=UTF-8";
-    constexpr const char *ok = "HTTP/1.1 200 OK", *failed = "HTTP/1.1 500 Internal Server Error";
     static int asked;
     struct {
         int code;
         const char *status_line, *type, *error;
     } constexpr kCases[] = {
-        {401, failed, html, "401</errorCode>\n     <errorDescription>invalid Action<"},
-        {402, ok, xml, "402</errorCode>\n     <errorDescription>invalid Args<"},
-        {501, ok, xml, "501</errorCode>\n     <errorDescription>Action Failed<"},
-        {718, failed, html, "718</errorCode>\n     <errorDescription>Invalid InstanceID<"},
-        {700, failed, html, "604</errorCode>\n     <errorDescription>Human Intervention Required<"},
+        {501, "HTTP/1.1 200 OK", "text/xml; charset=\"UTF-8\"",
+         "501</errorCode>\n     <errorDescription>Action Failed<"},
+        {718, "HTTP/1.1 500 Internal Server Error", "text/html; charset=UTF-8",
+         "718</errorCode>\n     <errorDescription>Invalid InstanceID<"},
+        {700, "HTTP/1.1 500 Internal Server Error", "text/html; charset=UTF-8",
+         "604</errorCode>\n     <errorDescription>Human Intervention Required<"},
     };
     for (const auto& row : kCases) {
         SCOPED_TRACE(asked = row.code);
-        const HandlerAnswer answer =
-            call_handler([](HttpRequest& request) { return soap_send_fault(request, asked); }, "/");
+        const auto answer = call_handler([](HttpRequest& request) { return soap_send_fault(request, asked); }, "/");
         EXPECT_EQ(answer.status_line, row.status_line);
         EXPECT_EQ(answer.header("Content-Type"), row.type);
         EXPECT_THAT(answer.body, HasSubstr(std::string{"<errorCode>"} + row.error));
-        EXPECT_EQ(answer.body.find('\0'), answer.body.size() - 1);
-        EXPECT_TRUE(length_fits(answer));
         EXPECT_EQ(answer.result, HandlerResult::keep);
     }
-}
-
-TEST(SoapFault, ClosesWhenThePeerIsGone) {
-    SocketPair sockets;
-    sockets.close_client();
-    HttpRequest request = request_for("/");
-    request.socket = sockets.server;
-    EXPECT_EQ(soap_send_fault(request, 401), HandlerResult::close);
-    EXPECT_EQ(soap_send_response(request, "x"), HandlerResult::close);
+    HttpRequest gone = request_for("/");  // without a connection
+    EXPECT_EQ(soap_send_fault(gone, 401), HandlerResult::close);
+    EXPECT_EQ(soap_send_response(gone, "x"), HandlerResult::close);
 }
 
 TEST_F(SoapControl, AnswersWhatTheActionHeaderNames) {
@@ -97,41 +83,21 @@ TEST_F(SoapControl, AnswersWhatTheActionHeaderNames) {
         std::string arguments;
         const char* answer;
     } const cases[] = {
-        {"ContentDirectory:1#GetSearchCapabilities", "", "<u:GetSearchCapabilitiesResponse "},
-        {"ContentDirectory:1#GetSortCapabilities", "", "<u:GetSortCapabilitiesResponse "},
         {"ContentDirectory:1#GetSystemUpdateID", "",
          "<u:GetSystemUpdateIDResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"><Id>0</Id>"
          "</u:GetSystemUpdateIDResponse></s:Body></s:Envelope>"},
-        {"ContentDirectory:1#Browse", kBrowseMetadata, "<u:BrowseResponse "},
-        {"ContentDirectory:1#Browse", kBrowseChildren,
-         "<NumberReturned>1</NumberReturned><TotalMatches>3</TotalMatches>"},
-        {"ContentDirectory:1#Browse", "", "<errorCode>402<"},
         {"ContentDirectory:1#Browse", "<BrowseFlag>browsemetadata</BrowseFlag>", "<errorCode>402<"},
-        {"ContentDirectory:1#Browse", "<BrowseFlag>BrowseMetadata</BrowseFlag>", "<errorCode>701<"},
         {"ContentDirectory:1#X_BrowseByLetter", kBrowseChildren, "<u:X_BrowseByLetterResponse "},
         {"ContentDirectory:1#X_BrowseByLetter", kBrowseMetadata, "<u:BrowseResponse "},
         {"ContentDirectory:1#X_BrowseByLetter", "", "<errorCode>402<"},
-        {"ContentDirectory:1#Search", "<ContainerID>0</ContainerID><SearchCriteria>*</SearchCriteria>",
-         "<u:SearchResponse "},
         {"ContentDirectory:1#Search", "<ObjectID>0</ObjectID>", "<errorCode>701<"},
-        {"ContentDirectory:1#CreateObject", "", "<errorCode>602<"},
-        {"ContentDirectory:1#UpdateObject", "", "<errorCode>402<"},
         {"ConnectionManager:1#GetProtocolInfo", "",
          "<Source>http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*</Source>      "
          "<Sink></Sink>"},
-        {"ConnectionManager:1#PrepareForConnection", "", "<errorCode>402<"},
-        {"ConnectionManager:1#PrepareForConnection", "<Direction>Output</Direction>", "<errorCode>602<"},
-        {"ConnectionManager:1#GetCurrentConnectionIDs", "", "<ConnectionIDs>0</ConnectionIDs>"},
-        {"ConnectionManager:1#GetCurrentConnectionInfo", "<ConnectionID>5</ConnectionID>",
-         "<u:GetCurrentConnectionInfoResponse "},
-        {"ContentDirectory:1#Rename", "", "<errorCode>401<"},
         {"ContentDirectory:2#Browse", kBrowseMetadata, "<errorCode>401<"},
     };
-    for (const auto& row : cases) {
-        const HandlerAnswer answer = control(row.action, envelope(row.arguments));
-        EXPECT_THAT(answer.body, HasSubstr(row.answer)) << row.action << "\n" << row.arguments;
-        EXPECT_TRUE(length_fits(answer)) << row.action;
-    }
+    for (const auto& row : cases)
+        EXPECT_THAT(control(row.action, envelope(row.arguments)).body, HasSubstr(row.answer)) << row.action;
 }
 
 TEST_F(SoapControl, KnowsNothingOfAnyConnection) {
@@ -161,16 +127,6 @@ TEST_F(SoapControl, LooksForTheActionHeaderInItsOwnCaseFirst) {
         {"X-Action" + update_id + "SOAPACTION:\r\n", "<errorCode>401<"},
         {"", "<errorCode>401<"},
     };
-    for (const auto& row : cases) {
+    for (const auto& row : cases)
         EXPECT_THAT(post(row.header_lines, envelope("")).body, HasSubstr(row.answer)) << row.header_lines;
-    }
-}
-
-TEST_F(SoapControl, AnswersABodyCutAnywhere) {
-    const std::string whole = envelope(kBrowseChildren);
-    for (std::size_t length = 0; length <= whole.size(); ++length) {
-        const HandlerAnswer answer = control("ContentDirectory:1#Browse", whole.substr(0, length));
-        ASSERT_EQ(answer.result, HandlerResult::keep) << length;
-        ASSERT_TRUE(length_fits(answer)) << length;
-    }
 }

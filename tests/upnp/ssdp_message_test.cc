@@ -15,14 +15,6 @@ SsdpDevice server(unsigned roles = ROLE_MEDIA_SERVER) {
     return {.id = "uuid:896659847466-00-1a-2b-3c-4d-5e-789", .address = "10.0.0.7", .http_port = 9000, .roles = roles};
 }
 
-// The values of a header line in each message.
-std::vector<std::string> values(const std::vector<std::string>& messages, const std::string& name) {
-    std::vector<std::string> found;
-    for (const auto& message : messages)
-        found.push_back(str_between(message, "\r\n" + name + ": ", "\r\n").value_or("?"));
-    return found;
-}
-
 TEST(SsdpMessage, TextsAreExact) {
     const char* const type = "urn:schemas-upnp-org:device:MediaServer:1";
     EXPECT_THAT(
@@ -47,22 +39,24 @@ TEST(SsdpMessage, TextsAreExact) {
 }
 
 TEST(SsdpMessage, SetsHoldTheRowsOfTheRolesInTheirOrder) {
-    const auto all = [](unsigned roles) {
-        return values(ssdp_messages(server(roles), "ssdp:all", SsdpMessage::search_reply, kDate), "ST");
+    // The values of a header line in each message.
+    const auto listed = [](const std::vector<std::string>& messages, const std::string& name) {
+        std::string all;
+        for (const auto& message : messages)
+            all.append(str_between(message, "\r\n" + name + ": ", "\r\n").value_or("?")).append(" ");
+        return all;
     };
-    EXPECT_THAT(all(0), ElementsAre("uuid:896659847466-00-1a-2b-3c-4d-5e-789", "upnp:rootdevice"));
-    EXPECT_THAT(
-        all(ROLE_RENDERER),
-        ElementsAre("uuid:896659847466-00-1a-2b-3c-4d-5e-789", "upnp:rootdevice",
-                    "urn:schemas-upnp-org:device:MediaRenderer:1", "urn:schemas-upnp-org:service:ConnectionManager:1",
-                    "urn:schemas-upnp-org:service:AVTransport:1", "urn:schemas-upnp-org:device:RenderingControl:1"));
-    EXPECT_THAT(
-        values(ssdp_byebye_messages(server(ROLE_MEDIA_SERVER | ROLE_RENDERER)), "NT"),
-        ElementsAre("uuid:896659847466-00-1a-2b-3c-4d-5e-789", "upnp:rootdevice",
-                    "urn:schemas-upnp-org:device:MediaServer:1", "urn:schemas-upnp-org:service:ContentDirectory:1",
-                    "urn:schemas-upnp-org:service:ConnectionManager:1", "urn:schemas-upnp-org:device:MediaRenderer:1",
-                    "urn:schemas-upnp-org:device:RenderingControl:1",
-                    "urn:schemas-upnp-org:service:ConnectionManager:1", "urn:schemas-upnp-org:service:AVTransport:1"));
+    const auto all = [&](unsigned roles) {
+        return listed(ssdp_messages(server(roles), "ssdp:all", SsdpMessage::search_reply, kDate), "ST");
+    };
+    const std::string id = "uuid:896659847466-00-1a-2b-3c-4d-5e-789 upnp:rootdevice ", urn = "urn:schemas-upnp-org:";
+    const std::string manager = urn + "service:ConnectionManager:1 ", renderer = urn + "device:MediaRenderer:1 ",
+                      transport = urn + "service:AVTransport:1 ", rendering = urn + "device:RenderingControl:1 ";
+    EXPECT_EQ(all(0), id);
+    EXPECT_EQ(all(ROLE_RENDERER), id + renderer + manager + transport + rendering);
+    EXPECT_EQ(listed(ssdp_byebye_messages(server(ROLE_MEDIA_SERVER | ROLE_RENDERER)), "NT"),
+              id + urn + "device:MediaServer:1 " + urn + "service:ContentDirectory:1 " + manager + renderer +
+                  rendering + manager + transport);
 }
 
 }  // namespace
