@@ -78,18 +78,35 @@ void fill(AudioTags& tags, AudioTags&& others) {
     tags.has_cover |= others.has_cover;
 }
 
-// Average bytes a second, by the format chunk (WAVEFORMATEX); 0: unknown.
-std::uint32_t byte_rate(FileWindow& file, const RiffChunk& format) {
-    constexpr std::size_t kRateAt = 8;
+struct Sound {
+    std::uint64_t tag = 0, sample_rate = 0, byte_rate = 0;  // of the format chunk (WAVEFORMATEX); 0: unknown
+    std::uint64_t samples = 0;                              // of one channel, by the fact chunk
+    std::uint64_t bytes = 0;
+};
+
+void read_format(Sound& sound, FileWindow& file, const RiffChunk& format) {
     ByteCursor cursor{file.at(format.begin, static_cast<std::size_t>(std::min<std::uint64_t>(format.size, 16)))};
-    return cursor.skip(kRateAt) ? cursor.little_endian(4).value_or(0) : 0;
+    sound.tag = cursor.little_endian(2).value_or(0);
+    cursor.skip(2);
+    sound.sample_rate = cursor.little_endian(4).value_or(0);
+    sound.byte_rate = cursor.little_endian(4).value_or(0);
+}
+
+// The byte rate of compressed sound is an estimate; there the count of samples is what can be trusted.
+std::uint64_t milliseconds_of(const Sound& sound) {
+    constexpr std::uint64_t kPcm = 1, kFloat = 3, kExtensible = 0xFFFE;
+    const bool plain = sound.tag == kPcm || sound.tag == kFloat || sound.tag == kExtensible;
+    const bool counted = !plain && sound.samples > 0 && sound.sample_rate > 0;
+    const std::uint64_t amount = counted ? sound.samples : sound.bytes;
+    const std::uint64_t rate = counted ? sound.sample_rate : sound.byte_rate;
+    return rate == 0 ? 0 : (amount * 1000 + rate / 2) / rate;
 }
 
 }  // namespace
 
 AudioTags wav_read_tags(FileWindow& file, TagCharset charset) {
     AudioTags id3, info;
-    std::uint64_t rate = 0, sound_bytes = 0;
+    Sound sound;
     bool has_id3 = false, has_info = false;
     RiffWalk walk{file};
     while (const auto chunk = walk.next()) {
@@ -98,17 +115,20 @@ AudioTags wav_read_tags(FileWindow& file, TagCharset charset) {
         } else if (chunk->id == "LIST" && !has_info) {
             has_info = as_text(file.at(chunk->begin, 4)) == "INFO";
             if (has_info) info = read_info(file, *chunk);
-        } else if (chunk->id == "fmt " && rate == 0) {
-            rate = byte_rate(file, *chunk);
-        } else if (chunk->id == "data" && sound_bytes == 0) {
-            sound_bytes = chunk->size;
+        } else if (chunk->id == "fmt " && sound.tag == 0) {
+            read_format(sound, file, *chunk);
+        } else if (chunk->id == "fact" && sound.samples == 0) {
+            sound.samples = ByteCursor{file.at(chunk->begin, 4)}.little_endian(4).value_or(0);
+        } else if (chunk->id == "data" && sound.bytes == 0) {
+            sound.bytes = chunk->size;
         }
     }
     fill(id3, std::move(info));
-    const std::uint64_t milliseconds = rate == 0 ? 0 : (sound_bytes * 1000 + rate / 2) / rate;
-    if (milliseconds > 0) {
+    const std::uint64_t milliseconds = milliseconds_of(sound);
+    if (sound.bytes > 0 && milliseconds > 0) {
         id3.duration = format_duration(static_cast<std::int64_t>(milliseconds));
-        id3.bitrate = static_cast<std::int32_t>((rate * 8 + 500) / 1000);
+        const std::uint64_t kilobits = (sound.bytes * 8 + milliseconds / 2) / milliseconds;
+        id3.bitrate = static_cast<std::int32_t>(std::min<std::uint64_t>(kilobits, 1'000'000));
     }
     return id3;
 }

@@ -70,6 +70,19 @@ std::string box(std::string_view type, const std::string& data) {
 }
 
 // Files that would take the stack, the memory or for ever stay without tags.
+TEST(Audio, CompressedWavIsMeasuredByItsSamples) {
+    const auto numbers = [](std::uint64_t tag, std::uint64_t rate, std::uint64_t byte_rate) {
+        return little_endian_bytes(tag, 2) + little_endian_bytes(1, 2) + little_endian_bytes(rate, 4) +
+               little_endian_bytes(byte_rate, 4) + little_endian_bytes(0, 4);
+    };
+    ScratchDirectory scratch;
+    const std::string adpcm = chunk("fmt ", numbers(0x11, 8000, 1)) + chunk("fact", little_endian_bytes(20'000, 4));
+    const AudioTags tags = audio_read_tags(
+        scratch.write("a.wav", chunk("RIFF", "WAVE" + adpcm + chunk("data", std::string(10'000, 'x')))));
+    EXPECT_EQ(tags.duration, "0:00:02.500");
+    EXPECT_EQ(tags.bitrate, 32);
+}
+
 TEST(Audio, HostileContainers) {
     const std::string name = box("\xA9nam", box("data", big_endian_bytes(1, 4) + big_endian_bytes(0, 4) + "Title"));
     const std::string movie =
