@@ -26,27 +26,18 @@ TEST(Interfaces, AreListedInTheSystemsOrderFiveAtMost) {
         aliases.emplace_back(static_cast<int>(aliases.size()) + 1, address);
 
     constexpr const char* kFive = "lo=127.0.0.1 lo:1=192.168.1.1 lo:2=192.168.2.1 lo:3=192.168.3.1 lo:4=192.168.4.1 ";
-    testing::internal::CaptureStderr();
     EXPECT_EQ(listed(get_interface_addresses()), kFive);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(get_device_address("lo:2"), "192.168.2.1");
     EXPECT_EQ(first_hardware_address(), std::nullopt);
 
     aliases.emplace_back(5, "192.168.5.1");
-    testing::internal::CaptureStderr();
     EXPECT_EQ(listed(get_interface_addresses()), kFive);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Warning: Possible overflow in IP Interface detection.\n");
     EXPECT_EQ(network_interfaces().size(), 6u);
 }
 
 TEST(Interfaces, ThatAreNotThereHaveNoAddress) {
-    testing::internal::CaptureStderr();
     EXPECT_EQ(get_mac_address("sixteen_letters_"), std::nullopt);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Illegal Interface name passed.\n");
-    testing::internal::CaptureStderr();
     EXPECT_EQ(get_mac_address("nowhere0"), std::nullopt);
-    EXPECT_TRUE(testing::internal::GetCapturedStderr().starts_with("ioctl(GetHwAddr): "));
-    EXPECT_EQ(get_mac_address("lo"), "00:00:00:00:00:00");
     EXPECT_EQ(get_device_address("nowhere0"), "");
 }
 

@@ -84,12 +84,4 @@ TEST_F(Startup, StopsWhileItsThreadsHaveHardlyBegun) {
     }
 }
 
-TEST_F(Startup, UpgradesFixThePort) {
-    settings_set(Setting::netgearupgrade, scratch.path());
-    settings_set(Setting::httpport, "9700");
-    start_all();
-    EXPECT_EQ(server_host_port(), "127.0.0.1:3640");
-    stop_all();
-}
-
 }  // namespace

@@ -13,7 +13,7 @@ namespace {
 constexpr BodyLimits kLimits{.bytes = 100, .silence_ms = 5000, .deadline_ms = 5000};
 
 // What is still in the socket once the header or body was taken off it.
-std::string rest_of(PeerPair& pair) {
+std::string rest_of(SocketPair& pair) {
     pair.far.end_sending();
     return pair.near.read_all();
 }
@@ -23,7 +23,7 @@ std::string header_of(std::size_t bytes) {
 }
 
 TEST(ReadHeader, TakesExactlyTheHeader) {
-    PeerPair pair;
+    SocketPair pair;
     pair.far.send("GET / HTTP/1.1\r\nA: b\r\n\r\nbody\r\n\r\n");
     const ReadHeader header = http_read_header(pair.near.fd());
     EXPECT_EQ(header.end, HeaderEnd::complete);
@@ -34,7 +34,7 @@ TEST(ReadHeader, TakesExactlyTheHeader) {
 TEST(ReadHeader, PutsPiecesTogether) {
     // No end before the last four bytes: a CR or LF out of place starts the count anew.
     const std::string whole = "GET / HTTP/1.1\r\nA: \r\r\n\n\r\n\r\r\n\r\n\r\n";
-    PeerPair pair;
+    SocketPair pair;
     {
         const std::jthread sender{[&] {
             for (const char c : whole) pair.far.send({&c, 1});
@@ -55,7 +55,7 @@ struct LengthCase {
 class HeaderLength : public testing::TestWithParam<LengthCase> {};
 
 TEST_P(HeaderLength, IsBounded) {
-    PeerPair pair;
+    SocketPair pair;
     pair.far.send(GetParam().sent);
     pair.far.end_sending();
     const ReadHeader header = http_read_header(pair.near.fd());
@@ -79,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(Http, HeaderLength,
                          [](const auto& row) { return std::string{row.param.name}; });
 
 TEST(ReadHeader, GivesUpOnOneThatIsNotCompleteInTime) {
-    PeerPair pair;
+    SocketPair pair;
     EXPECT_EQ(http_read_header(pair.near.fd(), 20).end, HeaderEnd::none) << "no first byte";
     pair.far.send("GET / HT");
     EXPECT_EQ(http_read_header(pair.near.fd(), -1, 20).end, HeaderEnd::none) << "no end";
@@ -95,7 +95,7 @@ struct ChunkCase {
 class Chunks : public testing::TestWithParam<ChunkCase> {};
 
 TEST_P(Chunks, AreJoinedUpToTheLast) {
-    PeerPair pair;
+    SocketPair pair;
     pair.far.send(GetParam().sent);
     pair.far.end_sending();
     const ReadBody body = http_read_chunks(pair.near.fd(), kLimits);
@@ -131,7 +131,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& row) { return std::string{row.param.name}; });
 
 TEST(ReadBody, ByLengthTakesThatManyBytes) {
-    PeerPair pair;
+    SocketPair pair;
     pair.far.send("hello!");
     EXPECT_EQ(http_read_sized(pair.near.fd(), 5, kLimits).text, "hello");
     EXPECT_EQ(http_read_sized(pair.near.fd(), 101, kLimits).end, BodyEnd::too_large);
@@ -143,7 +143,7 @@ TEST(ReadBody, ByLengthTakesThatManyBytes) {
 
 TEST(ReadBody, ByCloseTakesAllUpToTheLimit) {
     for (const std::size_t size : {std::size_t{0}, kLimits.bytes, kLimits.bytes + 1}) {
-        PeerPair pair;
+        SocketPair pair;
         pair.far.send(std::string(size, 'x'));
         pair.far.end_sending();
         const ReadBody body = http_read_to_close(pair.near.fd(), kLimits);
@@ -152,7 +152,7 @@ TEST(ReadBody, ByCloseTakesAllUpToTheLimit) {
 }
 
 TEST(ReadBody, ThatIsTooSlowIsLate) {
-    PeerPair pair;
+    SocketPair pair;
     pair.far.send("4\r\nhi");
     EXPECT_EQ(http_read_sized(pair.near.fd(), 99, {100, 20, 5000}).end, BodyEnd::late) << "silence";
     EXPECT_EQ(http_read_chunks(pair.near.fd(), {100, 5000, 20}).end, BodyEnd::late) << "deadline";

@@ -30,7 +30,7 @@ protected:
         if (end != text.c_str() + at + 6 + kDateLength) return "no date: " + text;
         return text.replace(at + 6, kDateLength, "DATE");
     }
-    PeerPair pair;
+    SocketPair pair;
     HttpRequest request;
 };
 

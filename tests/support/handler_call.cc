@@ -1,11 +1,9 @@
 #include "support/handler_call.h"
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <limits>
-#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -19,22 +17,6 @@ std::string request_text(const HttpRequest& request, std::string_view lines) {
 }
 
 }  // namespace
-
-SocketPair::SocketPair() {
-    int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) throw std::runtime_error("no socket pair");
-    server = ends[0];
-    client = ends[1];
-}
-
-SocketPair::~SocketPair() {
-    close(server);
-    close_client();
-}
-
-void SocketPair::close_client() {
-    if (client >= 0) close(std::exchange(client, -1));
-}
 
 std::string receive_up_to(int socket, std::size_t limit) {
     std::string text;

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "http/request.h"
+#include "support/http_peer.h"
 
 struct HandlerAnswer {
     HandlerResult result = HandlerResult::keep;
@@ -23,18 +24,6 @@ HttpRequest request_for(std::string_view url, std::string_view lines = {}, std::
 HandlerAnswer call_handler(HttpHandler handler, HttpRequest request);
 HandlerAnswer call_handler(HttpHandler handler, std::string_view url, std::string_view lines = {},
                            std::uint32_t method = kGet);
-
-// Two connected sockets.
-struct SocketPair {
-    SocketPair();
-    ~SocketPair();
-    SocketPair(const SocketPair&) = delete;
-    SocketPair& operator=(const SocketPair&) = delete;
-    void close_client();
-
-    int server = -1;
-    int client = -1;
-};
 
 // Everything that arrives until the other side ends, or until there are limit bytes.
 std::string receive_up_to(int socket, std::size_t limit);

@@ -63,11 +63,11 @@ bool HttpPeer::read_some() {
     return n > 0;
 }
 
-PeerPair::PeerPair() {
+SocketPair::SocketPair() {
     int ends[2] = {-1, -1};
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    near = HttpPeer{Socket{ends[0]}};
-    far = HttpPeer{Socket{ends[1]}};
+    near = HttpPeer{Socket{server = ends[0]}};
+    far = HttpPeer{Socket{client = ends[1]}};
 }
 
 TestServer::TestServer() {

@@ -36,9 +36,12 @@ private:
     std::string how_ended_;
 };
 
-struct PeerPair {
-    PeerPair();
+// Two connected sockets; the server's end is near.
+struct SocketPair {
+    SocketPair();
+    void close_client() { far.close(); }
     HttpPeer near, far;
+    int server = -1, client = -1;  // their descriptors
 };
 
 class TestServer {
