@@ -1,6 +1,6 @@
 #include "db/add_item.h"
 
-#include <ranges>
+#include <algorithm>
 #include <vector>
 
 #include "core/file.h"
@@ -28,24 +28,26 @@ struct PlaylistSeat {
     std::int32_t sort_key = 0;
 };
 struct FormerPlaces {
-    SharedText playlist;
-    std::vector<PlaylistSeat> seats;  // the newest first
+    Text playlist;                    // outlives the lock
+    std::vector<PlaylistSeat> seats;  // in the order in which it took them
 };
 
 FormerPlaces places_of(const StoreLock& lock, const MediaItem& item) {
-    FormerPlaces former{.playlist = item.playlist, .seats = {}};
+    FormerPlaces former;
+    if (item.playlist) former.playlist = std::string{item.playlist.view()};
     const MediaContainer* const playlists = store(lock).playlists;
     tree_for_each_reference(lock, item, [&](const ItemReference& reference) {
         const MediaContainer* const list = tree_parent(lock, reference);
         const bool imported = playlists != nullptr && list->parent == playlists->id && !list->permanent;
         if (imported) former.seats.push_back({.playlist = list->id, .sort_key = reference.sort_key});
     });
+    std::ranges::reverse(former.seats);
     return former;
 }
 
 void take_places(const StoreLock& lock, MediaItem& item, const FormerPlaces& former) {
-    if (!item.playlist) item.playlist = former.playlist;
-    for (const PlaylistSeat& seat : former.seats | std::views::reverse) {
+    if (!item.playlist && former.playlist) item.playlist = tree_intern(lock, *former.playlist);
+    for (const PlaylistSeat& seat : former.seats) {
         MediaContainer* const list = as_container(tree_object(lock, seat.playlist));
         if (list != nullptr && db_find_item_by_path(lock, *list, item.path.view()) == nullptr)
             db_add_reference(lock, *list, item, seat.sort_key);
