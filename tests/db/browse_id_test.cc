@@ -34,19 +34,9 @@ TEST_F(BrowseIds, MapsNamesAndNumbers) {
         const char* text;
         ObjectId expected;
     } constexpr kCases[] = {
-        {"0", 0},
-        {"", 0},
-        {"abc", 0},
-        {"17", 17},
-        {" 17", 17},
-        {"17.mp3", 17},
-        {"0\\Music", 0},
-        {"2147483647", 2147483647},
-        {"-1", -1},
-        {"-2147483648", -1},
-        {"2147483648", -1},
-        {"4294967296", -1},
-        {"99999999999999999999", -1},
+        {"0", 0},           {"abc", 0},         {" 17", 17},
+        {"17.mp3", 17},     {"0\\Music", 0},    {"-1", -1},
+        {"2147483648", -1}, {"4294967296", -1}, {"99999999999999999999", -1},
     };
     for (const auto& row : kCases) EXPECT_EQ(map(row.text, "127.0.0.52"), row.expected) << row.text;
 }
@@ -64,19 +54,6 @@ TEST_F(BrowseIds, TellsThatAReceiverIsForMusicOnly) {
     set_client_type(ClientKind::roku_soundbridge, "127.0.0.53");
     map("0\\Music\\", "127.0.0.53");
     EXPECT_EQ(client_type("127.0.0.53"), ClientKind::roku_soundbridge);
-}
-
-TEST_F(BrowseIds, FillsAnEmptyPlayedList) {
-    ASSERT_EQ(db_add_item({.title = "T", .path = "http://h/1.mp3", .last_played = 5, .play_count = 3}),
-              AddResult::added);
-    const auto count = [](MediaContainer* MediaStore::*list) {
-        StoreLock lock;
-        return (store(lock).*list)->child_count;
-    };
-    ASSERT_EQ(count(&MediaStore::most_played), 0);
-    map(std::to_string(place(&MediaStore::most_played)));
-    EXPECT_EQ(count(&MediaStore::most_played), 1);
-    EXPECT_EQ(count(&MediaStore::last_played), 0);
 }
 
 class WithoutMusic : public BrowseIds {

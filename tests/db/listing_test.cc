@@ -20,14 +20,6 @@ protected:
     static void fill() {
         for (int n = 0; n < kMany; ++n) add(n, "Title " + std::to_string(n * 7919 % kMany));
     }
-    static Listing all_tracks(const StoreLock& lock, const Text& criteria) {
-        return listing_children(lock, *store(lock).all_tracks, listing_order(criteria));
-    }
-    static std::vector<std::string> titles(const StoreLock& lock, const ObjectIds& ids) {
-        std::vector<std::string> out;
-        for (const ObjectId id : ids) out.emplace_back(item_of(lock, tree_object(lock, id))->title.view());
-        return out;
-    }
     static SearchQuery query(const std::string& text, const Text& sort) {
         return {.text = text, .criteria = *search_compile(text), .order = listing_order(sort)};
     }
@@ -38,7 +30,7 @@ TEST_F(ListingOfTracks, ShufflesItemsByTheSeedBehindTheLastColon) {
     const auto shuffled = [](const char* criteria) {
         const ListingOrder order = listing_order(criteria);
         StoreLock lock;
-        return titles(lock, *listing_children(lock, *store(lock).all_tracks, order));
+        return titles_of(lock, *listing_children(lock, *store(lock).all_tracks, order));
     };
     // The C library's sequence for the seed 42, two draws a swap, starting from f e d c b a.
     EXPECT_THAT(shuffled("Philips:shuffle:42"), ElementsAre("c", "f", "d", "a", "b", "e"));
@@ -48,10 +40,8 @@ TEST_F(ListingOfTracks, ShufflesItemsByTheSeedBehindTheLastColon) {
     // Folders are sorted, not shuffled.
     const ListingOrder order = listing_order("Philips:shuffle:42");
     StoreLock lock;
-    const Listing folders = listing_children(lock, *store(lock).root, order);
-    std::vector<std::string_view> names;
-    for (const ObjectId id : *folders) names.push_back(as_container(tree_object(lock, id))->title.view());
-    EXPECT_THAT(names, ElementsAre("Music", "Pictures", "Videos"));
+    EXPECT_THAT(titles_of(lock, *listing_children(lock, *store(lock).root, order)),
+                ElementsAre("Music", "Pictures", "Videos"));
 }
 
 TEST_F(ListingOfTracks, RemembersAnOrderUntilSomethingChanges) {
@@ -120,10 +110,7 @@ TEST_F(ListingOfTracks, OrdersMatchesAsTheirContainersDo) {
     const auto containers = [&](const Text& sort) {
         const SearchQuery wanted = query("dc:title = \"A\" or dc:title = \"B\" or dc:title = \"C\"", sort);
         StoreLock lock;
-        const Listing matches = listing_search(lock, wanted);
-        std::vector<std::string_view> names;
-        for (const ObjectId id : *matches) names.push_back(as_container(tree_object(lock, id))->title.view());
-        return names;
+        return titles_of(lock, *listing_search(lock, wanted));
     };
     {
         StoreLock lock;

@@ -57,13 +57,7 @@ protected:
         std::vector<ObjectId> ids;
         for (const MediaObject& child : tree_children(lock, list)) ids.push_back(child.id);
         sort_objects(lock, sort_compile(criteria), ids);
-        std::vector<std::string> titles;
-        for (const ObjectId id : ids) {
-            const MediaItem* const item = item_of(lock, tree_object(lock, id));
-            titles.emplace_back(item != nullptr ? item->title.view()
-                                                : as_container(tree_object(lock, id))->title.view());
-        }
-        return titles;
+        return titles_of(lock, ids);
     }
 
 private:
@@ -173,18 +167,6 @@ TEST_F(Sort, KeepsRepeatedKeysOutOfTheWork) {
     const SortCriteria compiled = sort_compile(criteria);
     EXPECT_EQ(compiled.keys.size(), 2u);
     EXPECT_TRUE(compiled.titles_descending);
-}
-
-TEST_F(Sort, ChoosesTheDefaultByClass) {
-    settings_set(Setting::ds, "-dc:title");
-    settings_set(Setting::ms, "+upnp:album");
-    settings_set(Setting::ps, "+dc:date");
-    const SortDefaults defaults = sort_read_defaults();
-    EXPECT_EQ(sort_default_for(defaults, ObjectClass::playlist_container), defaults.music);
-    EXPECT_EQ(sort_default_for(defaults, ObjectClass::music_album), defaults.music);
-    EXPECT_EQ(sort_default_for(defaults, ObjectClass::music_artist), defaults.general);
-    EXPECT_EQ(sort_default_for(defaults, ObjectClass::video_container), defaults.general);
-    EXPECT_EQ(sort_default_for(defaults, ObjectClass::picture_container), defaults.pictures);
 }
 
 }  // namespace

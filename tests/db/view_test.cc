@@ -14,20 +14,14 @@ using Views = StoreFixture;
 
 TEST_F(Views, PlaceATrackUnderEveryLevelAndItsAll) {
     db_add_item({.title = "T", .artist = "A", .album = "B", .genre = "G", .date = "2003-05-01", .path = "http://h/1"});
-    for (const std::vector<std::string_view>& at :
-         std::vector<std::vector<std::string_view>>{{"Music", "Artists", "A"},
-                                                    {"Music", "Artists", "- All -"},
-                                                    {"Music", "Genres", "G"},
-                                                    {"Music", "Albums", "B"},
-                                                    {"Music", "Artists/Albums", "A", "B"},
-                                                    {"Music", "Artists/Albums", "A", "- All -"},
-                                                    {"Music", "Artists/Albums", "- All -", "B"},
-                                                    {"Music", "Artists/Albums", "- All -", "- All -"},
-                                                    {"Music", "Genres/Artists", "- All -", "A", "- All -"},
-                                                    {"Music", "Year/Albums", "2003", "B"},
-                                                    {"Music", "Alpha", "ABC", "A"}}) {
-        SCOPED_TRACE(at.back());
-        EXPECT_THAT(children(at), ElementsAre("(T)"));
+    using Path = std::vector<std::string_view>;
+    for (const Path& at : {Path{"Artists", "A"}, Path{"Artists", "- All -"}, Path{"Artists/Albums", "A", "B"},
+                           Path{"Artists/Albums", "A", "- All -"}, Path{"Artists/Albums", "- All -", "B"},
+                           Path{"Artists/Albums", "- All -", "- All -"}, Path{"Year/Albums", "2003", "B"},
+                           Path{"Genres/Artists", "- All -", "A", "- All -"}, Path{"Alpha", "ABC", "A"}}) {
+        Path from_root{"Music"};
+        from_root.insert(from_root.end(), at.begin(), at.end());
+        EXPECT_THAT(children(from_root), ElementsAre("(T)")) << testing::PrintToString(at);
     }
     EXPECT_THAT(children({"Music", "Alpha"}), ElementsAre("ABC")) << "letter groups have no \"- All -\"";
     StoreLock lock;
@@ -91,63 +85,46 @@ TEST_F(OddViews, ShowWhatTheyCan) {
     EXPECT_LT(tree_object_count(lock), 5000u) << "a view of twenty levels must not hold a million references";
 }
 
-struct GroupCase {
-    const char* name;
-    std::uint32_t first;
-    std::int32_t letters;
-    const char* expected;
-};
-class LetterGroup : public testing::TestWithParam<GroupCase> {};
-TEST_P(LetterGroup, HoldsTheLetter) {
-    EXPECT_EQ(view_letter_group(GetParam().first, GetParam().letters), GetParam().expected);
+TEST(LetterGroup, HoldsTheLetter) {
+    struct {
+        std::uint32_t first;
+        std::int32_t letters;
+        const char* expected;
+    } constexpr kCases[] = {
+        {'a', 3, "ABC"},  {'K', 3, "JKL"},
+        {'4', 3, "ABC"},  {'z', 3, "YZ"},
+        {0xC9, 3, "DEF"}, {0xE9, 3, "DEF"},
+        {0xF1, 1, "N"},   {0xD7, 3, "MNO"},
+        {0xFC, 3, "STU"}, {0xDF, 3, "YZ"},
+        {0x416, 3, "YZ"}, {'{', 2, "YZ"},
+        {'Z', 1, "Z"},    {'n', 13, "NOPQRSTUVWXYZ"},
+    };
+    for (const auto& row : kCases) EXPECT_EQ(view_letter_group(row.first, row.letters), row.expected) << row.first;
 }
-INSTANTIATE_TEST_SUITE_P(View, LetterGroup,
-                         testing::ValuesIn<GroupCase>({{"a", 'a', 3, "ABC"},
-                                                       {"k", 'K', 3, "JKL"},
-                                                       {"digit", '4', 3, "ABC"},
-                                                       {"last_is_short", 'z', 3, "YZ"},
-                                                       {"behind_z", '~', 3, "YZ"},
-                                                       {"e_acute", 0xC9, 3, "DEF"},
-                                                       {"small_e_acute", 0xE9, 3, "DEF"},
-                                                       {"n_tilde", 0xF1, 1, "N"},
-                                                       {"times_sign", 0xD7, 3, "MNO"},
-                                                       {"u_umlaut", 0xFC, 3, "STU"},
-                                                       {"sharp_s", 0xDF, 3, "YZ"},
-                                                       {"cyrillic", 0x416, 3, "YZ"},
-                                                       {"two_letters", '{', 2, "YZ"},
-                                                       {"one_letter", 'Z', 1, "Z"},
-                                                       {"thirteen", 'n', 13, "NOPQRSTUVWXYZ"}}),
-                         [](const auto& test) { return std::string{test.param.name}; });
 
-struct FolderCase {
-    const char* name;
-    const char* contentdir;
-    const char* path;
-    const char* expected;
-};
-class RelativePath : public testing::TestWithParam<FolderCase> {};
-TEST_P(RelativePath, IsCutBehindItsContentDirectory) {
-    settings_set(Setting::contentdir, GetParam().contentdir);
-    EXPECT_EQ(view_relative_path(GetParam().path), GetParam().expected);
+TEST(RelativePath, IsCutBehindItsContentDirectory) {
+    struct {
+        const char *contentdir, *path, *expected;
+    } constexpr kCases[] = {
+        {"/pics", "/pics/2004/trip/a.jpg", "2004/trip/a.jpg"},
+        {"/pics/", "/pics//a.jpg", "a.jpg"},
+        {"/PICS", "/pics/a.jpg", "a.jpg"},
+        {"/a,/b", "/b/x/y.mp3", "x/y.mp3"},
+        {"/a,/a/b", "/a/b/y.mp3", "b/y.mp3"},  // the first that begins it
+        {"M|/data", "/data/x/y.mp3", "x/y.mp3"},
+        // Behind a letter, the "/" is looked for two places before the end of the whole element.
+        {"M|/data/", "/data/x/y.mp3", "/y.mp3"},
+        {"M|/data/x/", "/data/x/y.mp3", "y.mp3"},
+        {"M|/data/xy", "/data/xy/f/y.mp3", "/f/y.mp3"},
+        {"/a", "/b/y.mp3", "/b/y.mp3"},
+        {",,/a", "/a/y.mp3", "y.mp3"},
+    };
+    for (const auto& row : kCases) {
+        settings_set(Setting::contentdir, row.contentdir);
+        EXPECT_EQ(view_relative_path(row.path), row.expected) << row.contentdir;
+    }
     settings_free_all();
 }
-INSTANTIATE_TEST_SUITE_P(View, RelativePath,
-                         testing::ValuesIn<FolderCase>({
-                             {"plain", "/pics", "/pics/2004/trip/a.jpg", "2004/trip/a.jpg"},
-                             {"closing_slash", "/pics/", "/pics/2004/trip/a.jpg", "2004/trip/a.jpg"},
-                             {"file_behind_two_slashes", "/pics/", "/pics//a.jpg", "a.jpg"},
-                             {"other_case", "/PICS", "/pics/a.jpg", "a.jpg"},
-                             {"second", "/a,/b", "/b/x/y.mp3", "x/y.mp3"},
-                             {"first_that_begins", "/a,/a/b", "/a/b/y.mp3", "b/y.mp3"},
-                             {"prefix", "M|/data", "/data/x/y.mp3", "x/y.mp3"},
-                             // The "/" is looked for two places before the end of the whole element.
-                             {"prefix_and_slash_eats_a_letter", "M|/data/", "/data/x/y.mp3", "/y.mp3"},
-                             {"prefix_and_slash_before_one_letter", "M|/data/x/", "/data/x/y.mp3", "y.mp3"},
-                             {"prefix_and_two_letters_keep_a_slash", "M|/data/xy", "/data/xy/f/y.mp3", "/f/y.mp3"},
-                             {"none", "/a", "/b/y.mp3", "/b/y.mp3"},
-                             {"empty_elements", ",,/a", "/a/y.mp3", "y.mp3"},
-                         }),
-                         [](const auto& test) { return std::string{test.param.name}; });
 
 class Folders : public StoreFixture {
 protected:

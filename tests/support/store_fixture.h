@@ -55,6 +55,20 @@ protected:
         return out;
     }
 
+    // The titles of items, references and containers, by their ids.
+    static std::vector<std::string> titles_of(const StoreLock& lock, const std::vector<ObjectId>& ids) {
+        std::vector<std::string> out;
+        for (const ObjectId id : ids) {
+            const MediaItem* const item = item_of(lock, tree_object(lock, id));
+            out.emplace_back(item != nullptr ? item->title.view() : as_container(tree_object(lock, id))->title.view());
+        }
+        return out;
+    }
+
+    static ObjectId id_of_container(const std::vector<std::string_view>& titles) {
+        StoreLock lock;
+        return find(lock, titles)->id;
+    }
     static ObjectId id_of(std::string_view path, ObjectClass type = ObjectClass::music_track) {
         StoreLock lock;
         const MediaItem* const item = db_find_in_type(lock, path, type);
