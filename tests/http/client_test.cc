@@ -13,26 +13,19 @@ using After = ScriptedServer::After;
 
 const std::string kOk = "HTTP/1.1 200 OK\r\n";
 
-struct AnswerCase {
-    const char* name;
-    std::string answer;
-    std::optional<std::string> body;
-    After after = After::hold;
-};
-class OutgoingAnswer : public testing::TestWithParam<AnswerCase> {};
-
-TEST_P(OutgoingAnswer, GivesItsBodyOrNothing) {
-    ScriptedServer server{GetParam().answer, GetParam().after};
-    const auto body = http_talk(TalkMode::get, server.url("/a"));
-    ASSERT_EQ(body.has_value(), GetParam().body.has_value());
-    if (body) {
-        EXPECT_EQ(body->text(), *GetParam().body);
-    }
+std::string repeated(int times, const std::string& text) {
+    std::string out;
+    while (times-- > 0) out += text;
+    return out;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Http, OutgoingAnswer,
-    testing::ValuesIn<AnswerCase>({
+TEST(OutgoingAnswer, GivesItsBodyOrNothing) {
+    const struct {
+        const char* name;
+        std::string answer;
+        std::optional<std::string> body;
+        After after = After::hold;
+    } rows[] = {
         {"by_length", kOk + "Content-Length: 5\r\n\r\nhello and more", "hello"},
         {"one_character_behind_the_colon", kOk + "Content-Length:123\r\n\r\n" + std::string(123, 'x'),
          std::string(23, 'x')},
@@ -49,15 +42,18 @@ INSTANTIATE_TEST_SUITE_P(
         {"length_2_to_63", kOk + "Content-Length: 9223372036854775808\r\n\r\nhello", std::nullopt},
         {"chunk_too_long", kOk + "Transfer-Encoding: chunked\r\n\r\n1000001\r\nhello", std::nullopt},
         {"endless_header", kOk + "X: " + std::string(70'000, 'x'), std::nullopt},
+        {"interim_for_ever", repeated(1000, "HTTP/1.1 100 Continue\r\n\r\n"), std::nullopt},
         {"no_header", "", std::nullopt, After::close},
-    }),
-    [](const auto& row) { return std::string{row.param.name}; });
-
-TEST(OutgoingAnswer, InterimForEverIsNone) {
-    std::string interim;
-    for (int i = 0; i < 1000; ++i) interim += "HTTP/1.1 100 Continue\r\n\r\n";
-    ScriptedServer server{interim, After::hold};
-    EXPECT_FALSE(http_talk(TalkMode::get, server.url()));
+    };
+    for (const auto& c : rows) {
+        SCOPED_TRACE(c.name);
+        ScriptedServer server{c.answer, c.after};
+        const auto body = http_talk(TalkMode::get, server.url("/a"));
+        ASSERT_EQ(body.has_value(), c.body.has_value());
+        if (body) {
+            EXPECT_EQ(body->text(), *c.body);
+        }
+    }
 }
 
 TEST(OutgoingAnswer, OfASilentHostIsGivenUpInTime) {
@@ -83,10 +79,6 @@ TEST(OutgoingRequest, IsSentToTheByte) {
             "\r\nSOAPACTION: \"urn:x#Y\"\r\nCONTENT-TYPE: text/xml; charset=\"UTF-8\"\r\nContent-Length: 4\r\n"
             "Connection: Keep-Alive\r\n\r\n<a/>");
     http_set_user_agent({});
-    EXPECT_TRUE(http_talk(TalkMode::get, server.url("")));
-    EXPECT_EQ(server.last_request(),
-              "GET / HTTP/1.1\r\nAccept: */*\r\nHost: 127.0.0.1:" + std::to_string(server.port()) +
-                  "\r\nConnection: Keep-Alive\r\nUser-Agent: Pelorama User-Agent\r\n\r\n");
 }
 
 TEST(OutgoingRequest, CarriesExtraHeadersAndNoSecondUserAgent) {

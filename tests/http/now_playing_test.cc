@@ -5,25 +5,17 @@
 
 #include <string>
 
-#include "core/settings.h"
-#include "db/add_item.h"
-#include "db/store.h"
 #include "support/handler_call.h"
+#include "support/store_fixture.h"
 #include "upnp/announcement.h"
 
 namespace {
 
-class NowPlayingPage : public testing::Test {
+class NowPlayingPage : public StoreFixture {
 protected:
     void SetUp() override {
-        settings_set_defaults();
-        db_create();
+        StoreFixture::SetUp();
         now_playing_reset();
-    }
-    void TearDown() override {
-        set_announcement_mode(AnnouncementMode::announcing);
-        db_destroy();
-        settings_free_all();
     }
     static ObjectId add(std::string_view path, std::string_view title, ObjectClass type) {
         db_add_item({.title = std::string{title},
@@ -31,8 +23,7 @@ protected:
                      .artist = "Tom & Co",
                      .path = std::string{path},
                      .duration = "0:01:00"});
-        const StoreLock lock;
-        return db_find_in_type(lock, path, type)->id;
+        return id_of(path, type);
     }
     static std::string page() { return call_handler(rpc_handler, "/rpc?playing").body; }
 };
@@ -64,32 +55,19 @@ TEST_F(NowPlayingPage, TheEleventhClientIsNeverListed) {
 }
 
 TEST_F(NowPlayingPage, TheUrlDecidesWhatIsSwitched) {
-    struct Case {
-        const char *url, *status, *body;
+    struct {
+        const char *url, *body;
         AnnouncementMode mode_after;
+    } const rows[] = {
+        {"/rpc?playing&mode?stealth", "playing<br>\n", AnnouncementMode::announcing},
+        {"/rpc?mode?stealth&mode?alive", "SSDP disabled. MediaServer in stealth mode!\n", AnnouncementMode::silent},
+        {"/rpc/mode?alive", "SSDP enabled. MediaServer alive!\n", AnnouncementMode::announcing},
     };
-    constexpr auto kSilent = AnnouncementMode::silent;
-    constexpr auto kAnnouncing = AnnouncementMode::announcing;
-    const Case cases[] = {
-        {"/rpc?playing&mode?stealth", "HTTP/1.1 200 OK", "playing<br>\n", kAnnouncing},
-        {"/rpc?mode?stealth&mode?alive", "HTTP/1.1 200 OK", "SSDP disabled. MediaServer in stealth mode!\n", kSilent},
-        {"/rpc/mode?STEALTH", "HTTP/1.1 404 Not Found", nullptr, kSilent},
-        {"/rpc/mode?alive", "HTTP/1.1 200 OK", "SSDP enabled. MediaServer alive!\n", kAnnouncing},
-        {"/rpc", "HTTP/1.1 404 Not Found", nullptr, kAnnouncing},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.url);
-        const HandlerAnswer answer = call_handler(rpc_handler, c.url);
-        EXPECT_EQ(answer.status_line, c.status);
-        EXPECT_EQ(answer.header("Content-Type"), "text/html; charset=UTF-8");
-        EXPECT_EQ(answer.header("Expires"), "0");
-        EXPECT_EQ(answer.header("Pragma"), "no-cache");
-        EXPECT_EQ(answer.header("Content-Length"), std::to_string(answer.body.size()));
-        if (c.body != nullptr) {
-            EXPECT_EQ(answer.body, c.body);
-        }
-        EXPECT_EQ(announcement_mode(), c.mode_after);
+    for (const auto& row : rows) {
+        EXPECT_EQ(call_handler(rpc_handler, row.url).body, row.body);
+        EXPECT_EQ(announcement_mode(), row.mode_after) << row.url;
     }
+    EXPECT_EQ(call_handler(rpc_handler, "/rpc/mode?STEALTH").status_line, "HTTP/1.1 404 Not Found");
 }
 
 }  // namespace
