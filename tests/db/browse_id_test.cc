@@ -33,11 +33,17 @@ TEST_F(BrowseIds, MapsNamesAndNumbers) {
     struct {
         const char* text;
         ObjectId expected;
-    } constexpr kCases[] = {
-        {"0", 0},           {"abc", 0},         {" 17", 17},
-        {"17.mp3", 17},     {"0\\Music", 0},    {"-1", -1},
-        {"2147483648", -1}, {"4294967296", -1}, {"99999999999999999999", -1},
-    };
+    } constexpr kCases[] = {{"0", 0},
+                            {"abc", 0},
+                            {" 17", 17},
+                            {"17.mp3", 17},
+                            {"0\\Music", 0},
+                            {"-1", -1},
+                            {"2147483647", 2147483647},
+                            {"-2147483648", -1},
+                            {"2147483648", -1},
+                            {"4294967296", -1},
+                            {"99999999999999999999", -1}};
     for (const auto& row : kCases) EXPECT_EQ(map(row.text, "127.0.0.52"), row.expected) << row.text;
 }
 

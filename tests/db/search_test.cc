@@ -65,8 +65,10 @@ TEST_F(Search, EvaluatesCriteriaOnAnItem) {
         {"upnp:albumArtURI = \"0\"", 1},
         {"dc:source contains \"/48/\" and res contains \".mp3\"", 1},
         {"upnp:class derivedfrom \"object.item.audioItem\"", 1},
+        {"upnp:class derivedfrom \"audioItem\"", 1},
         {"upnp:class derivedfrom \"AudioItem\"", 0},
         {"upnp:originalTrackNumber = \"07\"", 1},
+        {"upnp:originalTrackNumber > \"10\"", 0},
         {"upnp:originalTrackNumber contains \"7\"", 0},
         {"upnp:genre exists \"false\"", 1},
         {"dc:date exists \"true\"", 1},
@@ -87,6 +89,7 @@ TEST_F(Search, EvaluatesCriteriaOnAnItem) {
         {"(dc:title = \")\"", -1},
         {"dc:title = \"x\")", -1},
         {"and dc:title = \"x\"", -1},
+        {"dc:title = \"x\" or", -1},
         {"dc:title = \"x\" and or dc:title = \"x\"", -1},
         {"dc:date exists true or dc:foo = 1", -1},
     };

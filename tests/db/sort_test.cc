@@ -74,15 +74,6 @@ TEST_F(Sort, ListsContainersFirstInBothDirections) {
     EXPECT_THAT(sorted(rows, ""), ElementsAre("[x]", "[Y]", "A", "b"));
 }
 
-TEST_F(Sort, SkipsAKeyWithABlankInFront) {
-    const std::vector<Track> rows = {{.title = "c", .album = "One", .date = "1"},
-                                     {.title = "b", .album = "Two", .date = "1"},
-                                     {.title = "a", .album = "one", .date = "2"}};
-    EXPECT_THAT(sorted(rows, "+upnp:album, -dc:title"), ElementsAre("a", "c", "b"));
-    EXPECT_THAT(sorted(rows, "+upnp:album,-dc:title"), ElementsAre("c", "a", "b"));
-    EXPECT_THAT(sorted(rows, "-upnp:albumArtURI,+dc:date"), ElementsAre("b", "c", "a"));
-}
-
 TEST_F(Sort, PutsMissingValuesFirstAndTurnsThemWithTheDirection) {
     const std::vector<Track> rows = {{.title = "x", .artist = "Z"}, {.title = "y"}, {.title = "z", .artist = "a"}};
     EXPECT_THAT(sorted(rows, "+upnp:artist"), ElementsAre("y", "z", "x"));
@@ -167,6 +158,13 @@ TEST_F(Sort, KeepsRepeatedKeysOutOfTheWork) {
     const SortCriteria compiled = sort_compile(criteria);
     EXPECT_EQ(compiled.keys.size(), 2u);
     EXPECT_TRUE(compiled.titles_descending);
+}
+
+TEST_F(Sort, ChoosesTheDefaultByClass) {
+    const SortDefaults defaults = sort_read_defaults();
+    EXPECT_EQ(sort_default_for(defaults, ObjectClass::music_album), defaults.music);
+    EXPECT_EQ(sort_default_for(defaults, ObjectClass::music_artist), defaults.general);
+    EXPECT_EQ(sort_default_for(defaults, ObjectClass::picture_container), defaults.pictures);
 }
 
 }  // namespace

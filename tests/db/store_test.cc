@@ -104,21 +104,6 @@ TEST_F(Store, FindsTheNewestContainerOfATitle) {
     EXPECT_EQ(find(lock, {"Music", "Same"}), same[0]);
 }
 
-TEST_F(Store, FindsObjectsBelowAContainerOnly) {
-    add_track("http://h/1", "One");
-    StoreLock lock;
-    MediaItem* const item = db_find_in_type(lock, "http://h/1", ObjectClass::music_track);
-    const MediaStore& places = store(lock);
-    EXPECT_EQ(db_find_by_id(lock, *places.root, item->id), item);
-    EXPECT_EQ(db_find_by_id(lock, *places.all_tracks, item->id), item);
-    EXPECT_EQ(db_find_by_id(lock, *places.playlists, item->id), item) << "the siblings of the start belong to it";
-    EXPECT_EQ(db_find_by_id(lock, *places.most_played, item->id), nullptr);
-    EXPECT_EQ(db_find_by_id(lock, *places.root, 1'000'000), nullptr);
-    EXPECT_EQ(db_find_item_by_path(lock, *find(lock, {"Music", "Artists"}), "http://h/1"), item);
-    EXPECT_EQ(db_find_item_by_path(lock, *places.playlists, "http://h/1"), nullptr);
-    EXPECT_EQ(db_find_in_type(lock, "http://h/1", ObjectClass::movie), nullptr);
-}
-
 TEST_F(Store, GivesResourcesForIdsOfItemsOnly) {
     db_add_item({.title = "One", .path = "http://h/1", .duration = "0:01:30.500"});
     const std::string id = std::to_string(id_of("http://h/1"));
@@ -194,15 +179,6 @@ TEST_F(Store, ChangesAFieldThatStillHasItsValue) {
     EXPECT_THAT(children({"Music", "Genres"}), ElementsAre("- All -", "Unknown")) << "views are not rebuilt";
 }
 
-TEST_F(Store, ComparesMissingAndEmptyTexts) {
-    EXPECT_EQ(db_compare_text(std::nullopt, std::nullopt), 0);
-    EXPECT_EQ(db_compare_text(std::nullopt, ""), 0);
-    EXPECT_EQ(db_compare_text("a", std::nullopt), -1);
-    EXPECT_EQ(db_compare_text(std::nullopt, "a"), 1);
-    EXPECT_LT(db_compare_text("", "a"), 0);
-    EXPECT_LT(db_compare_text("Z", "a"), 0);
-}
-
 class ShortLists : public StoreFixture {
     void configure() override { settings_set(Setting::playlistnumentries, "2"); }
 };
@@ -264,12 +240,6 @@ TEST_F(UnusualSettings, TagsFollowTheKeywords) {
     EXPECT_THAT(children({"Pictures", "- Adobe Tags -", "Trips", "Oslo"}), ElementsAre("(P)"));
     ASSERT_EQ(db_update_object(id, "upnp:keywords", "Trips/Oslo,Family", "Family"), 200);
     EXPECT_THAT(children({"Pictures", "- Adobe Tags -", "Trips", "Oslo"}), IsEmpty());
-    {
-        StoreLock lock;
-        EXPECT_NE(db_find_item_by_keywords(lock, *store(lock).pictures, "Family"), nullptr);
-        EXPECT_EQ(db_find_item_by_keywords(lock, *store(lock).music, "Family"), nullptr);
-        EXPECT_EQ(db_find_item_by_keywords(lock, *store(lock).pictures, "Trips/Oslo,Family"), nullptr);
-    }
     ASSERT_EQ(db_update_object(id, "upnp:keywords", "Family", ""), 200);
     EXPECT_THAT(children({"Pictures", "- Adobe Tags -"}), ElementsAre("Family", "Trips")) << "no keywords, no tag";
     EXPECT_THAT(children({"Pictures", "- Adobe Tags -", "Family"}), IsEmpty());

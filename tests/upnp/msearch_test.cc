@@ -41,11 +41,13 @@ TEST(Msearch, TargetAndWaitAreRead) {
         {"MX:0\r\nST:a\r\n", "a", 1},
         {"MX:\r\nST:a\r\n", "a", 1},
         {"MX: 121\r\nST:a\r\n", "a", 120},
+        {"MX: 4294967297\r\nST:a\r\n", "a", 120},
         {"MX: 99999999999999999999\r\nST:a\r\n", "a", 120},
         {"MX: \xff\x80\r\nST:a\xc3\xa9\r\n", "a\xc3\xa9", 1},
         {"ST:a\r\n", "a", 5},
         {"MX : 9\r\nST : a\r\n", "", 5},  // neither "MX:" nor "ST:" begins a line
         {"MX: 2\r\nST:\r\n", "", 2},
+        {"MX: 2\r\nST:\ta\r\n", "", 2},
         {"ST: a", "a", 5},
         {"ST: " + std::string(129, 'x') + "\r\n", std::string(128, 'x'), 5},
         {std::string{"MX: 4\r\nST: a\0b\r\n", 17}, "a", 4},
