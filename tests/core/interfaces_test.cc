@@ -35,10 +35,4 @@ TEST(Interfaces, AreListedInTheSystemsOrderFiveAtMost) {
     EXPECT_EQ(network_interfaces().size(), 6u);
 }
 
-TEST(Interfaces, ThatAreNotThereHaveNoAddress) {
-    EXPECT_EQ(get_mac_address("sixteen_letters_"), std::nullopt);
-    EXPECT_EQ(get_mac_address("nowhere0"), std::nullopt);
-    EXPECT_EQ(get_device_address("nowhere0"), "");
-}
-
 }  // namespace

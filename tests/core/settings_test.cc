@@ -13,14 +13,6 @@ protected:
     ~Settings() override { settings_free_all(); }
 };
 
-TEST_F(Settings, AnEmptyTextUnsets) {
-    settings_set(Setting::scantime, "15 minutes");
-    EXPECT_EQ(settings_get_int(Setting::scantime), 15);
-    settings_set(Setting::scantime, "");
-    EXPECT_EQ(settings_get(Setting::scantime), std::nullopt);
-    EXPECT_EQ(settings_get_int(Setting::scantime), 0);
-}
-
 TEST_F(Settings, ListsAreSplitAtEveryComma) {
     using Row = std::pair<const char*, SettingList>;
     for (const auto& [text, items] : {Row{" /a , /b ", {" /a ", " /b "}}, {"a,,b,", {"a", "", "b", ""}}, {"", {}}}) {

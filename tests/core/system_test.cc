@@ -8,7 +8,6 @@
 
 #include "core/bytes.h"
 #include "core/file.h"
-#include "core/socket.h"
 #include "core/thread.h"
 #include "support/scratch.h"
 
@@ -49,11 +48,6 @@ TEST(Files, OnlyRegularOnesAreOpenedForReading) {
     EXPECT_EQ(as_text(Bytes{buffer}.first(2)), "89");
     EXPECT_EQ(file.read_at(99, buffer), 0u);
     EXPECT_EQ(file.status()->size, 10);
-}
-
-TEST(Addresses, AreDottedOrNothing) {
-    for (const char* bad : {"", "0.0.0.0", "256.1.1.1", "10.1", "host", " 10.0.0.1", "10.0.0.1 "})
-        EXPECT_EQ(ipv4_parse(bad).s_addr, 0u) << bad;
 }
 
 TEST(RunningFlags, GoFromIdleToRunningToAskedToIdle) {

@@ -24,18 +24,13 @@ protected:
     SocketPair sockets_;
 };
 
-TEST_F(FileSending, GoesOnWhereItStoppedAndEndsWithTheFile) {
+TEST_F(FileSending, CopiesWhereTheSystemCannotSendFiles) {
+    // Linux refuses to send files to a descriptor in append mode, as it does for some file systems.
+    ASSERT_EQ(fcntl(sockets_.server, F_SETFL, O_APPEND), 0);
     FileSender sender{sockets_.server, file_, 100};
     EXPECT_EQ(sender.send(20'000), 20'000);
     EXPECT_EQ(sender.send(100'000), 29'900);
     EXPECT_EQ(sender.send(1), 0);
-    EXPECT_EQ(receive_up_to(sockets_.client, 49'900), content_.substr(100));
-}
-
-TEST_F(FileSending, CopiesWhereTheSystemCannotSendFiles) {
-    // Linux refuses to send files to a descriptor in append mode, as it does for some file systems.
-    ASSERT_EQ(fcntl(sockets_.server, F_SETFL, O_APPEND), 0);
-    EXPECT_EQ((FileSender{sockets_.server, file_, 100}.send(100'000)), 49'900);
     EXPECT_EQ(receive_up_to(sockets_.client, 49'900), content_.substr(100));
 }
 

@@ -111,17 +111,6 @@ TEST(Chunks, AreJoinedUpToTheLast) {
     }
 }
 
-TEST(ReadBody, ByLengthTakesThatManyBytes) {
-    SocketPair pair;
-    pair.far.send("hello!");
-    EXPECT_EQ(http_read_sized(pair.near.fd(), 5, kLimits).text, "hello");
-    EXPECT_EQ(http_read_sized(pair.near.fd(), 101, kLimits).end, BodyEnd::too_large);
-    pair.far.end_sending();
-    const ReadBody cut = http_read_sized(pair.near.fd(), 5, kLimits);
-    EXPECT_EQ(cut.end, BodyEnd::closed);
-    EXPECT_EQ(cut.text, "!");
-}
-
 TEST(ReadBody, ByCloseTakesAllUpToTheLimit) {
     for (const std::size_t size : {std::size_t{0}, kLimits.bytes, kLimits.bytes + 1}) {
         SocketPair pair;

@@ -10,14 +10,12 @@
 #include <string>
 
 #include "core/process.h"
-#include "core/settings.h"
-#include "db/add_item.h"
-#include "db/store.h"
 #include "db/upkeep.h"
 #include "http/now_playing.h"
 #include "http/playlist_page.h"
 #include "support/handler_call.h"
 #include "support/scratch.h"
+#include "support/store_fixture.h"
 #include "upnp/clients.h"
 
 namespace {
@@ -37,18 +35,13 @@ std::string thousand_bytes() {
     return text;
 }
 
-class Streaming : public testing::Test {
+class Streaming : public StoreFixture {
 protected:
     void SetUp() override {
         ignore_broken_pipes();
-        settings_set_defaults();
         clients_reset();
         now_playing_reset();
-        db_create();
-    }
-    void TearDown() override {
-        db_destroy();
-        settings_free_all();
+        StoreFixture::SetUp();
     }
 
     // A media file of the store; its bitrate is known when it has a duration.
@@ -58,11 +51,7 @@ protected:
         EXPECT_EQ(db_add_item({.media_class = type, .path = path, .duration = std::string{duration}}),
                   AddResult::added);
         if (!duration.empty()) db_set_bitrate(path, type, 128);
-        return find(path, type)->id;
-    }
-    static MediaItem* find(std::string_view path, ObjectClass type) {
-        const StoreLock lock;
-        return db_find_in_type(lock, path, type);
+        return id_of(path, type);
     }
     static std::int32_t plays(ObjectId id) {
         const StoreLock lock;
@@ -70,9 +59,6 @@ protected:
     }
     static std::string disk(ObjectId id, std::string_view rest = ".mp3") {
         return "/disk/" + std::to_string(id) + std::string{rest};
-    }
-    static std::string resumed(ObjectId id, std::string_view rest) {
-        return "/continue/" + std::to_string(id) + std::string{rest};
     }
     // A transfer of its own; the connection ends with it.
     static std::future<HandlerResult> start(SocketPair& sockets, ObjectId id) {
@@ -264,7 +250,7 @@ TEST_F(Streaming, WhatIsNotAnItemIsNotFoundAndNotPlayed) {
     std::filesystem::remove(directory_ / "pipe.mp3");
     ASSERT_EQ(mkfifo((directory_ / "pipe.mp3").c_str(), 0600), 0);
     EXPECT_EQ(db_add_item({.path = "http://radio.example/a.mp3"}), AddResult::added);
-    const ObjectId remote = find("http://radio.example/a.mp3", ObjectClass::music_track)->id;
+    const ObjectId remote = id_of("http://radio.example/a.mp3");
     const std::string ids[] = {"4294967296",          std::to_string(id) + "abc", "%2e%2e%2fetc/passwd",
                                std::to_string(gone),  std::to_string(vanished),   std::to_string(pipe),
                                std::to_string(remote)};
@@ -305,7 +291,8 @@ TEST_F(Streaming, ContinuesAtTheOffsetOfTheUrl) {
     const ObjectId id = add("a.mp3", bytes_, "0:00:10");
     for (const Row& c : rows) {
         SCOPED_TRACE(c.name);
-        const HandlerAnswer answer = call_handler(continue_handler, resumed(id, c.rest), c.lines);
+        const HandlerAnswer answer =
+            call_handler(continue_handler, "/continue/" + std::to_string(id) + c.rest, c.lines);
         EXPECT_EQ(answer.status_line, kPartial);
         EXPECT_EQ(answer.header("Content-Range"), c.content_range);
         EXPECT_EQ(answer.header("Content-Type"), "audio/mpeg");
