@@ -246,18 +246,21 @@ class Bench:
         """What the persistence file costs and saves, and how long a browsing receiver waits meanwhile."""
         file = self.scratch / "library.db"
         file.unlink(missing_ok=True)
-        scanning, saving, visible = [], [], []
+        scanning, saving, visible, rescanned = [], [], [], []
         for run in range(SCANS):
             begin = time.perf_counter()
             server = self.start(self.options.corpus, dbfile=file)
+            if run > 0:
+                server.wait_for_log("read on persistance DB completed")
+                visible.append(time.perf_counter() - begin)
+                server.wait_for_scan()
+                rescanned.append(time.perf_counter() - begin)
             server.wait_until_up()
             with Session(server.client()) as session:
                 page = session.soap("Browse", {"ObjectID": 0, "BrowseFlag": "BrowseDirectChildren", "Filter": "*",
                                                "StartingIndex": 0, "RequestedCount": PAGE, "SortCriteria": ""})
-                self.browse_until(session, page, server, "DB scan on .* completed", scanning if run == 0 else [])
-                if run > 0:
-                    server.wait_for_log("read on persistance DB completed")
-                    visible.append(time.perf_counter() - begin)
+                if run == 0:
+                    self.browse_until(session, page, server, "DB scan on .* completed", scanning)
                 server.wait_for_log("DB:writing DB", deadline=60)
                 self.browse_until(session, page, server, None, saving)
             server.stop()
@@ -267,7 +270,8 @@ class Bench:
             return [what, f"{times[len(times) // 2] * 1000:.2f}", f"{times[len(times) * 99 // 100] * 1000:.2f}",
                     f"{times[-1] * 1000:.1f}"]
         print_table(f"Start from a file of {file.stat().st_size / 1e6:.1f} MB", ["what", "seconds"],
-                    [["process start to all items visible and the rescan over", f"{statistics.median(visible):.2f}"]])
+                    [["process start to all items visible", f"{statistics.median(visible):.2f}"],
+                     ["process start to the end of the rescan behind it", f"{statistics.median(rescanned):.2f}"]])
         print_table("Browse of a page meanwhile, ms", ["meanwhile", "median", "p99", "longest"],
                     [row("full scan", scanning), row("the second in which the file is saved", saving)])
 
