@@ -17,7 +17,8 @@ bool connects_within(int fd, const sockaddr_in& endpoint, int timeout_ms) {
     if (errno != EINPROGRESS) return false;
     int failure = ETIMEDOUT;
     socklen_t size = sizeof failure;
-    if (socket_wait_writable(fd, timeout_ms) && getsockopt(fd, SOL_SOCKET, SO_ERROR, &failure, &size) != 0) return false;
+    if (socket_wait_writable(fd, timeout_ms) && getsockopt(fd, SOL_SOCKET, SO_ERROR, &failure, &size) != 0)
+        return false;
     errno = failure;  // for those that tell why
     return failure == 0;
 }

@@ -25,11 +25,11 @@ constexpr std::size_t kStackBytes = 256 * 1024;
 // memory. Given back here, a burst of connections leaves nothing worth mentioning. Called from the thread's outermost
 // frame: what lies below it is used by nobody any more, but for the page that this call itself stands on.
 [[maybe_unused]] void release_used_stack() {
-    constexpr std::uintptr_t kReleased = kStackBytes / 4;
-    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
-    const std::uintptr_t end = here / page * page - page;
-    madvise(reinterpret_cast<void*>(end - kReleased), kReleased, MADV_DONTNEED);
+    constexpr std::size_t kReleased = kStackBytes / 4;
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    char* const here = static_cast<char*>(__builtin_frame_address(0));
+    char* const end = here - reinterpret_cast<std::uintptr_t>(here) % page - page;
+    madvise(end - kReleased, kReleased, MADV_DONTNEED);
 }
 
 void* run_routine(void* owned) {
