@@ -185,7 +185,7 @@ AddResult link(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts)
 
 }  // namespace
 
-AddResult db_add_item(NewItem&& wanted) {
+AddResult db_add_item(const NewItem& wanted) {
     if (!has_text(wanted.path)) return AddResult::failed;
     FormerPlaces former;
     {

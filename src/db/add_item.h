@@ -26,7 +26,7 @@ struct NewItem {
 // Links a new item into its owning list and views, and into the named playlist. An item with the same path is kept
 // unless the new one is younger: then the old one and all its references go, the new one takes a fresh id and its
 // predecessor's places in playlists.
-AddResult db_add_item(NewItem&& item);
+AddResult db_add_item(const NewItem& item);
 
 // A reader that knows the bitrate sets it right after the item was added; unknown paths are ignored.
 void db_set_bitrate(std::string_view path, ObjectClass media_class, std::int32_t kilobits_per_second);

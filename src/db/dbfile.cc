@@ -197,16 +197,14 @@ void dbfile_write_thread(RunningFlag& running) {
 }
 
 void dbfile_read_record(DbLines& lines) {
-    DbRecord record = dbfile_parse_record(lines);
-    const Text title = record.item.title, path = record.item.path;
-    const ObjectClass media_class = record.item.media_class;
-    const std::int32_t bitrate = record.item.bitrate;
-    const AddResult result = record.has_class ? db_add_item(std::move(record.item)) : AddResult::failed;
+    const DbRecord record = dbfile_parse_record(lines);
+    const NewItem& item = record.item;
+    const AddResult result = record.has_class ? db_add_item(item) : AddResult::failed;
     if (result == AddResult::failed) {
-        log_message(LOG_PROBLEM, LOG_DB, "failed to add item: %s,%s\n", title ? title->c_str() : "NO TITLE AVAILABLE",
-                    path ? path->c_str() : "");
-    } else if (result == AddResult::added && bitrate != 0) {
-        db_set_bitrate(*path, media_class, bitrate);
+        log_message(LOG_PROBLEM, LOG_DB, "failed to add item: %s,%s\n",
+                    item.title ? item.title->c_str() : "NO TITLE AVAILABLE", item.path ? item.path->c_str() : "");
+    } else if (result == AddResult::added && item.bitrate != 0) {
+        db_set_bitrate(*item.path, item.media_class, item.bitrate);
     }
 }
 

@@ -15,7 +15,7 @@ using namespace std::string_view_literals;
 
 constexpr std::size_t npos = std::string_view::npos;
 
-// ASF specification, section 3: an object is a GUID of 16 bytes, its length in 8, then its data. The header object has
+// Advanced Systems Format, section 3: an object is a GUID of 16 bytes, its length in 8, then its data. The header object has
 // 6 more bytes before its first child.
 constexpr std::string_view kHeaderMark = "\x30\x26\xB2\x75"sv;      // how the header object's GUID begins
 constexpr std::string_view kContentDescriptionMark = "\x33\x26"sv;  // and that of the content description

@@ -105,11 +105,11 @@ bool LibraryImport::add(const LibrarySong& song, const std::string& playlist, st
     const auto spelled = resolver_.file_at(*item.path);
     const bool is_file = spelled || !file_status(*item.path);  // what is not there at all is the store's to tell
     if (spelled) item.path = *spelled;
-    const std::string path = *item.path;
-    const AddResult result = is_file ? db_add_item(std::move(item)) : AddResult::failed;
+    const AddResult result = is_file ? db_add_item(item) : AddResult::failed;
     if (result == AddResult::failed)
         log_message(LOG_INFO, LOG_DB, "failed to add item: %s\n", std::string{text_or_empty(song.title)}.c_str());
-    if (result == AddResult::added && song.bitrate != 0) db_set_bitrate(path, ObjectClass::music_track, song.bitrate);
+    if (result == AddResult::added && song.bitrate != 0)
+        db_set_bitrate(*item.path, ObjectClass::music_track, song.bitrate);
     return true;
 }
 

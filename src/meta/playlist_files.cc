@@ -171,15 +171,13 @@ private:
         NewItem item = item_of(entry);
         item.playlist = name_;
         item.track = track;
-        const std::string title = *item.title;
-        const std::int32_t bitrate = item.bitrate;
-        const AddResult result = db_add_item(std::move(item));
-        if (result == AddResult::added && bitrate != 0)
-            db_set_bitrate(entry.place.path, ObjectClass::music_track, bitrate);
+        const AddResult result = db_add_item(item);
+        if (result == AddResult::added && item.bitrate != 0)
+            db_set_bitrate(entry.place.path, ObjectClass::music_track, item.bitrate);
         if (result != AddResult::failed) return true;
         const char* const path = entry.place.path.c_str();
         if (refusal_ == Refusal::with_title)
-            log_message(LOG_PROBLEM, LOG_DB, "failed to add plylist item: %s, %s\n", title.c_str(), path);
+            log_message(LOG_PROBLEM, LOG_DB, "failed to add plylist item: %s, %s\n", item.title->c_str(), path);
         else
             log_message(LOG_PROBLEM, LOG_DB, "failed to add item: %s\n", path);
         return false;

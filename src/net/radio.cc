@@ -110,14 +110,15 @@ NewItem station_of(const XmlNode& entry) {
             .bitrate = text_int(text_or_empty(child_text("Bitrate")))};
 }
 
-void add_stations(std::vector<NewItem> stations, const RunningFlag* running) {
+void add_stations(const std::vector<NewItem>& stations, const RunningFlag* running) {
     std::size_t added = 0;
-    for (NewItem& station : stations) {
+    for (const NewItem& station : stations) {
         if (!goes_on(running)) return;
-        const std::string name{text_or_empty(station.title)};
-        const AddResult result = db_add_item(std::move(station));
+        const AddResult result = db_add_item(station);
         if (result == AddResult::added) ++added;
-        if (result == AddResult::failed) log_message(LOG_PROBLEM, LOG_DB, "failed to add station: %s\n", name.c_str());
+        if (result == AddResult::failed)
+            log_message(LOG_PROBLEM, LOG_DB, "failed to add station: %s\n",
+                        station.title ? station.title->c_str() : "");
     }
     log_message(LOG_INFO, LOG_DB, "radio stations: %zu of %zu added\n", added, stations.size());
 }
@@ -152,10 +153,10 @@ void radio_read_stations(const RunningFlag* running) {
         log_message(LOG_PROBLEM, LOG_DB, "can not connect to shoutcast webpage!");
         return add_placeholder();
     }
-    std::vector<NewItem> stations = radio_parse_stations(answer->text());
+    const std::vector<NewItem> stations = radio_parse_stations(answer->text());
     if (stations.empty()) log_message(LOG_PROBLEM, LOG_DB, "the station directory lists no stations\n");
     db_clear_radio();
-    add_stations(std::move(stations), running);
+    add_stations(stations, running);
     if (answer->length() > kLargeAnswerBytes) malloc_trim(0);
 }
 

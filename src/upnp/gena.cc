@@ -107,9 +107,8 @@ std::optional<Parcel> next_parcel(int slot, std::uint32_t sid) {
 }
 
 void empty_outbox(int slot, std::uint32_t sid) {
-    while (const auto parcel = next_parcel(slot, sid)) {
+    while (const auto parcel = next_parcel(slot, sid))
         gena_deliver(parcel->callback, sid, parcel->event.seq, *parcel->event.body);
-    }
     std::scoped_lock lock{table().mutex};
     --table().senders;
 }

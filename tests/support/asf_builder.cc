@@ -4,7 +4,7 @@ using namespace std::string_view_literals;
 
 namespace {
 
-// ASF specification, section 10, in their order on disk.
+// Advanced Systems Format, section 10, in their order on disk.
 constexpr auto kHeaderGuid = "\x30\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C"sv;
 constexpr auto kDescriptionGuid = "\x33\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C"sv;
 constexpr auto kStreamGuid = "\x91\x07\xDC\xB7\xB7\xA9\xCF\x11\x8E\xE6\x00\xC0\x0C\x20\x53\x65"sv;
