@@ -21,15 +21,22 @@ _SANITIZER_SPEAKS = re.compile(r"(ERROR|WARNING): \w+Sanitizer|runtime error:|Le
 
 
 def wait_until(condition, what, deadline=30):
-    """Polls until condition() is true and returns its value; fails at the deadline."""
+    """Polls until condition() is true and returns its value; fails at the deadline.
+
+    A condition that reads a changing tree in several steps may ask for an object that has just gone: not yet, then."""
     end = time.monotonic() + deadline * SLOWNESS
     pause = threading.Event()
     while True:
-        value = condition()
-        if value:
-            return value
+        gone = None
+        try:
+            if value := condition():
+                return value
+        except wire.Fault as fault:
+            if fault.code != wire.NO_SUCH_OBJECT:
+                raise
+            gone = fault
         if time.monotonic() > end:
-            raise AssertionError(f"not within {deadline * SLOWNESS} s: {what}")
+            raise AssertionError(f"not within {deadline * SLOWNESS} s: {what}") from gone
         pause.wait(0.02)
 
 
@@ -104,6 +111,16 @@ class Daemon:
             return self.client().get("/DeviceDescription.xml").status == 200
         except (OSError, wire.Closed):
             return False
+
+    def rescan(self, directory=""):
+        """Has the files read again and returns when all that follows from it is in the tree, removals included.
+
+        A request is taken when the scan of the one before is over, and what a scan leaves to tidy up is done before the
+        next scan: so the third is taken when the first is done with altogether."""
+        taken = (f"<html><head><title>Rescan</title></head><body>rescan initiated on {directory or 'content root directories'}!"
+                 "</body></html>").encode()
+        for _ in range(3):
+            wait_until(lambda: self.client().get(f"/rescan{directory}").body == taken, "a rescan is taken")
 
     # How it is
 

@@ -11,7 +11,6 @@ import threading
 import pytest
 
 import music
-import wire
 from daemon import SLOWNESS, wait_until
 
 EVENTS = "/ContentDirectory/Event"
@@ -107,7 +106,7 @@ def test_first_events_and_those_of_changes(served, network):
         assert both.event(1) == capabilities and connections.event(0) == capabilities
 
         music.write(served.folder / "Abba" / "3.mp3", music.mp3("Abba 3", "Abba", "First"))
-        client.get("/rescan")
+        served.rescan()
         changed = both.event(2)
         assert int(changed["SystemUpdateID"]) == int(first["SystemUpdateID"]) + 1
         numbers = changed["ContainerUpdateIDs"].split(",")
@@ -138,7 +137,7 @@ def test_a_subscriber_of_others_making(served, network):
                        f"{variable} in {events}", 60)
         told("SystemUpdateID", lambda value: value == int(client.call("GetSystemUpdateID")["Id"]))
         music.write(served.folder / "Queen" / "1.mp3", music.mp3("Queen 1", "Queen", "Other"))
-        client.get("/rescan")
+        served.rescan()
         told("ContainerUpdateIDs", lambda value: client.child("0", "Music", "Artists").id in value.split(",")[::2])
         control_point.stdin.close()
         assert control_point.wait(20 * SLOWNESS) == 0

@@ -12,7 +12,7 @@ import pytest
 
 import music
 import wire
-from daemon import Daemon, wait_until
+from daemon import Daemon
 
 pytestmark = pytest.mark.skipif(not (shutil.which("ffmpeg") and shutil.which("sox")),
                                 reason="ffmpeg or sox is not installed")
@@ -164,16 +164,14 @@ def test_changed_and_removed_playlists(network, start_daemon, tmp_path):
         return {entry.title: sorted(item.title for item in client.browse(entry.id))
                 for entry in client.browse(client.child("0", "Music", "Playlists").id) if not entry.title.startswith("-")}
 
-    def rescan():
-        assert b"initiated" in client.get("/rescan").body
     assert lists() == {"list": ["A", "B"]}
     music.write(folder / "list.m3u", b"c.mp3\na.mp3\n")
     music.write(folder / "new.pls", b"[playlist]\nFile1=b.mp3\n")
-    rescan()
-    wait_until(lambda: lists() == {"list": ["A", "C"], "new": ["B"]}, "the changed list and the new one")
+    server.rescan()
+    assert lists() == {"list": ["A", "C"], "new": ["B"]}
     (folder / "list.m3u").unlink()
-    wait_until(lambda: b"initiated" in client.get("/rescan").body, "the rescan is taken")
-    wait_until(lambda: lists() == {"new": ["B"]}, "the removed list is gone")
+    server.rescan()
+    assert lists() == {"new": ["B"]}
     assert len(client.tracks()) == 3
 
 
@@ -222,9 +220,7 @@ def test_broken_wma_files(network, start_daemon, tmp_path):
     def scan_again():
         for path in (tmp_path / "music").iterdir():
             os.utime(path)
-        seen = len(server.log())
-        wait_until(lambda: b"initiated" in client.get("/rescan").body, "the rescan is taken")
-        server.wait_for_scan(after=seen)
+        server.rescan()
     server.survives(scan_again)
     assert len(client.tracks()) == 3 * len(BAD_WMA)
 
@@ -251,8 +247,4 @@ def test_hostile_playlists(network, start_daemon, tmp_path):
         assert entry.title == "Song"
     assert client.get(entry.path).body == song.read_bytes()
 
-    def scan_again():
-        seen = len(server.log())
-        wait_until(lambda: b"initiated" in client.get("/rescan").body, "the rescan is taken")
-        server.wait_for_scan(after=seen, deadline=120)
-    server.survives(scan_again)
+    server.survives(server.rescan)

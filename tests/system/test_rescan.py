@@ -5,7 +5,6 @@ import time
 import pytest
 
 import music
-from daemon import wait_until
 
 
 @pytest.fixture
@@ -23,26 +22,12 @@ def served(network, start_daemon, tmp_path):
     return server
 
 
-def rescan(server, client, directory=""):
-    """Asks for a rescan and waits until it is over, the removals behind it included."""
-    seen = len(server.log())
-    answer = client.get(f"/rescan{directory}")
-    assert answer.body.decode() == ("<html><head><title>Rescan</title></head><body>rescan initiated on "
-                                    f"{directory or 'content root directories'}!</body></html>")
-    server.wait_for_scan(after=seen)
-
-
 def objects_of(client, title):
     """(item ids, ids that references of this title point at)"""
     found = client.search(f'dc:title = "{title}"')
     return ({entry.id
              for entry in found if entry.ref_id is None}, {entry.ref_id
                                                            for entry in found if entry.ref_id is not None})
-
-
-def settles(client, title, condition):
-    """Removals follow the scan, so the tree is looked at until it has settled."""
-    return wait_until(lambda: (lambda found: found if condition(found) else None)(objects_of(client, title)), title)
 
 
 def test_files_that_come_change_and_go(served, network):
@@ -55,14 +40,14 @@ def test_files_that_come_change_and_go(served, network):
                 music.mp3("Queen one", "Queen", "Another", track=1),
                 modified=int(time.time()))
     (served.folder / "Queen" / "2.mp3").unlink()
-    rescan(served, client)
+    served.rescan()
 
-    items, targets = settles(client, "Abba 3", lambda found: found[0])
+    items, targets = objects_of(client, "Abba 3")
     assert targets == items and len(items) == 1
-    (new_id,), targets = settles(client, "Queen one", lambda found: found[0])
+    (new_id,), targets = objects_of(client, "Queen one")
     assert targets == {new_id} and int(new_id) > int(old_id), "a changed file is a new object"
     for title in ("Queen 1", "Queen 2"):
-        settles(client, title, lambda found: found == (set(), set()))
+        assert objects_of(client, title) == (set(), set())
     assert client.get(f"/disk/{old_id}.mp3").status == 404
     assert objects_of(client, "Abba 1") == unchanged, "an unchanged file keeps its id"
     albums = [entry.title for entry in client.browse(client.child("0", "Music", "Albums").id)]
@@ -75,8 +60,8 @@ def test_a_removed_folder_leaves_nothing_but_folder_containers(served, network):
     for path in (served.folder / "Queen").iterdir():
         path.unlink()
     (served.folder / "Queen").rmdir()
-    rescan(served, client)
-    settles(client, "Queen 1", lambda found: found == (set(), set()))
+    served.rescan()
+    assert objects_of(client, "Queen 1") == (set(), set())
     assert client.search('upnp:artist = "Queen"').total == 0
     assert [entry.title for entry in client.browse(client.child("0", "Music", "Artists").id)] == ["- All -", "Abba"]
     # Folder containers stay until the next start.
@@ -88,11 +73,10 @@ def test_rescan_of_one_directory_reads_that_one_only(served, network):
     client = served.client(network.receiver)
     for artist in ("Abba", "Queen"):
         music.write(served.folder / artist / "new & fresh.mp3", music.mp3(f"New {artist}", artist, "New"))
-    rescan(served, client, f"{served.folder}/Queen")
-    settles(client, "New Queen", lambda found: found[0])
-    assert objects_of(client, "New Abba") == (set(), set())
     refused = client.get("/rescan/etc")
     assert b"rescan invalid for /etc!" in refused.body and refused.status == 200
+    served.rescan(f"{served.folder}/Queen")
+    assert objects_of(client, "New Queen")[0]
     assert objects_of(client, "New Abba") == (set(), set())
-    rescan(served, client)
-    settles(client, "New Abba", lambda found: found[0])
+    served.rescan()
+    assert objects_of(client, "New Abba")[0]

@@ -10,6 +10,7 @@ from xml.sax.saxutils import escape
 CONTENT_DIRECTORY = "urn:schemas-upnp-org:service:ContentDirectory:1"
 CONNECTION_MANAGER = "urn:schemas-upnp-org:service:ConnectionManager:1"
 MEDIA_SERVER = "urn:schemas-upnp-org:device:MediaServer:1"
+NO_SUCH_OBJECT = 701  # UPnP ContentDirectory:1, table 2-16
 
 DC = "{http://purl.org/dc/elements/1.1/}"
 UPNP = "{urn:schemas-upnp-org:metadata-1-0/upnp/}"
