@@ -144,7 +144,9 @@ def test_two_addresses_are_each_announced_as_themselves(hosts, start_daemon, lib
 
 @pytest.mark.skipif(not shutil.which("gssdp-discover"), reason="gssdp-discover (gupnp-tools) is not installed")
 def test_gssdp_discover_finds_it(server, receiver, network):
-    found = network.receiver.run("gssdp-discover", "-i", network.receiver.interface, "-n", "3", "-t", wire.MEDIA_SERVER)
-    assert "resource available" in found.stdout
-    assert f"USN:      {device_id(receiver)}::{wire.MEDIA_SERVER}" in found.stdout
-    assert "Location: http://10.77.1.1:9000/DeviceDescription.xml" in found.stdout
+    def discovered():
+        found = network.receiver.run("gssdp-discover", "-i", network.receiver.interface, "-n", "3", "-t", wire.MEDIA_SERVER)
+        return found.stdout if "resource available" in found.stdout else None
+    found = wait_until(discovered, "gssdp-discover finds a server")
+    assert f"USN:      {device_id(receiver)}::{wire.MEDIA_SERVER}" in found
+    assert "Location: http://10.77.1.1:9000/DeviceDescription.xml" in found
