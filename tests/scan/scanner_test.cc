@@ -5,9 +5,8 @@
 #include <filesystem>
 #include <functional>
 
-#include "core/log.h"
-#include "core/str.h"
 #include "support/asf_builder.h"
+#include "support/http_peer.h"
 #include "support/mp3_builder.h"
 #include "support/scratch.h"
 #include "support/store_fixture.h"
@@ -18,46 +17,31 @@ class Scanner : public StoreFixture {
 protected:
     void configure() override {
         settings_set(Setting::contentdir, content_ / "one" + "," + content_ / "two");
-        settings_set(Setting::v, "4");
-        log_open_file((logs_ / "log").c_str());
         for (const char* const name : {"one/a.mp3", "two/b.mp3", "two/sub/c.mp3"}) content_.write(name, mpeg_frames(1));
     }
     void TearDown() override {
         flag_.ask_to_stop();
         EXPECT_TRUE(comes([&] { return flag_.idle(); }));
-        log_close();
         StoreFixture::TearDown();
     }
 
     // Polls for what the scanner thread does.
-    static bool comes(const std::function<bool()>& condition) {
-        const std::uint32_t start = uptime_ms();
-        while (!condition()) {
-            if (uptime_ms() - start > 30'000) return false;
-            sleep_ms(2);
-        }
-        return true;
-    }
-    std::string log() const { return read_whole_file(logs_ / "log"); }
+    static bool comes(const std::function<bool()>& condition) { return holds_within(30'000, condition); }
 
-    ScratchDirectory content_, logs_;
+    ScratchDirectory content_;
     RunningFlag flag_, watched_;
 };
 
-TEST_F(Scanner, WaitsForThePersistenceReader) {
+TEST_F(Scanner, WaitsForThePersistenceReaderAndEndsMeanwhile) {
     watched_.set_running();
     scan_start(flag_, &watched_);
     EXPECT_TRUE(flag_.running());
-    watched_.clear();
-    EXPECT_TRUE(comes([] { return db_count_all_tracks() == 3; }));
-}
-
-TEST_F(Scanner, EndsWhileItWaits) {
-    watched_.set_running();
-    scan_start(flag_, &watched_);
     flag_.ask_to_stop();
     EXPECT_TRUE(comes([&] { return flag_.idle(); }));
     EXPECT_EQ(db_count_all_tracks(), 0);
+    scan_start(flag_, &watched_);
+    watched_.clear();
+    EXPECT_TRUE(comes([] { return db_count_all_tracks() == 3; }));
 }
 
 TEST_F(Scanner, CountsDownToTheNextPass) {
@@ -81,9 +65,6 @@ TEST_F(Scanner, ARescanFindsWhatIsNewAndForgetsWhatIsGone) {
     EXPECT_TRUE(comes([&] { return id_of(content_ / "one/a.mp3") == kNoObject; }));
     EXPECT_NE(id_of(content_ / "two/sub/new.mp3"), kNoObject);
     EXPECT_EQ(id_of(content_ / "one/new.mp3"), kNoObject);
-    const std::string log_text = log();
-    EXPECT_TRUE(str_contains(log_text, "DB:DB scanning " + content_ / "two/sub" + "\n"));
-    EXPECT_TRUE(str_contains(log_text, "DB:DB scan on " + content_ / "two/sub" + " completed\n"));
 
     EXPECT_TRUE(comes([] { return scan_request_rescan("") == RescanAnswer::initiated; }));
     EXPECT_TRUE(comes([&] { return id_of(content_ / "one/new.mp3") != kNoObject; }));
@@ -96,19 +77,6 @@ TEST_F(Scanner, PlaylistsMayNameFilesOfALaterDirectory) {
     scan_all(flag_);
     EXPECT_EQ(children({"Music", "Playlists", "l"}), std::vector<std::string>{"(From its tag)"});
     flag_.clear();
-}
-
-TEST_F(Scanner, HasOneRequestAtATime) {
-    EXPECT_EQ(scan_request_rescan(""), RescanAnswer::initiated);
-    EXPECT_EQ(scan_request_rescan(""), RescanAnswer::already_running);
-    EXPECT_EQ(scan_request_rescan("/not/ours"), RescanAnswer::already_running);
-    flag_.set_running();
-    scan_all(flag_);
-    EXPECT_EQ(db_count_all_tracks(), 3);
-    EXPECT_EQ(scan_request_rescan(content_ / "one"), RescanAnswer::initiated);
-    flag_.clear();
-    scan_start(flag_, nullptr);  // a restart forgets what was asked before
-    EXPECT_TRUE(comes([] { return scan_request_rescan("") == RescanAnswer::initiated; }));
 }
 
 }  // namespace
