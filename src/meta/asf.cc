@@ -15,8 +15,8 @@ using namespace std::string_view_literals;
 
 constexpr std::size_t npos = std::string_view::npos;
 
-// Advanced Systems Format, section 3: an object is a GUID of 16 bytes, its length in 8, then its data. The header object has
-// 6 more bytes before its first child.
+// Advanced Systems Format, section 3: an object is a GUID of 16 bytes, its length in 8, then its data. The header
+// object has 6 more bytes before its first child.
 constexpr std::string_view kHeaderMark = "\x30\x26\xB2\x75"sv;      // how the header object's GUID begins
 constexpr std::string_view kContentDescriptionMark = "\x33\x26"sv;  // and that of the content description
 constexpr std::size_t kHeaderLength = 16, kFirstChild = 30, kFirstChildData = 54;
@@ -90,7 +90,7 @@ std::optional<std::size_t> find_description(Bytes head) {
     return DescriptionSearch{head.first(std::min(length, head.size()))}.find();
 }
 
-void read_description(AsfTags& tags, Bytes head, TagCharset charset) {
+void read_description(AudioTags& tags, Bytes head, TagCharset charset) {
     const auto at = find_description(head);
     if (!at) return;
     const auto title_length = u16_at(head, *at);
@@ -119,7 +119,7 @@ std::optional<std::int64_t> seconds_of_format(Bytes head, std::size_t at, std::u
     return audio / std::int64_t{*bytes_per_second} - kUnplayedSeconds;
 }
 
-void read_duration(AsfTags& tags, Bytes head, std::uint64_t file_size) {
+void read_duration(AudioTags& tags, Bytes head, std::uint64_t file_size) {
     const std::string_view text = as_text(head);
     for (std::size_t at = kFormatFirst; (at = text.find(kFormatTag, at)) != npos && at + kFormatTail < head.size();
          ++at) {
@@ -195,7 +195,7 @@ std::optional<std::int32_t> track_number(const Descriptor& descriptor) {
     return leading_digits(descriptor.value);
 }
 
-void read_descriptors(AsfTags& tags, Bytes list, TagCharset charset) {
+void read_descriptors(AudioTags& tags, Bytes list, TagCharset charset) {
     ByteCursor cursor{list};
     std::uint32_t count = cursor.little_endian(2).value_or(0);
     // The list was found by a later name: what stands before that is the end of another value.
@@ -216,7 +216,7 @@ void read_descriptors(AsfTags& tags, Bytes list, TagCharset charset) {
             // A text without a number is -1 and not the first track. Unsigned, since the largest number wraps.
             zero_based_track = track ? static_cast<std::int32_t>(static_cast<std::uint32_t>(*track) + 1u) : -1;
         } else if (name == "WM/Picture") {
-            tags.has_picture = true;
+            tags.album_art = 1;
         } else if (name == "WM/OriginalReleaseYear") {
             if (Text date = date_of_year(value)) tags.date = std::move(date);
         } else if (name == "WM/Year") {
@@ -239,8 +239,8 @@ Text find_value(Bytes head, std::string_view name, TagCharset charset) {
 
 }  // namespace
 
-AsfTags asf_read(Bytes head, std::uint64_t file_size, TagCharset charset) {
-    AsfTags tags;
+AudioTags asf_read(Bytes head, std::uint64_t file_size, TagCharset charset) {
+    AudioTags tags;
     head = head.first(std::min(head.size(), kAsfHeadBytes));
     if (head.size() < kAsfLeastBytes || !as_text(head).starts_with(kHeaderMark)) return tags;
     read_description(tags, head, charset);

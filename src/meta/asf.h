@@ -7,18 +7,12 @@
 #include <cstdint>
 
 #include "core/bytes.h"
-#include "core/str.h"
+#include "meta/audio_tags.h"
 #include "meta/tag_text.h"
 
 constexpr std::size_t kAsfHeadBytes = 60'000;  // nothing behind this file offset is looked at
 constexpr std::size_t kAsfLeastBytes = 50;     // shorter files say nothing
 
-struct AsfTags {
-    Text title, artist, album, genre;
-    Text date;      // "2004-01-01": of the year alone
-    Text duration;  // "0:75:00.000": minutes are not carried into hours
-    std::int32_t track = 0;
-    bool has_picture = false;
-};
 // What the head (the file's first kAsfHeadBytes bytes, or all of them) says. Empty unless it begins as ASF files do.
-AsfTags asf_read(Bytes head, std::uint64_t file_size, TagCharset charset);
+// Minutes of the duration are not carried into hours ("0:75:00.000"); bitrate, size and time stay unknown.
+AudioTags asf_read(Bytes head, std::uint64_t file_size, TagCharset charset);

@@ -93,7 +93,7 @@ void use_tag(AudioTags& tags, const TagLib::MP4::Tag& tag) {
     tags.genre = text_of(tag.genre());
     if (tag.year() > 0) tags.date = text_format(12, "%04d-01-01", static_cast<std::int32_t>(tag.year()));
     tags.track = static_cast<std::int32_t>(tag.track());
-    tags.has_cover = tag.contains("covr");
+    tags.album_art = tag.contains("covr") ? 1 : 0;
 }
 
 }  // namespace

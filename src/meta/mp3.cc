@@ -2,7 +2,6 @@
 
 #include <optional>
 
-#include "core/file.h"
 #include "core/time_text.h"
 #include "meta/file_window.h"
 #include "meta/genres.h"
@@ -18,18 +17,18 @@ std::string date_of_year(std::int32_t year) {
     return text_format(12, "%04d-01-01", year);
 }
 
-void use_id3v2(Mp3Tags& tags, Id3v2Tag&& tag) {
+void use_id3v2(AudioTags& tags, Id3v2Tag&& tag) {
     tags.title = std::move(tag.title);
     tags.artist = std::move(tag.artist);
     tags.album = std::move(tag.album);
     tags.genre = id3_resolved_genre(std::move(tag.genre));
     if (tag.year) tags.date = date_of_year(text_int(*tag.year));
     tags.track = tag.track;
-    tags.picture_offset = tag.picture_offset;
+    tags.album_art = static_cast<std::int32_t>(tag.picture_offset);
 }
 
 // ID3v1 fills what ID3v2 left missing; only a title is also filled when it is there but empty.
-void fill_from_id3v1(Mp3Tags& tags, Id3v1Tag&& tag, bool genre_known) {
+void fill_from_id3v1(AudioTags& tags, Id3v1Tag&& tag, bool genre_known) {
     if (!has_text(tags.title)) tags.title = std::move(tag.title);
     if (!tags.artist) tags.artist = std::move(tag.artist);
     if (!tags.album) tags.album = std::move(tag.album);
@@ -38,32 +37,27 @@ void fill_from_id3v1(Mp3Tags& tags, Id3v1Tag&& tag, bool genre_known) {
     if (tags.track == 0) tags.track = tag.track;
 }
 
-void use_frame(Mp3Tags& tags, const MpegFrame& frame) {
+void use_frame(AudioTags& tags, const MpegFrame& frame) {
     if (frame.milliseconds <= 0) return;
-    tags.bitrate = frame.vbr ? 0 : static_cast<std::uint32_t>(frame.kbps);
+    tags.bitrate = frame.vbr ? 0 : static_cast<std::int32_t>(frame.kbps);
     tags.duration = format_duration(frame.milliseconds);
 }
 
 }  // namespace
 
-Mp3Tags mp3_read_tags(const std::string& path) {
-    Mp3Tags tags;
-    const File file = file_open_regular(path);
-    const auto status = file ? file.status() : file_status(path);
-    if (!status) return tags;
-    tags.size = static_cast<std::uint64_t>(status->size);
-    tags.modified = static_cast<std::int32_t>(status->modified);
-    if (!file) return tags;
-
-    FileWindow window{file, tags.size};
-    Id3v2Tag id3v2 = id3_read_v2(window, tag_charset());
-    const bool genre_known = id3v2.genre.has_value();
-    const std::uint64_t audio_start = id3v2.end;
-    use_id3v2(tags, std::move(id3v2));
-    use_frame(tags, mpeg_read_first_frame(window, audio_start));
-    if (tags.size >= kId3v1Bytes) {
-        auto id3v1 = id3_read_v1(window.at(tags.size - kId3v1Bytes, kId3v1Bytes));
-        if (id3v1) fill_from_id3v1(tags, std::move(*id3v1), genre_known);
-    }
-    return tags;
+AudioTags mp3_read_tags(const std::string& path) {
+    return audio_tags_of_file(path, [](const File& file, std::uint64_t size) {
+        AudioTags tags;
+        FileWindow window{file, size};
+        Id3v2Tag id3v2 = id3_read_v2(window, tag_charset());
+        const bool genre_known = id3v2.genre.has_value();
+        const std::uint64_t audio_start = id3v2.end;
+        use_id3v2(tags, std::move(id3v2));
+        use_frame(tags, mpeg_read_first_frame(window, audio_start));
+        if (size >= kId3v1Bytes) {
+            auto id3v1 = id3_read_v1(window.at(size - kId3v1Bytes, kId3v1Bytes));
+            if (id3v1) fill_from_id3v1(tags, std::move(*id3v1), genre_known);
+        }
+        return tags;
+    });
 }

@@ -61,21 +61,9 @@ std::string title_of(const FoundEntry& entry) {
 // Whatever its type, the file is read as an MP3 file: it is one, or nothing else has claimed it.
 NewItem item_of_file(const std::string& path) {
     constexpr std::int64_t kOlderThanAnything = std::numeric_limits<std::int64_t>::min();
-    NewItem item{.path = path};
     // What the store has joins the playlist as it is: its tags need not be read again.
-    if (!db_is_newer_on_disk(path, ObjectClass::music_track, kOlderThanAnything)) return item;
-    Mp3Tags tags = mp3_read_tags(path);
-    item.title = std::move(tags.title);
-    item.artist = std::move(tags.artist);
-    item.album = std::move(tags.album);
-    item.genre = std::move(tags.genre);
-    item.date = std::move(tags.date);
-    item.duration = std::move(tags.duration);
-    item.album_art = static_cast<std::int32_t>(tags.picture_offset);
-    item.bitrate = static_cast<std::int32_t>(tags.bitrate);
-    item.size = static_cast<std::int64_t>(tags.size);
-    item.modified = tags.modified;
-    return item;
+    if (!db_is_newer_on_disk(path, ObjectClass::music_track, kOlderThanAnything)) return {.path = path};
+    return audio_tags_item(path, mp3_read_tags(path));
 }
 
 NewItem item_of(const FoundEntry& entry) {

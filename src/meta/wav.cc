@@ -37,10 +37,8 @@ AudioTags read_id3(FileWindow& file, const RiffChunk& chunk, TagCharset charset)
                    .artist = std::move(tag.artist),
                    .album = std::move(tag.album),
                    .genre = id3_resolved_genre(std::move(tag.genre)),
-                   .date = {},
-                   .duration = {},
                    .track = tag.track,
-                   .has_cover = tag.picture_offset != 0};
+                   .album_art = tag.picture_offset != 0 ? 1 : 0};
     set_year(tags.date, tag.year);
     return tags;
 }
@@ -75,7 +73,7 @@ void fill(AudioTags& tags, AudioTags&& others) {
          {&AudioTags::title, &AudioTags::artist, &AudioTags::album, &AudioTags::genre, &AudioTags::date})
         if (!has_text(tags.*field)) tags.*field = std::move(others.*field);
     if (tags.track == 0) tags.track = others.track;
-    tags.has_cover |= others.has_cover;
+    tags.album_art |= others.album_art;
 }
 
 struct Sound {

@@ -12,7 +12,7 @@ using namespace std::string_literals;
 
 namespace {
 
-AsfTags read(const std::string& head, TagCharset charset = TagCharset::ascii, std::uint64_t file_size = 0) {
+AudioTags read(const std::string& head, TagCharset charset = TagCharset::ascii, std::uint64_t file_size = 0) {
     return asf_read(as_bytes(head), file_size != 0 ? file_size : head.size(), charset);
 }
 
@@ -24,7 +24,7 @@ struct DescriptionCase {
 class AsfDescription : public testing::TestWithParam<DescriptionCase> {};
 
 TEST_P(AsfDescription, IsFoundWhereverItStands) {
-    const AsfTags tags = read(GetParam().head);
+    const AudioTags tags = read(GetParam().head);
     EXPECT_EQ(tags.title, GetParam().title);
     EXPECT_EQ(tags.artist, GetParam().artist);
 }
@@ -56,7 +56,7 @@ class AsfAttributes : public testing::TestWithParam<AttributeCase> {};
 TEST_P(AsfAttributes, GiveTrackAndDate) {
     // The first attribute of nearly every file; the list is found by it.
     const std::string with_mark = GetParam().head.bytes();
-    const AsfTags tags = read(with_mark);
+    const AudioTags tags = read(with_mark);
     EXPECT_EQ(tags.track, GetParam().track);
     EXPECT_EQ(tags.date, GetParam().date);
 }
@@ -92,15 +92,15 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& c) { return std::string{c.param.name}; });
 
 TEST(Asf, ReadsAlbumGenreAndPicture) {
-    const AsfTags tags = read(marked()
+    const AudioTags tags = read(marked()
                                   .attribute("WM/AlbumTitle", "Gold")
                                   .attribute("WM/Genre", "(17)")
                                   .raw_attribute("WM/Picture", 1, "\x03jpeg")
                                   .bytes());
     EXPECT_EQ(tags.album, "Gold");
     EXPECT_EQ(tags.genre, "(17)");
-    EXPECT_TRUE(tags.has_picture);
-    EXPECT_FALSE(read(marked().bytes()).has_picture);
+    EXPECT_TRUE(tags.album_art);
+    EXPECT_FALSE(read(marked().bytes()).album_art);
 }
 
 TEST(Asf, LooksForAlbumAndGenreBehindTheEndOfTheList) {
@@ -108,7 +108,7 @@ TEST(Asf, LooksForAlbumAndGenreBehindTheEndOfTheList) {
     std::string head = marked().attribute("WM/AlbumTitle", "Gold").attribute("WM/Genre", "Pop").bytes();
     const std::size_t count = head.find(utf16le_text("WMFSDKVersion")) - 4;
     head.replace(count, 2, "\x01\0"s);
-    const AsfTags tags = read(head);
+    const AudioTags tags = read(head);
     EXPECT_EQ(tags.album, "Gold");
     EXPECT_EQ(tags.genre, "Pop");
 }
@@ -163,7 +163,7 @@ TEST(Asf, SurvivesEveryTruncation) {
     for (std::size_t n = 0; n <= whole.size(); ++n) {
         // A copy of its own, so that a sanitizer sees a byte too many.
         const std::vector<char> cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(n));
-        const AsfTags tags = asf_read(as_bytes({cut.data(), cut.size()}), 1'000'000, TagCharset::ascii);
+        const AudioTags tags = asf_read(as_bytes({cut.data(), cut.size()}), 1'000'000, TagCharset::ascii);
         EXPECT_TRUE(!tags.title || (n >= kAsfLeastBytes && tags.title == "T")) << n;
         EXPECT_TRUE(!tags.album || tags.album == "Gold") << n;
     }
@@ -186,10 +186,10 @@ TEST(Asf, HeadsMadeToBeSlowAreNot) {
 TEST(Wma, AFileThatSaysNothingHasSizeAndTime) {
     ScratchDirectory scratch;
     for (const std::size_t size : {0u, 49u, 50u, 70'000u}) {
-        const WmaTags tags = wma_read_tags(scratch.write("a.wma", std::string(size, 'x')));
+        const AudioTags tags = wma_read_tags(scratch.write("a.wma", std::string(size, 'x')));
         EXPECT_EQ(tags.size, size);
         EXPECT_GT(tags.modified, 1'000'000'000);
-        EXPECT_FALSE(tags.asf.title);
+        EXPECT_FALSE(tags.title);
     }
     EXPECT_EQ(wma_read_tags(scratch / "none.wma").modified, 0);
 }

@@ -38,13 +38,13 @@ TEST(Audio, WavTagsOfBothKinds) {
     EXPECT_EQ(tags.track, 7);
     EXPECT_EQ(tags.duration, "0:00:02.000");
     EXPECT_EQ(tags.bitrate, 1411);
-    EXPECT_FALSE(tags.has_cover);
+    EXPECT_FALSE(tags.album_art);
 
     const std::string id3 = Id3Tag{3}.text("TIT2", "Other").picture("jpeg").bytes();
     const AudioTags both = audio_read_tags(scratch.write("b.wav", wav(1, info() + chunk("ID3 ", id3))));
     EXPECT_EQ(both.title, "Other");
     EXPECT_EQ(both.artist, "Artist");
-    EXPECT_TRUE(both.has_cover);
+    EXPECT_TRUE(both.album_art);
 }
 
 TEST(Audio, WhatCannotBeReadIsMissing) {
