@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/process.h"
+#include "support/asf_builder.h"
 #include "support/handler_call.h"
 #include "support/mp3_builder.h"
 #include "support/scratch.h"
@@ -15,44 +16,33 @@ namespace {
 const std::string kJpeg = "\xFF\xD8\xFF\xE0 the picture \xFF\xD9";
 const std::string kExifJpeg = "\xFF\xD8\xFF\xE1 the picture \xFF\xD9";
 
-std::string little_endian(std::uint32_t value, std::size_t width) {
-    const std::string big = big_endian_bytes(value, width);
-    return {big.rbegin(), big.rend()};
-}
-std::string wide(std::string_view text) {
-    std::string out;
-    for (const char c : text) out.append(1, c).append(1, '\0');
-    return out + "\0\0"s;
-}
 std::string picture_attribute(const std::string& picture, const std::string& mime = "image/png") {
-    return "\x03" + little_endian(static_cast<std::uint32_t>(picture.size()), 4) + wide(mime) + wide("Cover") + picture;
+    return "\x03" + little_endian_bytes(picture.size(), 4) + utf16le_text(mime) + utf16le_text("Cover") + picture;
 }
 // As the extended content description and as the metadata library have it.
 std::string extended(const std::string& data) {
-    const std::string name = wide("WM/Picture");
-    return little_endian(static_cast<std::uint32_t>(name.size()), 2) + name + little_endian(1, 2) +
-           little_endian(static_cast<std::uint32_t>(data.size()), 2) + data;
+    const std::string name = utf16le_text("WM/Picture");
+    return little_endian_bytes(name.size(), 2) + name + little_endian_bytes(1, 2) +
+           little_endian_bytes(data.size(), 2) + data;
 }
 std::string library(const std::string& data) {
-    const std::string name = wide("WM/Picture");
-    return little_endian(0, 4) + little_endian(static_cast<std::uint32_t>(name.size()), 2) + little_endian(1, 2) +
-           little_endian(static_cast<std::uint32_t>(data.size()), 4) + name + data;
+    const std::string name = utf16le_text("WM/Picture");
+    return little_endian_bytes(0, 4) + little_endian_bytes(name.size(), 2) + little_endian_bytes(1, 2) +
+           little_endian_bytes(data.size(), 4) + name + data;
 }
 std::string asf(const std::string& header, const std::string& behind = std::string(100, 'd')) {
-    return std::string(16, 'G') + little_endian(static_cast<std::uint32_t>(header.size() + 30), 4) +
-           little_endian(0, 4) + std::string(6, '\0') + header + behind;
+    return std::string(16, 'G') + little_endian_bytes(header.size() + 30, 8) + std::string(6, '\0') + header + behind;
 }
 
 class AlbumArt : public StoreFixture {
 protected:
     void configure() override { ignore_broken_pipes(); }
-    HandlerAnswer ask(const std::string& name, std::string_view content, std::uint32_t method = kGet) {
+    HandlerAnswer ask(const std::string& name, std::string_view content) {
         const std::string path = scratch_.write(name, content);
         static_cast<void>(db_add_item({.path = path}));
         const bool wma = name.ends_with(".wma");
         return call_handler(wma ? albumart_wma_handler : albumart_mp3_handler,
-                            (wma ? "/albumart-wma/" : "/albumart-mp3/") + std::to_string(id_of(path)) + ".jpg", {},
-                            method);
+                            (wma ? "/albumart-wma/" : "/albumart-mp3/") + std::to_string(id_of(path)) + ".jpg");
     }
     // "MIME body" of an answer, or what it answers instead.
     std::string picture(const std::string& content, const std::string& extension = ".mp3") {
@@ -67,14 +57,11 @@ protected:
 
 TEST_F(AlbumArt, IsTheFirstJfifPictureOfAnMp3) {
     const std::string found = "image/jpeg " + kJpeg, none = "404 Not Found";
-    const std::string sound = mpeg_frames(3);
-    EXPECT_EQ(picture(Id3Tag{3}.text("TIT2", "T").picture(kJpeg).text("TPE1", "A").bytes() + sound), found);
-    EXPECT_EQ(picture(Id3Tag{2}.picture(kJpeg).bytes() + sound), found);
-    EXPECT_EQ(picture(sound), none);
+    EXPECT_EQ(picture(Id3Tag{3}.text("TIT2", "T").picture(kJpeg).text("TPE1", "A").bytes() + mpeg_frames(3)), found);
+    EXPECT_EQ(picture(Id3Tag{2}.picture(kJpeg).bytes() + mpeg_frames(3)), found);
     EXPECT_EQ(picture(""), none);
-    EXPECT_EQ(picture(Id3Tag{3}.picture(kExifJpeg).bytes() + sound), none);
-    EXPECT_EQ(picture(Id3Tag{3}.picture("\x89PNG").bytes() + sound), none);
-    EXPECT_EQ(picture(Id3Tag{3}.picture(kExifJpeg).picture(kJpeg).bytes() + sound), none);
+    EXPECT_EQ(picture(Id3Tag{3}.picture("\x89PNG").bytes() + mpeg_frames(3)), none);
+    EXPECT_EQ(picture(Id3Tag{3}.picture(kExifJpeg).picture(kJpeg).bytes() + mpeg_frames(3)), none);
     // Wherever the letters stand, also across the limits of what is read at once.
     for (const std::size_t before : {1019U, 1022U, 16380U, 16381U, 16382U, 16383U, 16384U, 40000U})
         EXPECT_EQ(picture(std::string(before, 'x') + "APIC" + big_endian_bytes(20, 4) + "\0\0"s + "ab" + kJpeg),
@@ -94,41 +81,19 @@ TEST_F(AlbumArt, EndsTheConnectionWhereTheFileEndsEarly) {
     EXPECT_EQ(answer.result, HandlerResult::close);
     // 4 GiB are not allocated for it either.
     EXPECT_EQ(ask("b.mp3", "APIC\xFF\xFF\xFF\xFF" + "\0\0"s + kJpeg).body, kJpeg);
-    const HandlerAnswer head = ask("c.mp3", Id3Tag{3}.picture(kJpeg).bytes() + mpeg_frames(2), kHead);
-    EXPECT_EQ(head.header("Content-Length"), std::to_string(kJpeg.size()));
-    EXPECT_EQ(head.body, "");
 }
 
 TEST_F(AlbumArt, IsThePictureOfAWmaFile) {
-    const std::string found = "image/png \x89PNG...", none = "404 Not Found", png = "\x89PNG...";
+    const std::string found = "image/png \x89PNG...", none = "404 Not Found", png = "\x89PNG...", large(100'000, 'p');
     const auto wma = [&](const std::string& content) { return picture(content, ".wma"); };
     EXPECT_EQ(wma(asf(extended(picture_attribute(png)))), found);
-    EXPECT_EQ(wma(asf(library(picture_attribute(png)))), found);
-    const std::string large(100'000, 'p');
     EXPECT_EQ(wma(asf(library(picture_attribute(large, "image/jpeg")))), "image/jpeg " + large);
     EXPECT_EQ(wma(asf(library("bad") + extended(picture_attribute(png)))), found);
-    EXPECT_EQ(wma(asf("")), none);
     EXPECT_EQ(wma(""), none);
     EXPECT_EQ(wma(asf("", extended(picture_attribute(png)))), none) << "behind the header";
     EXPECT_EQ(wma(asf(extended(picture_attribute(png, "text/html\r\nX: y")))), none);
     EXPECT_EQ(wma(asf(extended(picture_attribute(png, "")))), none);
     EXPECT_EQ(wma(asf(extended(picture_attribute("")))), none);
-    const std::string whole = asf(extended(picture_attribute(png)), "");
-    for (std::size_t length = 0; length < whole.size(); ++length) {
-        const std::string cut = whole.substr(0, length);
-        FileWindow window{as_bytes(cut)};
-        const auto found_in_cut = wma_find_picture(window);
-        EXPECT_TRUE(!found_in_cut || found_in_cut->offset <= length) << length;
-    }
-}
-
-TEST_F(AlbumArt, IsNotFoundForIdsOfNothing) {
-    for (const char* const id : {"-1", "0", "1", "999999999999", "abc", "", "999999.jpg"}) {
-        EXPECT_EQ(call_handler(albumart_mp3_handler, str_concat("/albumart-mp3/", id)).status_line,
-                  "HTTP/1.1 404 Not Found")
-            << id;
-    }
-    EXPECT_EQ(call_handler(albumart_mp3_handler, "/albumart-mp3").status_line, "HTTP/1.1 404 Not Found");
 }
 
 }  // namespace

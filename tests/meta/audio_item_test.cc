@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "meta/album_art.h"
+#include "meta/container_picture.h"
 #include "support/asf_builder.h"
 #include "support/mp3_builder.h"
 #include "support/scratch.h"
@@ -14,14 +16,26 @@ std::string chunk(std::string_view id, std::string data) {
     if (data.size() % 2 != 0) data += '\0';
     return std::string{id} + little_endian_bytes(data.size(), 4) + data;
 }
-
-// 16 bit, stereo, 44100 Hz; tags are chunks.
-std::string wav(std::size_t seconds, const std::string& tags = {}) {
-    const std::string format = little_endian_bytes(1, 2) + little_endian_bytes(2, 2) + little_endian_bytes(44100, 4) +
-                               little_endian_bytes(176'400, 4) + little_endian_bytes(4, 2) + little_endian_bytes(16, 2);
-    return chunk("RIFF", "WAVE" + chunk("fmt ", format) + chunk("data", std::string(seconds * 176'400, '\0')) + tags);
+std::string box(std::string_view type, const std::string& data) {
+    return big_endian_bytes(static_cast<std::uint32_t>(8 + data.size()), 4).append(type).append(data);
 }
+std::string movie(const std::string& list, const std::string& version = "\0\0\0\0"s) {
+    return box("moov", box("udta", box("meta", version + box("hdlr", std::string(25, '\0')) + box("ilst", list))));
+}
+const std::string kTitleBox = box("\xA9nam", box("data", big_endian_bytes(1, 4) + big_endian_bytes(0, 4) + "Title"));
 
+std::string format(std::uint64_t tag, std::uint64_t channels, std::uint64_t rate, std::uint64_t byte_rate,
+                   std::uint64_t block_and_bits) {
+    return chunk("fmt ", little_endian_bytes(tag, 2) + little_endian_bytes(channels, 2) + little_endian_bytes(rate, 4) +
+                             little_endian_bytes(byte_rate, 4) + little_endian_bytes(block_and_bits, 4));
+}
+std::string wav(const std::string& chunks) {
+    return chunk("RIFF", "WAVE" + chunks);
+}
+// 16 bit, stereo, 44100 Hz.
+std::string sound(std::size_t seconds) {
+    return format(1, 2, 44'100, 176'400, 16 << 16 | 4) + chunk("data", std::string(seconds * 176'400, '\0'));
+}
 std::string info() {
     return chunk("LIST", "INFO" + chunk("INAM", "Title\0"s) + chunk("IART", "Artist\0"s) + chunk("IPRD", "Album\0"s) +
                              chunk("IGNR", "Genre\0"s) + chunk("ICRD", "1994\0"s) + chunk("IPRT", "7\0"s));
@@ -29,8 +43,9 @@ std::string info() {
 
 TEST(Audio, WavTagsOfBothKinds) {
     ScratchDirectory scratch;
-    const AudioTags tags = audio_read_tags(scratch.write("a.WAV", wav(2, info())));
-    EXPECT_EQ(tags.title, "Title");
+    const std::string id3 = Id3Tag{3}.text("TIT2", "Other").picture("jpeg").bytes();
+    const AudioTags tags = audio_read_tags(scratch.write("b.WAV", wav(sound(2) + info() + chunk("ID3 ", id3))));
+    EXPECT_EQ(tags.title, "Other");
     EXPECT_EQ(tags.artist, "Artist");
     EXPECT_EQ(tags.album, "Album");
     EXPECT_EQ(tags.genre, "Genre");
@@ -38,55 +53,21 @@ TEST(Audio, WavTagsOfBothKinds) {
     EXPECT_EQ(tags.track, 7);
     EXPECT_EQ(tags.duration, "0:00:02.000");
     EXPECT_EQ(tags.bitrate, 1411);
-    EXPECT_FALSE(tags.album_art);
-
-    const std::string id3 = Id3Tag{3}.text("TIT2", "Other").picture("jpeg").bytes();
-    const AudioTags both = audio_read_tags(scratch.write("b.wav", wav(1, info() + chunk("ID3 ", id3))));
-    EXPECT_EQ(both.title, "Other");
-    EXPECT_EQ(both.artist, "Artist");
-    EXPECT_TRUE(both.album_art);
+    EXPECT_TRUE(tags.album_art);
+    EXPECT_FALSE(audio_read_tags(scratch.write("b.wav", wav(sound(1) + info()))).album_art);
 }
 
-TEST(Audio, WhatCannotBeReadIsMissing) {
-    ScratchDirectory scratch;
-    const std::string whole = wav(1, info());
-    for (const std::string& bytes : {""s, "RIFF"s, whole.substr(0, 50),
-                                     "\0\0\0\x20"
-                                     "ftypM4A "s +
-                                         std::string(500, '\xFF')}) {
-        for (const char* const name : {"a.wav", "a.m4a"}) {
-            const AudioTags tags = audio_read_tags(scratch.write(name, bytes));
-            EXPECT_EQ(tags.size, bytes.size());
-            EXPECT_GT(tags.modified, 0);
-            EXPECT_FALSE(tags.title);
-            EXPECT_FALSE(tags.duration);
-        }
-    }
-    EXPECT_EQ(audio_read_tags(scratch / "none.m4a").modified, 0);
-}
-
-std::string box(std::string_view type, const std::string& data) {
-    return big_endian_bytes(static_cast<std::uint32_t>(8 + data.size()), 4).append(type).append(data);
-}
-
-// Files that would take the stack, the memory or for ever stay without tags.
 TEST(Audio, CompressedWavIsMeasuredByItsSamples) {
-    const auto numbers = [](std::uint64_t tag, std::uint64_t rate, std::uint64_t byte_rate) {
-        return little_endian_bytes(tag, 2) + little_endian_bytes(1, 2) + little_endian_bytes(rate, 4) +
-               little_endian_bytes(byte_rate, 4) + little_endian_bytes(0, 4);
-    };
     ScratchDirectory scratch;
-    const std::string adpcm = chunk("fmt ", numbers(0x11, 8000, 1)) + chunk("fact", little_endian_bytes(20'000, 4));
-    const AudioTags tags = audio_read_tags(
-        scratch.write("a.wav", chunk("RIFF", "WAVE" + adpcm + chunk("data", std::string(10'000, 'x')))));
+    const std::string adpcm = format(0x11, 1, 8000, 1, 0) + chunk("fact", little_endian_bytes(20'000, 4));
+    const AudioTags tags =
+        audio_read_tags(scratch.write("a.wav", wav(adpcm + chunk("data", std::string(10'000, 'x')))));
     EXPECT_EQ(tags.duration, "0:00:02.500");
     EXPECT_EQ(tags.bitrate, 32);
 }
 
+// Files that would take the stack, the memory or for ever stay without tags.
 TEST(Audio, HostileContainers) {
-    const std::string name = box("\xA9nam", box("data", big_endian_bytes(1, 4) + big_endian_bytes(0, 4) + "Title"));
-    const std::string movie =
-        box("moov", box("udta", box("meta", "\0\0\0\0"s + box("hdlr", std::string(25, '\0')) + box("ilst", name))));
     std::string deep, many, chunks, chapters;
     for (std::uint32_t left = 60'000; left > 0; --left) deep += big_endian_bytes(8 * left, 4) + "moov";
     for (int i = 0; i < 20'000; ++i) many += box("free", "");
@@ -100,34 +81,57 @@ TEST(Audio, HostileContainers) {
     const auto title = [&scratch](const char* file, const std::string& bytes) {
         return audio_read_tags(scratch.write(file, bytes)).title;
     };
-    EXPECT_EQ(title("good.m4a", box("free", "") + movie), "Title");
-    EXPECT_EQ(title("endless.m4a", box("free", "") + endless + movie), Text{});
-    EXPECT_EQ(title("deep.m4a", deep + movie), Text{});
-    EXPECT_EQ(title("many.m4a", many + movie), Text{});
-    EXPECT_EQ(title("chunks.wav", wav(0, chunks + info())), Text{});
-    EXPECT_EQ(title("chapters.wav", wav(0, chunk("id3 ", tag) + info())), "Title");
+    EXPECT_EQ(title("good.m4a", box("free", "") + movie(kTitleBox)), "Title");
+    EXPECT_EQ(title("endless.m4a", box("free", "") + endless + movie(kTitleBox)), Text{});
+    EXPECT_EQ(title("deep.m4a", deep + movie(kTitleBox)), Text{});
+    EXPECT_EQ(title("many.m4a", many + movie(kTitleBox)), Text{});
+    EXPECT_EQ(title("chunks.wav", wav(sound(0) + chunks + info())), Text{});
+    EXPECT_EQ(title("chapters.wav", wav(sound(0) + chunk("id3 ", tag) + info())), "Title");
 }
 
-struct RawCase {
-    const char* file;
-    std::size_t size;
-    Text duration;
-    std::int32_t bitrate;
-};
+// ---- covers
 
-TEST(Audio, RawSoundIsMeasuredByNameAndSize) {
-    ScratchDirectory scratch;
-    for (const auto& [file, size, duration, bitrate] : std::vector<RawCase>{
-             {"a.pcm", 176'400 * 3, "0:00:03.000", 1411},
-             {"Mono.pcm", 88'200 / 2, "0:00:00.500", 705},
-             {"at 48000.lpcm", 192'000, "0:00:01.000", 1536},
-             {"48 Mono.lpcm", 96'000, "0:00:01.000", 768},
-             {"empty.pcm", 0, {}, 0},
-         }) {
-        const AudioTags tags = audio_read_tags(scratch.write(file, std::string(size, '\0')));
-        EXPECT_EQ(tags.duration, duration) << file;
-        EXPECT_EQ(tags.bitrate, bitrate) << file;
-    }
+const std::string kJpeg = "\xFF\xD8\xFF\xE0 the picture \xFF\xD9";
+
+// "MIME picture", or what there is instead.
+std::string found(const std::string& bytes, std::optional<EmbeddedPicture> (*find)(FileWindow&)) {
+    FileWindow file{as_bytes(bytes)};
+    const auto picture = find(file);
+    return picture ? picture->mime + " " + bytes.substr(picture->offset, picture->length) : "none";
+}
+std::string cover(const std::string& picture) {
+    return box("covr", box("data", big_endian_bytes(13, 4) + big_endian_bytes(0, 4) + picture));
+}
+
+TEST(Audio, CoverOfAnM4aFile) {
+    const std::string list = kTitleBox + cover(kJpeg), whole = movie(list), expected = "image/jpeg " + kJpeg;
+    const std::string long_box = big_endian_bytes(1, 4) + "free" + big_endian_bytes(0, 4) +
+                                 big_endian_bytes(16 + 70'000, 4) + std::string(70'000, '\0');
+    std::string wide = whole;  // one box reaches out of the one around it
+    wide[wide.find("covr") - 3] = '\x7F';
+    for (const auto& [file, picture] : std::vector<std::pair<std::string, std::string>>{
+             {box("ftyp", "M4A ") + box("mdat", std::string(30'000, 'm')) + whole, expected},
+             {movie(list, ""), expected},
+             {movie(cover("\x89PNG...")), "image/png \x89PNG..."},
+             {long_box + whole, expected},
+             {big_endian_bytes(0, 4) + whole.substr(4), expected},  // to the end of the file
+             {"moov", "none"},
+             {movie(""), "none"},
+             {movie(cover("")), "none"},
+             {movie(box("covr", "")), "none"},
+             {box("moov", "x"), "none"},
+             {big_endian_bytes(7, 4) + "moov" + whole, "none"},
+             {wide, "none"},
+         })
+        EXPECT_EQ(found(file, m4a_find_picture), picture) << file.substr(0, 100);
+}
+
+TEST(Audio, CoverOfAWavFile) {
+    const std::string tag = chunk("id3 ", Id3Tag{3}.picture(kJpeg).bytes());
+    const std::string data = chunk("data", "PIC \xFF\xD8\xFF\xE0 in the sound");
+    EXPECT_EQ(found(wav(data + tag), wav_find_picture), "image/jpeg " + kJpeg);
+    EXPECT_EQ(found(wav(data), wav_find_picture), "none");
+    EXPECT_EQ(found(data + tag, wav_find_picture), "none");
 }
 
 }  // namespace
