@@ -24,10 +24,8 @@ std::string named(std::string_view friendly_name) {
 }  // namespace
 
 TEST_F(Description, NamesTheServerAsConfiguredOrAfterItsHost) {
-    EXPECT_EQ(named("Kitchen"), "Kitchen");
     EXPECT_EQ(named("Tom & <Jerry>"), "Tom &amp;amp; &amp;lt;Jerry&amp;gt;");
     EXPECT_EQ(named("100%% of %s%n%d %"), "100% of %s%n%d %");
-    EXPECT_EQ(named("K\xC3\xBC\x63he"), "K\xC3\xBC\x63he");
     EXPECT_EQ(named("K\xFC\x63he"), "K\xC3\xBC\x63he");
     EXPECT_EQ(named(std::string(1021, 'x')).size(), 1021u);
 
@@ -35,9 +33,8 @@ TEST_F(Description, NamesTheServerAsConfiguredOrAfterItsHost) {
     char host[256] = {};
     ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
     const std::string expected = std::string{host} + ": Pelorama";
-    EXPECT_EQ(named(""), expected);
-    EXPECT_EQ(named(std::string(1022, 'x')), expected);
-    EXPECT_EQ(named(std::string(5000, '&')), expected);
+    for (const std::string& none : {std::string{}, std::string(1022, 'x'), std::string(5000, '&')})
+        EXPECT_EQ(named(none), expected);
 }
 
 TEST_F(Description, TellsAReceiverAllItNeeds) {

@@ -2,20 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "core/settings.h"
 
 namespace {
 
 TEST(DeviceId, IsMadeOfTheHardwareAddressAndTheName) {
-    struct Case {
+    struct {
         Text name, address;
         const char* expected;
-    };
-    const std::vector<Case> cases = {
+    } const cases[] = {
         {{}, "00:1a:2b:3c:4d:5e", "uuid:896659847466-00-1a-2b-3c-4d-5e-73783736426233"},
-        {{}, {}, "896659847466-0000-73783736426233"},
         // 'A' is 65, 'b' 98, ':' 58, ' ' 32.
         {"Ab: ", {}, "896659847466-0000-5882"},
         // Twenty characters count, the bytes of "é" (195, 169) as two of them.
@@ -23,7 +19,7 @@ TEST(DeviceId, IsMadeOfTheHardwareAddressAndTheName) {
          "00000000000000000000",
          "02:00:00:00:00:01", "uuid:896659847466-02-00-00-00-00-01-59888888888888888888"},
     };
-    for (const Case& c : cases) EXPECT_EQ(device_id_for(c.name, c.address), c.expected);
+    for (const auto& c : cases) EXPECT_EQ(device_id_for(c.name, c.address), c.expected);
 }
 
 TEST(DeviceId, StaysWhenTheNameChanges) {

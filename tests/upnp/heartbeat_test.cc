@@ -19,25 +19,18 @@ std::vector<int> active_ticks(Heartbeat& heartbeat, AnnouncementMode mode, int t
     return active;
 }
 
-TEST(Heartbeat, AnnouncesAtOnceFiveTimesSoonAndThenSeldom) {
-    Heartbeat heartbeat{announcing};
-    EXPECT_THAT(active_ticks(heartbeat, announcing, 26'000), ElementsAre(0, 100, 200, 300, 400, 500, 12566, 24632));
-}
-
-TEST(Heartbeat, WithdrawsOnceInStealthModeAndComesBack) {
+TEST(Heartbeat, AnnouncesSoonAndThenSeldomAndWithdrawsOnceInStealthMode) {
     Heartbeat heartbeat{announcing};
     EXPECT_THAT(active_ticks(heartbeat, announcing, 650), ElementsAre(0, 100, 200, 300, 400, 500));
     EXPECT_EQ(heartbeat.tick(silent), HeartbeatAction::withdraw);
     EXPECT_THAT(active_ticks(heartbeat, silent, 1000), ElementsAre());
     EXPECT_EQ(heartbeat.tick(announcing), HeartbeatAction::announce);
     // Coming back does not shift the regular time: 12566 ticks after the start, 1652 of which have gone by.
-    EXPECT_THAT(active_ticks(heartbeat, announcing, 12'066), ElementsAre(12566 - 1652));
-}
+    EXPECT_THAT(active_ticks(heartbeat, announcing, 26'000), ElementsAre(12566 - 1652, 24632 - 1652));
 
-TEST(Heartbeat, StartsSilentInStealthMode) {
-    Heartbeat heartbeat{silent};
-    EXPECT_THAT(active_ticks(heartbeat, silent, 30'000), ElementsAre());
-    EXPECT_EQ(heartbeat.tick(announcing), HeartbeatAction::announce);
+    Heartbeat stealthy{silent};
+    EXPECT_THAT(active_ticks(stealthy, silent, 30'000), ElementsAre());
+    EXPECT_EQ(stealthy.tick(announcing), HeartbeatAction::announce);
 }
 
 }  // namespace

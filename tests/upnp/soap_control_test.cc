@@ -15,20 +15,17 @@ using testing::HasSubstr;
 
 namespace {
 
-HandlerAnswer post(const std::string& header_lines, const std::string& body) {
+HandlerAnswer post(const std::string& header_lines, const std::string& arguments) {
     HttpRequest request = request_for("/ContentDirectory/Control", header_lines, kPost);
-    request.content = body;
+    request.content =
+        "<?xml version=\"1.0\"?>\r\n<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\">\r\n"
+        "<s:Body><u:Action xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">\r\n" +
+        arguments + "\r\n</u:Action></s:Body></s:Envelope>\r\n";
     return call_handler(soap_control_handler, std::move(request));
 }
 
-HandlerAnswer control(const std::string& action, const std::string& body) {
-    return post("SOAPACTION: \"urn:schemas-upnp-org:service:" + action + "\"\r\n", body);
-}
-
-std::string envelope(std::string_view arguments) {
-    return "<?xml version=\"1.0\"?>\r\n<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\">\r\n"
-           "<s:Body><u:Action xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">\r\n" +
-           std::string{arguments} + "\r\n</u:Action></s:Body></s:Envelope>\r\n";
+std::string control(const std::string& action, const std::string& arguments = {}) {
+    return post("SOAPACTION: \"urn:schemas-upnp-org:service:" + action + "\"\r\n", arguments).body;
 }
 
 const std::string kBrowseMetadata = "<BrowseFlag>BrowseMetadata</BrowseFlag><ObjectID>0</ObjectID><Filter>*</Filter>";
@@ -73,7 +70,6 @@ TEST(SoapFault, CarriesTheStatusTypeAndTextOfItsCode) {
         EXPECT_EQ(answer.result, HandlerResult::keep);
     }
     HttpRequest gone = request_for("/");  // without a connection
-    EXPECT_EQ(soap_send_fault(gone, 401), HandlerResult::close);
     EXPECT_EQ(soap_send_response(gone, "x"), HandlerResult::close);
 }
 
@@ -86,25 +82,25 @@ TEST_F(SoapControl, AnswersWhatTheActionHeaderNames) {
         {"ContentDirectory:1#GetSystemUpdateID", "",
          "<u:GetSystemUpdateIDResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"><Id>0</Id>"
          "</u:GetSystemUpdateIDResponse></s:Body></s:Envelope>"},
-        {"ContentDirectory:1#Browse", "<BrowseFlag>browsemetadata</BrowseFlag>", "<errorCode>402<"},
         {"ContentDirectory:1#X_BrowseByLetter", kBrowseChildren, "<u:X_BrowseByLetterResponse "},
         {"ContentDirectory:1#X_BrowseByLetter", kBrowseMetadata, "<u:BrowseResponse "},
-        {"ContentDirectory:1#X_BrowseByLetter", "", "<errorCode>402<"},
         {"ContentDirectory:1#Search", "<ObjectID>0</ObjectID>", "<errorCode>701<"},
         {"ConnectionManager:1#GetProtocolInfo", "",
          "<Source>http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*</Source>      "
          "<Sink></Sink>"},
         {"ContentDirectory:2#Browse", kBrowseMetadata, "<errorCode>401<"},
     };
-    for (const auto& row : cases)
-        EXPECT_THAT(control(row.action, envelope(row.arguments)).body, HasSubstr(row.answer)) << row.action;
+    for (const auto& row : cases) EXPECT_THAT(control(row.action, row.arguments), HasSubstr(row.answer)) << row.action;
+    // A header in capitals counts before any other.
+    const std::string service = ": urn:schemas-upnp-org:service:ContentDirectory:1#";
+    EXPECT_THAT(post("SoapAction" + service + "Browse\r\nSOAPACTION" + service + "GetSystemUpdateID\r\n", "").body,
+                HasSubstr("<u:GetSystemUpdateIDResponse "));
 }
 
 TEST_F(SoapControl, KnowsNothingOfAnyConnection) {
-    const HandlerAnswer answer = control("ConnectionManager:1#GetCurrentConnectionInfo", "");
-    EXPECT_EQ(answer.header("Content-Type"), "text/xml; charset=\"UTF-8\"");
-    EXPECT_EQ(answer.body.rfind(kSoapHead, 0), 0u);
-    const auto root = xml_parse(answer.body);
+    const std::string answer = control("ConnectionManager:1#GetCurrentConnectionInfo");
+    EXPECT_TRUE(answer.starts_with(kSoapHead));
+    const auto root = xml_parse(answer);
     const XmlNode* element = xml_find(root.get(), "u:GetCurrentConnectionInfoResponse");
     ASSERT_NE(element, nullptr);
     std::string listed;
@@ -113,20 +109,4 @@ TEST_F(SoapControl, KnowsNothingOfAnyConnection) {
     EXPECT_EQ(listed,
               "RcsID=-1 AVTransportID=-1 ProtocolInfo= PeerConnectionManager= PeerConnectionID=-1 Direction=Output "
               "Status=Unknown ");
-}
-
-TEST_F(SoapControl, LooksForTheActionHeaderInItsOwnCaseFirst) {
-    const std::string browse = ": \"urn:schemas-upnp-org:service:ContentDirectory:1#Browse\"\r\n";
-    const std::string update_id = ": urn:schemas-upnp-org:service:ContentDirectory:1#GetSystemUpdateID\r\n";
-    struct {
-        std::string header_lines;
-        const char* answer;
-    } const cases[] = {
-        {"soapaction" + update_id, "<u:GetSystemUpdateIDResponse "},
-        {"SoapAction" + browse + "SOAPACTION" + update_id, "<u:GetSystemUpdateIDResponse "},
-        {"X-Action" + update_id + "SOAPACTION:\r\n", "<errorCode>401<"},
-        {"", "<errorCode>401<"},
-    };
-    for (const auto& row : cases)
-        EXPECT_THAT(post(row.header_lines, envelope("")).body, HasSubstr(row.answer)) << row.header_lines;
 }

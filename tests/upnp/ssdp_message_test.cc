@@ -3,22 +3,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "core/str.h"
-
 namespace {
 
 using testing::ElementsAre;
 
 constexpr const char* kDate = "Sat, 21 Nov 2026 09:15:26 GMT";
 
-SsdpDevice server(unsigned roles = ROLE_MEDIA_SERVER) {
-    return {.id = "uuid:896659847466-00-1a-2b-3c-4d-5e-789", .address = "10.0.0.7", .http_port = 9000, .roles = roles};
-}
-
 TEST(SsdpMessage, TextsAreExact) {
+    const SsdpDevice server{.id = "uuid:896659847466-00-1a-2b-3c-4d-5e-789",
+                            .address = "10.0.0.7",
+                            .http_port = 9000,
+                            .roles = ROLE_MEDIA_SERVER};
     const char* const type = "urn:schemas-upnp-org:device:MediaServer:1";
     EXPECT_THAT(
-        ssdp_messages(server(), type, SsdpMessage::alive, kDate),
+        ssdp_messages(server, type, SsdpMessage::alive, kDate),
         ElementsAre("NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nCACHE-CONTROL: max-age=1810\r\n"
                     "LOCATION: http://10.0.0.7:9000/DeviceDescription.xml\r\n"
                     "NT: urn:schemas-upnp-org:device:MediaServer:1\r\nNTS: ssdp:alive\r\n"
@@ -26,37 +24,16 @@ TEST(SsdpMessage, TextsAreExact) {
                     "USN: uuid:896659847466-00-1a-2b-3c-4d-5e-789::urn:schemas-upnp-org:device:MediaServer:1\r\n"
                     "\r\n"));
     EXPECT_THAT(
-        ssdp_messages(server(), type, SsdpMessage::search_reply, kDate),
+        ssdp_messages(server, type, SsdpMessage::search_reply, kDate),
         ElementsAre("HTTP/1.1 200 OK\r\nCACHE-CONTROL: max-age=1810\r\nDATE: Sat, 21 Nov 2026 09:15:26 GMT\r\nEXT:\r\n"
                     "LOCATION: http://10.0.0.7:9000/DeviceDescription.xml\r\n"
                     "SERVER: Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0\r\n"
                     "ST: urn:schemas-upnp-org:device:MediaServer:1\r\n"
                     "USN: uuid:896659847466-00-1a-2b-3c-4d-5e-789::urn:schemas-upnp-org:device:MediaServer:1\r\n"
                     "Content-Length: 0\r\n\r\n"));
-    EXPECT_EQ(ssdp_byebye_messages(server()).front(),
+    EXPECT_EQ(ssdp_byebye_messages(server).front(),
               "NOTIFY * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nNT: uuid:896659847466-00-1a-2b-3c-4d-5e-789\r\n"
               "NTS: ssdp:byebye\r\nUSN: uuid:896659847466-00-1a-2b-3c-4d-5e-789\r\n\r\n");
-}
-
-TEST(SsdpMessage, SetsHoldTheRowsOfTheRolesInTheirOrder) {
-    // The values of a header line in each message.
-    const auto listed = [](const std::vector<std::string>& messages, const std::string& name) {
-        std::string all;
-        for (const auto& message : messages)
-            all.append(str_between(message, "\r\n" + name + ": ", "\r\n").value_or("?")).append(" ");
-        return all;
-    };
-    const auto all = [&](unsigned roles) {
-        return listed(ssdp_messages(server(roles), "ssdp:all", SsdpMessage::search_reply, kDate), "ST");
-    };
-    const std::string id = "uuid:896659847466-00-1a-2b-3c-4d-5e-789 upnp:rootdevice ", urn = "urn:schemas-upnp-org:";
-    const std::string manager = urn + "service:ConnectionManager:1 ", renderer = urn + "device:MediaRenderer:1 ",
-                      transport = urn + "service:AVTransport:1 ", rendering = urn + "device:RenderingControl:1 ";
-    EXPECT_EQ(all(0), id);
-    EXPECT_EQ(all(ROLE_RENDERER), id + renderer + manager + transport + rendering);
-    EXPECT_EQ(listed(ssdp_byebye_messages(server(ROLE_MEDIA_SERVER | ROLE_RENDERER)), "NT"),
-              id + urn + "device:MediaServer:1 " + urn + "service:ContentDirectory:1 " + manager + renderer +
-                  rendering + manager + transport);
 }
 
 }  // namespace
