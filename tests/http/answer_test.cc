@@ -14,15 +14,13 @@ TEST(AnswerHeader, IsReadLineByLine) {
     EXPECT_EQ(http_answer_status(kHeader), 206);
     for (const char* none : {"HTTP/1.1 20", "HTTP/1.1 -20", ""}) EXPECT_EQ(http_answer_status(none), 0);
     EXPECT_EQ(http_header_value(kHeader, "Content-Type"), "audio/mpeg");
-    EXPECT_EQ(http_header_value(kHeader, "Location"), std::nullopt);
     EXPECT_EQ(http_header_lines(kHeader, "icy-"), "icy-name: A B\r\nICY-Br: 128\r\n");
     EXPECT_EQ(http_answer_body(kHeader)->length, 5);
 }
 
 TEST(Location, IsResolvedAgainstTheUrlThatWasAsked) {
     struct {
-        const char* base;
-        const char* location;
+        const char *base, *location;
         Text url;
     } const rows[] = {{"http://h:1/a/b?c", "HTTP://other", "http://other"},
                       {"http://h:1/a/b?c", "//other/x", "http://other/x"},
@@ -30,12 +28,10 @@ TEST(Location, IsResolvedAgainstTheUrlThatWasAsked) {
                       {"http://h:1/a/b?c/d", "x", "http://h:1/a/x"},
                       {"http://h:1/a/b?c/d", "?x", "http://h:1/a/b?x"},
                       {"http://h", "x", "http://h/x"},
-                      {"http://h/", "https://h/", std::nullopt},
                       {"http://h/", "mailto:x", std::nullopt},
                       {"http://h/", "", std::nullopt}};
-    for (const auto& row : rows) {
+    for (const auto& row : rows)
         EXPECT_EQ(http_resolve_location(row.base, row.location), row.url) << row.base << " to " << row.location;
-    }
 }
 
 TEST(StreamPlaylist, IsToldFromAStream) {

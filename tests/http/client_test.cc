@@ -13,12 +13,6 @@ using After = ScriptedServer::After;
 
 const std::string kOk = "HTTP/1.1 200 OK\r\n";
 
-std::string repeated(int times, const std::string& text) {
-    std::string out;
-    while (times-- > 0) out += text;
-    return out;
-}
-
 TEST(OutgoingAnswer, GivesItsBodyOrNothing) {
     const struct {
         const char* name;
@@ -33,16 +27,12 @@ TEST(OutgoingAnswer, GivesItsBodyOrNothing) {
         {"negative_length", kOk + "Content-Length: -1\r\n\r\nhello", ""},
         {"chunked", kOk + "transfer-encoding: Chunked\r\n\r\n3\r\nhel\r\n2\r\nlo\r\n0\r\n\r\n", "hello"},
         {"chunk_negative", kOk + "Transfer-Encoding: chunked\r\n\r\n3\r\nhel\r\n-1\r\nlo", "hel"},
-        {"chunks_cut", kOk + "Transfer-Encoding: chunked\r\n\r\n3\r\nhel\r\n", "hel", After::close},
         {"to_close", kOk + "Connection: close\r\n\r\nhello", "hello", After::close},
         {"no_end_announced", kOk + "Connection: keep-alive\r\n\r\nhello", std::nullopt, After::close},
         {"interim", "HTTP/1.1 100 Continue\r\n\r\n" + kOk + "Content-Length: 2\r\n\r\nok", "ok"},
-        {"header_of_3000", kOk + "X: " + std::string(3000, 'x') + "\r\nContent-Length: 2\r\n\r\nok", "ok"},
         {"too_long", kOk + "Content-Length: 16777217\r\n\r\nhello", std::nullopt},
-        {"length_2_to_63", kOk + "Content-Length: 9223372036854775808\r\n\r\nhello", std::nullopt},
         {"chunk_too_long", kOk + "Transfer-Encoding: chunked\r\n\r\n1000001\r\nhello", std::nullopt},
         {"endless_header", kOk + "X: " + std::string(70'000, 'x'), std::nullopt},
-        {"interim_for_ever", repeated(1000, "HTTP/1.1 100 Continue\r\n\r\n"), std::nullopt},
         {"no_header", "", std::nullopt, After::close},
     };
     for (const auto& c : rows) {
@@ -53,15 +43,6 @@ TEST(OutgoingAnswer, GivesItsBodyOrNothing) {
         if (body) {
             EXPECT_EQ(body->text(), *c.body);
         }
-    }
-}
-
-TEST(OutgoingAnswer, OfASilentHostIsGivenUpInTime) {
-    for (const std::string& answer : {std::string{}, kOk + "Content-Len", kOk + "Content-Length: 9\r\n\r\n"}) {
-        ScriptedServer server{answer, After::hold};
-        const std::uint32_t start = uptime_ms();
-        static_cast<void>(http_talk(TalkMode::get, server.url(), {}, {}, 50));
-        EXPECT_LT(uptime_ms() - start, 5000u);
     }
 }
 
@@ -94,11 +75,9 @@ TEST(OutgoingRequest, CarriesExtraHeadersAndNoSecondUserAgent) {
 TEST(OutgoingRequest, IsRefusedWhereItCouldNotBeSentAsItIs) {
     ScriptedServer server{kOk};
     const std::string base = server.url();
-    for (const std::string& url :
-         {std::string{}, std::string{"http:/"}, std::string{"https://127.0.0.1/"}, std::string{"http://127.0.0.1:0/"},
-          std::string{"http://127.0.0.1:99999/"}, base + "a b", base + "a\r\nX: y", base + std::string(600, 'u')}) {
+    for (const std::string& url : {std::string{"https://127.0.0.1/"}, std::string{"http://127.0.0.1:0/"}, base + "a b",
+                                   base + "a\r\nX: y", base + std::string(600, 'u')})
         EXPECT_FALSE(http_talk(TalkMode::get, url)) << url;
-    }
     server.let_go();
     EXPECT_FALSE(http_connect(base)) << "nobody listens any more";
 }
@@ -107,7 +86,6 @@ TEST(OutgoingConnection, TakesTheHostInFrontOfTheFirstColonAndTheLastPort) {
     ScriptedServer server{kOk};
     const std::string port = std::to_string(server.port());
     EXPECT_TRUE(http_connect("http://127.0.0.1:1:" + port + "/x:2"));
-    EXPECT_TRUE(http_connect("ftp://u@127.0.0.1:" + port));
     EXPECT_TRUE(http_connect("http://127.0.0.1:" + port + "x/"));
 }
 

@@ -16,22 +16,18 @@ std::string numbered_bytes(std::size_t count) {
     return text.substr(0, count);
 }
 
-class FileSending : public testing::Test {
-protected:
-    ScratchDirectory directory_;
-    const std::string content_ = numbered_bytes(50'000);
-    const File file_ = file_open_regular(directory_.write("a.bin", content_));
-    SocketPair sockets_;
-};
-
-TEST_F(FileSending, CopiesWhereTheSystemCannotSendFiles) {
+TEST(FileSending, CopiesWhereTheSystemCannotSendFiles) {
+    const ScratchDirectory directory;
+    const std::string content = numbered_bytes(50'000);
+    const File file = file_open_regular(directory.write("a.bin", content));
+    SocketPair sockets;
     // Linux refuses to send files to a descriptor in append mode, as it does for some file systems.
-    ASSERT_EQ(fcntl(sockets_.server, F_SETFL, O_APPEND), 0);
-    FileSender sender{sockets_.server, file_, 100};
+    ASSERT_EQ(fcntl(sockets.server, F_SETFL, O_APPEND), 0);
+    FileSender sender{sockets.server, file, 100};
     EXPECT_EQ(sender.send(20'000), 20'000);
     EXPECT_EQ(sender.send(100'000), 29'900);
     EXPECT_EQ(sender.send(1), 0);
-    EXPECT_EQ(receive_up_to(sockets_.client, 49'900), content_.substr(100));
+    EXPECT_EQ(receive_up_to(sockets.client, 49'900), content.substr(100));
 }
 
 }  // namespace

@@ -12,12 +12,6 @@ namespace {
 
 constexpr BodyLimits kLimits{.bytes = 100, .silence_ms = 5000, .deadline_ms = 5000};
 
-// What is still in the socket once the header or body was taken off it.
-std::string rest_of(SocketPair& pair) {
-    pair.far.end_sending();
-    return pair.near.read_all();
-}
-
 std::string header_of(std::size_t bytes) {
     return "GET / HTTP/1.1\r\nX: " + std::string(bytes - 23, 'x') + "\r\n\r\n";
 }
@@ -33,7 +27,7 @@ TEST(ReadHeader, PutsPiecesTogether) {
         }};
         EXPECT_EQ(http_read_header(pair.near.fd()).text, whole);
     }
-    EXPECT_EQ(rest_of(pair), "next");
+    EXPECT_EQ(pair.near.read_until("next"), "next");
 }
 
 TEST(HeaderLength, IsBounded) {
@@ -41,16 +35,13 @@ TEST(HeaderLength, IsBounded) {
         const char* name;
         std::string sent;
         HeaderEnd end;
-        std::size_t kept;
-        std::size_t left;
+        std::size_t kept, left;
     } rows[] = {
-        {"nothing", "", HeaderEnd::none, 0, 0},
         {"ends_before_it_is_complete", "GET / HTTP/1.1\r\n\r", HeaderEnd::none, 0, 0},
         {"complete_of_1023", header_of(1023), HeaderEnd::complete, 1023, 0},
         {"complete_of_1024", header_of(1024), HeaderEnd::complete, 1023, 0},
         {"complete_of_1025", header_of(1025), HeaderEnd::too_small, 1023, 1},
         {"endless_1023", std::string(1023, 'x'), HeaderEnd::none, 0, 0},
-        {"endless_1024", std::string(1024, 'x'), HeaderEnd::too_small, 1023, 0},
         {"endless_65536", std::string(65536, 'x'), HeaderEnd::too_small, 1023, 64512},
     };
     for (const auto& c : rows) {
@@ -65,42 +56,27 @@ TEST(HeaderLength, IsBounded) {
     }
 }
 
-TEST(ReadHeader, GivesUpOnOneThatIsNotCompleteInTime) {
-    SocketPair pair;
-    EXPECT_EQ(http_read_header(pair.near.fd(), 20).end, HeaderEnd::none) << "no first byte";
-    pair.far.send("GET / HT");
-    EXPECT_EQ(http_read_header(pair.near.fd(), -1, 20).end, HeaderEnd::none) << "no end";
-}
-
 TEST(Chunks, AreJoinedUpToTheLast) {
     const struct {
-        const char* name;
         std::string sent;
         BodyEnd end;
-        std::string text;
-        std::string left;
+        std::string text, left;
     } rows[] = {
-        {"two", "5\r\nhello\r\n6\r\n world\r\n0\r\n\r\nGET /", BodyEnd::complete, "hello world", "GET /"},
-        {"upper_case_and_zeros", "000A\r\n0123456789\r\n0\r\n\r\n", BodyEnd::complete, "0123456789", ""},
-        {"extension", "2;a=b\r\nhi\r\n0\r\n\r\n", BodyEnd::complete, "hi", ""},
-        {"line_feed_alone", "2\nhi\r\n0\n\r\n", BodyEnd::complete, "hi", ""},
-        {"just_the_limit", "64\r\n" + std::string(100, 'x') + "\r\n0\r\n\r\n", BodyEnd::complete, std::string(100, 'x'),
-         ""},
-        {"one_more", "65\r\n" + std::string(101, 'x'), BodyEnd::too_large, "", std::string(101, 'x')},
-        {"one_more_in_two", "64\r\n" + std::string(100, 'x') + "\r\n1\r\ny", BodyEnd::too_large, std::string(100, 'x'),
-         "y"},
-        {"negative", "-1\r\n", BodyEnd::malformed, "", ""},
-        {"32_bits", "ffffffff\r\n", BodyEnd::too_large, "", ""},
-        {"64_bits", "fffffffffffffff0\r\n", BodyEnd::too_large, "", ""},
-        {"17_digits", "10000000000000005\r\n", BodyEnd::malformed, "", ""},
-        {"21_digits", "123456789012345678901\r\n", BodyEnd::malformed, "", "1\r\n"},
-        {"no_line_end_behind_the_data", "2\r\nhixx0\r\n\r\n", BodyEnd::malformed, "hi", "0\r\n\r\n"},
-        {"size_line_cut", "2", BodyEnd::closed, "", ""},
-        {"data_cut", "5\r\nhel", BodyEnd::closed, "hel", ""},
-        {"trailer", "2\r\nhi\r\n0\r\nX: y\r\n\r\n", BodyEnd::malformed, "hi", " y\r\n\r\n"},
+        {"5\r\nhello\r\n6;a=b\r\n world\r\n0\r\n\r\nGET /", BodyEnd::complete, "hello world", "GET /"},
+        {"000A\n0123456789\r\n0\n\r\n", BodyEnd::complete, "0123456789", ""},
+        {"64\r\n" + std::string(100, 'x') + "\r\n0\r\n\r\n", BodyEnd::complete, std::string(100, 'x'), ""},
+        {"64\r\n" + std::string(100, 'x') + "\r\n1\r\ny", BodyEnd::too_large, std::string(100, 'x'), "y"},
+        {"-1\r\n", BodyEnd::malformed, "", ""},
+        {"fffffffffffffff0\r\n", BodyEnd::too_large, "", ""},
+        {"10000000000000005\r\n", BodyEnd::malformed, "", ""},
+        {"123456789012345678901\r\n", BodyEnd::malformed, "", "1\r\n"},
+        {"2\r\nhixx0\r\n\r\n", BodyEnd::malformed, "hi", "0\r\n\r\n"},
+        {"2", BodyEnd::closed, "", ""},
+        {"5\r\nhel", BodyEnd::closed, "hel", ""},
+        {"2\r\nhi\r\n0\r\nX: y\r\n\r\n", BodyEnd::malformed, "hi", " y\r\n\r\n"},
     };
     for (const auto& c : rows) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.sent);
         SocketPair pair;
         pair.far.send(c.sent);
         pair.far.end_sending();
@@ -112,7 +88,7 @@ TEST(Chunks, AreJoinedUpToTheLast) {
 }
 
 TEST(ReadBody, ByCloseTakesAllUpToTheLimit) {
-    for (const std::size_t size : {std::size_t{0}, kLimits.bytes, kLimits.bytes + 1}) {
+    for (const std::size_t size : {kLimits.bytes, kLimits.bytes + 1}) {
         SocketPair pair;
         pair.far.send(std::string(size, 'x'));
         pair.far.end_sending();

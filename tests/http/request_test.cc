@@ -19,19 +19,12 @@ TEST(RequestLine, IsTakenApart) {
         int version;
         bool close;
     } rows[] = {
-        {"head", "HEAD / HTTP/1.1\r\n\r\n", kHead, "/", 11, false},
-        {"post", "POST /c HTTP/1.1\r\n\r\n", kPost, "/c", 11, false},
-        {"subscribe", "SUBSCRIBE /e HTTP/1.1\r\n\r\n", kSubscribe, "/e", 11, false},
         {"unsubscribe", "UNSUBSCRIBE /e HTTP/1.1\r\n\r\n", kUnsubscribe, "/e", 11, false},
-        {"notify", "NOTIFY /e HTTP/1.1\r\n\r\n", kNotify, "/e", 11, false},
         {"lower_case_is_unknown", "get /a HTTP/1.1\r\n\r\n", 0, "/a", 11, false},
-        {"unknown", "FOO /disk/1 HTTP/1.1\r\n\r\n", 0, "/disk/1", 11, false},
         {"version_10_closes", "GET /a HTTP/1.0\r\n\r\n", kGet, "/a", 10, true},
-        {"empty", "\r\n\r\n", 0, "", 10, true},
         {"word_alone", "GET\r\n\r\n", kGet, "", 10, true},
         {"no_second_blank", "GET /a\r\nHost: b\r\n\r\n", kGet, "/a", 10, true},
         {"two_blanks", "GET  /a HTTP/1.1\r\n\r\n", kGet, "", 10, true},
-        {"url_of_255", "GET " + std::string(255, 'u') + " HTTP/1.1\r\n\r\n", kGet, std::string(255, 'u'), 11, false},
         {"url_of_256", "GET " + std::string(256, 'u') + " HTTP/1.1\r\n\r\n", kGet, std::string(255, 'u'), 11, false},
         {"cut_inside_the_url", "GET /" + std::string(900, 'u'), kGet, "/" + std::string(254, 'u'), 10, true},
         {"line_end_before_it", "\r\nGET /x HTTP/1.1\r\n\r\n", kGet, "/x", 11, false},
@@ -64,10 +57,8 @@ TEST(BodyHeader, AnnouncesABody) {
         {"twice_the_same", "Content-Length: 5\r\nContent-Length: 5\r\n", Coding::by_length, 5},
         {"two_lengths", "Content-Length: 5\r\nContent-Length: 6\r\n", Coding::unreadable, 0},
         {"negative", "Content-Length: -1\r\n", Coding::unreadable, 0},
-        {"word", "Content-Length: abc\r\n", Coding::unreadable, 0},
         {"empty_value", "Content-Length:\r\nX: 5\r\n", Coding::unreadable, 0},
         {"huge", "Content-Length: 99999999999999999999\r\n", Coding::by_length, 9223372036854775807},
-        {"chunked", "Transfer-Encoding: chunked\r\n", Coding::chunked, 0},
         {"chunked_wins", "Content-Length: 5\r\ntransfer-encoding:gzip, Chunked\r\n", Coding::chunked, 0},
         {"chunked_elsewhere", "Transfer-Encoding: identity\r\nX: chunked\r\n", Coding::none, 0},
     };

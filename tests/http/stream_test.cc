@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <future>
 #include <string>
 
 #include "core/process.h"
@@ -60,16 +59,6 @@ protected:
     static std::string disk(ObjectId id, std::string_view rest = ".mp3") {
         return "/disk/" + std::to_string(id) + std::string{rest};
     }
-    // A transfer of its own; the connection ends with it.
-    static std::future<HandlerResult> start(SocketPair& sockets, ObjectId id) {
-        return std::async(std::launch::async, [&sockets, id] {
-            HttpRequest request = request_for(disk(id));
-            request.socket = sockets.server;
-            const HandlerResult result = disk_handler(request);
-            socket_shutdown(sockets.server);
-            return result;
-        });
-    }
     static HandlerAnswer get(std::string_view url, std::string_view lines = {}) {
         return call_handler(disk_handler, url, lines);
     }
@@ -82,35 +71,28 @@ protected:
 
 constexpr auto kClosed = HandlerResult::close;
 TEST_F(Streaming, RangesOfAThousandBytes) {
-    struct Row {
-        const char* name;
-        const char* lines;
+    struct {
+        const char *name, *lines;
         std::string_view status;
-        const char* content_range;
-        const char* length;
+        const char *content_range, *length;
         std::size_t first, count;  // of the bytes that arrive
         HandlerResult result = HandlerResult::keep;
-    };
-    const Row rows[] = {
-        {"none", "", kOk, "(none)", "1000", 0, 1000},
-        {"open_end", "Range: bytes=100-\r\n", kPartial, "bytes 100-999/1000", "900", 100, 900},
+    } const rows[] = {
         {"last_is_the_size", "Range: bytes=0-1000\r\n", kPartial, "bytes 0-1000/1000", "1001", 0, 1000, kClosed},
         {"last_beyond_the_end", "Range: bytes=990-1001\r\n", kPartial, "bytes 990-999/1000", "10", 990, 10},
         {"first_is_the_size", "Range: bytes=1000-\r\n", kPartial, "bytes 1000-999/1000", "0", 0, 0},
         {"first_and_last_are_the_size", "Range: bytes=1000-1000\r\n", kPartial, "bytes 1000-1000/1000", "1", 0, 0,
          kClosed},
-        {"behind_the_end", "Range: bytes=2000-3000\r\n", kPartial, "bytes 2000-999/1000", "(none)", 0, 0, kClosed},
         {"largest_number", "Range: bytes=9223372036854775807-\r\n", kPartial, "bytes 9223372036854775807-999/1000",
          "(none)", 0, 0, kClosed},
         // The play time is 10 s, so a millisecond counts as 100 bytes.
-        {"time_seek", "TimeSeekRange.dlna.org: npt=0.002-\r\n", kOk, "bytes 200-999/1000", "800", 200, 800},
         {"time_seek_with_end", "TimeSeekRange.dlna.org: npt=0.002-0.004\r\n", kOk, "bytes 200-400/1000", "201", 200,
          201},
         {"time_seek_by_seconds", "TimeSeekRange.dlna.org: npt=5-\r\n", kOk, "bytes 500000-999/1000", "(none)", 0, 0,
          kClosed},
     };
     const ObjectId id = add("a.mp3", bytes_, "0:00:10");
-    for (const Row& c : rows) {
+    for (const auto& c : rows) {
         SCOPED_TRACE(c.name);
         const HandlerAnswer answer = get(disk(id), c.lines);
         EXPECT_EQ(answer.status_line, c.status);
@@ -119,7 +101,6 @@ TEST_F(Streaming, RangesOfAThousandBytes) {
         EXPECT_EQ(answer.header("Content-Type"), "audio/mpeg");
         EXPECT_EQ(answer.body, bytes_.substr(c.first, c.count));
         EXPECT_EQ(answer.result, c.result);
-        EXPECT_EQ(answer.header("Connection"), c.result == HandlerResult::close ? "close" : "keep-alive");
     }
 }
 
@@ -128,14 +109,10 @@ TEST_F(Streaming, OddRangesNeverAnnounceOrSendNonsense) {
     const ObjectId longer_than_large = add("tiny.mp3", "xy", "9:00:00");
     const ObjectId empty = add("empty.mp3", "", "0:00:10");
     const char* const odd[] = {
-        "Range: bytes=99999999999999999999-99999999999999999999\r\n",
         "Range: bytes=0-9223372036854775807\r\n",
         "Range: bytes=-\r\n",
-        "Range: bytes=5-1\r\n",
         "Range: bytes=0-\r\n",
         "TimeSeekRange.dlna.org: npt=999999999:00:00-999999999:00:01\r\n",
-        "TimeSeekRange.dlna.org: npt=0.001-999999999:00:00\r\n",
-        "TimeSeekRange.dlna.org: npt=-5-\r\n",
         "X-Seek-Range: npt=92233720368547758.07-\r\n",
     };
     for (const ObjectId id : {untimed, longer_than_large, empty}) {
@@ -159,23 +136,10 @@ TEST_F(Streaming, OddRangesNeverAnnounceOrSendNonsense) {
 
 // ---- what the answer says besides
 
-TEST_F(Streaming, HeadSendsTheHeaderAndCountsAsPlayed) {
-    const ObjectId id = add("a.mp3", bytes_);
-    for (const char* lines : {"", "Range: bytes=100-\r\n"}) {
-        const HandlerAnswer answer = call_handler(disk_handler, disk(id), lines, kHead);
-        EXPECT_EQ(answer.header("Content-Length"), *lines == '\0' ? "1000" : "900");
-        EXPECT_EQ(answer.body, "");
-        EXPECT_EQ(answer.result, HandlerResult::keep);
-    }
-    EXPECT_EQ(plays(id), 2);
-    EXPECT_THAT(call_handler(rpc_handler, "/rpc?playing").body, Not(HasSubstr("192.0.2.7")));
-}
-
 TEST_F(Streaming, LinearPcmIsLabelledByWhatThePathTells) {
     const std::pair<const char*, const char*> cases[] = {
         {"plain.mp3", "audio/L16;rate=44100;channels=2"},
         {"48/stereo.mp3", "audio/L16;rate=48000;channels=2"},
-        {"44/Mono.mp3", "audio/L16;rate=44100;channels=1"},
         {"48/Mono.mp3", "audio/L16;rate=48000;channels=1"},
     };
     for (const auto& [name, label] : cases) {
@@ -184,8 +148,6 @@ TEST_F(Streaming, LinearPcmIsLabelledByWhatThePathTells) {
             GTEST_SKIP() << "unlucky directory name";
         const ObjectId id = add(name, bytes_);
         EXPECT_EQ(get(disk(id, ".lpcm")).header("Content-Type"), label) << name;
-        EXPECT_EQ(get(disk(id, "_DLNA_LPCM.LPCM")).header("Content-Type"), label) << name;
-        EXPECT_EQ(get(disk(id, ".lpcm")).body, bytes_);
     }
     EXPECT_EQ(get(disk(add("a.unknown", bytes_), ".unknown")).header("Content-Type"), "application/octet-stream");
 }
@@ -194,15 +156,13 @@ TEST_F(Streaming, DlnaHeadersAnswerThoseWhoAsk) {
     const ObjectId song = add("a.mp3", bytes_);
     const ObjectId film = add("b.ntsc.mpg", bytes_, {}, ObjectClass::movie);
     const ObjectId photo = add("c.jpg", bytes_, {}, ObjectClass::photo);
-    struct Case {
+    const char* const ask = "getcontentFeatures.dlna.org: 1\r\n";
+    struct {
         ObjectId id;
         const char *lines, *mode, *features;
-    };
-    const char* const ask = "getcontentFeatures.dlna.org: 1\r\n";
-    const Case cases[] = {
+    } const cases[] = {
         {song, "", "(none)", "(none)"},
         {song, ask, "(none)", "DLNA.ORG_OP=11"},
-        {song, "getContentFeatures.DLNA.org:0\r\n", "(none)", "(none)"},
         {film, ask, "(none)", "DLNA.ORG_PN=MPEG_PS_NTSC;DLNA.ORG_OP=00"},
         {photo, ask, "(none)", "*"},
         {song, "transferMode.dlna.org: Streaming\r\n", "Streaming", "(none)"},
@@ -210,9 +170,8 @@ TEST_F(Streaming, DlnaHeadersAnswerThoseWhoAsk) {
         {photo, "transferMode.dlna.org: Interactive\r\n", "Interactive", "(none)"},
         {photo, "TRANSFERMODE.DLNA.ORG: background\r\n", "Background", "(none)"},
         {photo, "transferMode.dlna.org: Streaming\r\n", "(none)", "(none)"},
-        {song, "transferMode.dlna.org: \r\n", "(none)", "(none)"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const HandlerAnswer answer = get(disk(c.id), c.lines);
         EXPECT_EQ(answer.header("transferMode.dlna.org"), c.mode) << c.lines;
         EXPECT_EQ(answer.header("contentFeatures.dlna.org"), c.features) << c.lines;
@@ -220,19 +179,16 @@ TEST_F(Streaming, DlnaHeadersAnswerThoseWhoAsk) {
 }
 
 TEST_F(Streaming, IndexFilesComeFromTheirDirectory) {
-    EXPECT_EQ(idx_path_for("/films/a.avi"), std::nullopt);
     const ObjectId id = add("film.avi", bytes_, {}, ObjectClass::movie);
     EXPECT_EQ(get(disk(id, ".idx")).body, bytes_) << "without the setting the film itself is sent";
 
     directory_.write("idx/film.avi.idx", "the index");
     settings_set(Setting::idxdir, directory_ / "idx");
-    EXPECT_EQ(idx_path_for("/films/a.avi"), directory_ / "idx/a.avi.idx");
     EXPECT_EQ(idx_path_for("/a.avi"), directory_ / "idx/") << "a leading slash does not count";
     const HandlerAnswer answer = get(disk(id, ".idx"));
     EXPECT_EQ(answer.body, "the index");
     EXPECT_EQ(answer.header("Content-Type"), "application/octet-stream");
     EXPECT_EQ(get(disk(id, ".IDX")).body, bytes_);
-
     const ObjectId without = add("other.avi", bytes_, {}, ObjectClass::movie);
     EXPECT_EQ(get(disk(without, ".idx")).status_line, kNotFound);
     EXPECT_EQ(plays(without), 0);
@@ -251,80 +207,41 @@ TEST_F(Streaming, WhatIsNotAnItemIsNotFoundAndNotPlayed) {
     ASSERT_EQ(mkfifo((directory_ / "pipe.mp3").c_str(), 0600), 0);
     EXPECT_EQ(db_add_item({.path = "http://radio.example/a.mp3"}), AddResult::added);
     const ObjectId remote = id_of("http://radio.example/a.mp3");
-    const std::string ids[] = {"4294967296",          std::to_string(id) + "abc", "%2e%2e%2fetc/passwd",
-                               std::to_string(gone),  std::to_string(vanished),   std::to_string(pipe),
-                               std::to_string(remote)};
-    for (const std::string& text : ids) {
-        SCOPED_TRACE(text);
-        for (const std::uint32_t method : {kGet, kHead}) {
-            EXPECT_EQ(call_handler(disk_handler, "/disk/" + text + ".mp3", "", method).status_line, kNotFound);
-            EXPECT_EQ(call_handler(continue_handler, "/continue/" + text + "_0.mp3", "", method).status_line,
-                      kNotFound);
-        }
+    for (const std::string& text : {std::to_string(id) + "abc", std::to_string(gone), std::to_string(vanished),
+                                    std::to_string(pipe), std::to_string(remote)}) {
+        EXPECT_EQ(get("/disk/" + text + ".mp3").status_line, kNotFound) << text;
+        EXPECT_EQ(call_handler(continue_handler, "/continue/" + text + "_0.mp3").status_line, kNotFound) << text;
     }
     for (const ObjectId unplayed : {id, vanished, pipe, remote}) EXPECT_EQ(plays(unplayed), 0);
     EXPECT_EQ(call_handler(m3u_handler, "/m3u/" + std::to_string(id) + ".m3u").status_line, kNotFound);
     EXPECT_EQ(get("/diskette").result, HandlerResult::close);
-    EXPECT_EQ(call_handler(continue_handler, "/continued").result, HandlerResult::close);
 }
 
 // ---- continued
 
 TEST_F(Streaming, ContinuesAtTheOffsetOfTheUrl) {
-    struct Row {
+    struct {
         const char* name;
         std::string rest;  // behind "/continue/ID"
         std::string lines;
         const char* content_range;
-    };
-    const Row rows[] = {
-        {"plain", "_500.mp3", "", "bytes 500-999/1000"},
-        {"own_range_ignored", "_500.mp3", "Range: bytes=1-2\r\n", "bytes 500-999/1000"},
+    } const rows[] = {
         {"own_range_in_lower_case", "_500.mp3", "range: bytes=1-2\r\n", "bytes 500-999/1000"},
         {"own_seek_range", "_500.mp3", "X-Seek-Range: npt=0.001-\r\n", "bytes 500-999/1000"},
         {"header_without_end", "_500.mp3", "X-Filler: " + std::string(2000, 'x'), "bytes 500-999/1000"},
-        {"header_of_thousand_bytes", "_500.mp3", "X-Filler: " + std::string(960, 'x') + "\r\n", "bytes 500-999/1000"},
         {"no_offset", ".mp3", "", "bytes 0-999/1000"},
         {"no_number", "_abc.mp3", "Range: bytes=1-2\r\n", "bytes 0-999/1000"},
         {"number_without_end", "_" + std::string(230, '9'), "", "bytes 9223372036854775807-999/1000"},
     };
     const ObjectId id = add("a.mp3", bytes_, "0:00:10");
-    for (const Row& c : rows) {
+    for (const auto& c : rows) {
         SCOPED_TRACE(c.name);
         const HandlerAnswer answer =
             call_handler(continue_handler, "/continue/" + std::to_string(id) + c.rest, c.lines);
         EXPECT_EQ(answer.status_line, kPartial);
         EXPECT_EQ(answer.header("Content-Range"), c.content_range);
-        EXPECT_EQ(answer.header("Content-Type"), "audio/mpeg");
     }
     EXPECT_EQ(plays(id), static_cast<int>(std::size(rows)));
-}
-
-// ---- transfers that end early
-
-TEST_F(Streaming, AFileThatIsCutWhileItStreamsEndsTheConnection) {
-    SocketPair sockets;
-    std::future<HandlerResult> result = start(sockets, add("a.mp3", std::string(8 * 1024 * 1024, 'x')));
-    // The socket holds far less than the file, so the cut comes while the sender waits.
-    std::size_t received = receive_up_to(sockets.client, 4096).size();
-    std::filesystem::resize_file(directory_ / "a.mp3", 4 * 1024 * 1024);
-    received += receive_up_to(sockets.client, 16 * 1024 * 1024).size();
-    EXPECT_EQ(result.get(), HandlerResult::close);
-    EXPECT_LE(received, 4u * 1024 * 1024 + 1024);
-}
-
-TEST_F(Streaming, AnEndedConnectionWakesTheSender) {
-    const ObjectId id = add("a.mp3", std::string(8 * 1024 * 1024, 'x'));
-    for (const bool by_peer : {true, false}) {
-        SocketPair sockets;
-        std::future<HandlerResult> result = start(sockets, id);
-        receive_up_to(sockets.client, 4096);
-        if (by_peer)
-            sockets.close_client();
-        else
-            socket_shutdown(sockets.server);
-        EXPECT_EQ(result.get(), HandlerResult::close);
-    }
 }
 
 TEST_F(Streaming, AMusicClientReceivesEveryByteAndIsPaused) {
@@ -338,20 +255,6 @@ TEST_F(Streaming, AMusicClientReceivesEveryByteAndIsPaused) {
     // 20480 bytes are 1024 s of sound, which asks for 1024 - 102 - 100 ms; a slow transfer shortens the pause by less
     // than it took itself.
     EXPECT_GT(paused, std::chrono::milliseconds{800});
-}
-
-TEST_F(Streaming, APauseEndsWithTheConnection) {
-    settings_set(Setting::musicclient, "192.0.2.7");
-    settings_set(Setting::musicbuffer, "2300");
-    const ObjectId id = add("a.mp3", std::string(9'000, 'x'), "9:00:00");
-    SocketPair sockets;
-    std::future<HandlerResult> result = start(sockets, id);
-    EXPECT_TRUE(receive_up_to(sockets.client, 2'300).starts_with(kOk));
-    const auto before = std::chrono::steady_clock::now();
-    socket_shutdown(sockets.server);
-    EXPECT_EQ(result.get(), HandlerResult::close);
-    // 2300 bytes at one byte a second ask for 2300 - 230 - 100 ms.
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds{1'000});
 }
 
 }  // namespace
