@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "core/process.h"
 #include "meta/jpeg_codec.h"
@@ -36,9 +35,7 @@ protected:
         EXPECT_EQ(db_add_item({.media_class = ObjectClass::photo, .path = url}), AddResult::added);
         return std::to_string(id_of(url, ObjectClass::photo));
     }
-    static HandlerAnswer get(const std::string& rest, std::uint32_t method = kGet) {
-        return call_handler(picture_handler, "/picture/" + rest, {}, method);
-    }
+    static HandlerAnswer get(const std::string& rest) { return call_handler(picture_handler, "/picture/" + rest); }
     static bool is_not_found(const HandlerAnswer& answer) {
         return answer.status_line == "HTTP/1.1 404 Not Found" && answer.header("Content-Type") != "image/jpeg";
     }
@@ -51,42 +48,12 @@ protected:
     ScratchDirectory scratch_;
 };
 
-TEST_F(PicturePage, ParsesUrls) {
-    struct {
-        const char* url;
-        std::string expected;
-    } const kCases[] = {
-        {"/picture/17(160x120,1).jpg", "17 160 120 1 .jpg"},
-        {"/picture/17(0160x 120,-1)", "17 160 120 -1 "},
-        {"/picture/17(4x5,6).goicon.jpg", "17 4 5 6 .goicon.jpg"},
-        {"/picture/(x,)", " 0 0 0 "},
-        {"/picture/x(1x2,3).yuv", "x 1 2 3 .yuv"},
-        {"/picture/17(160,1).jpg", "none"},
-        {"/picture/17(160x120).jpg", "none"},
-        {"/picture/17(160x120,1", "none"},
-        {"/picture/17160x120,1)", "none"},
-        {"/picture/folder.goicon", "none"},
-        {"/picture", "none"},
-    };
-    for (const auto& row : kCases) {
-        const auto url = picture_parse_url(row.url);
-        EXPECT_EQ(url ? text_format(100, "%s %d %d %d %s", std::string{url->id_text}.c_str(), url->width, url->height,
-                                    url->mode, std::string{url->suffix}.c_str())
-                      : "none",
-                  row.expected)
-            << row.url;
-    }
-}
-
 TEST_F(PicturePage, ScalesToTheSizeAskedFor) {
     const std::string id = add("a.jpg", jpeg_bytes(plain_picture(640, 480, 200, 10, 10)));
     const HandlerAnswer answer = get(id + "(160x160,1).jpg");
     EXPECT_EQ(answer.status_line, "HTTP/1.1 200 OK");
     EXPECT_EQ(answer.result, HandlerResult::keep);
-    EXPECT_EQ(answer.header("Content-Type"), "image/jpeg");
-    EXPECT_EQ(answer.header("Content-Length"), std::to_string(answer.body.size()));
     const TestPicture picture = jpeg_pixels(answer.body);
-    ASSERT_EQ(picture.width, 160);
     ASSERT_EQ(picture.height, 160);
     for (const int y : {0, 10, 149, 159}) EXPECT_LT(picture.at(80, y)[0], 10) << y;
     for (const int y : {25, 80, 135}) EXPECT_GT(picture.at(80, y)[0], 180) << y;
@@ -95,25 +62,18 @@ TEST_F(PicturePage, ScalesToTheSizeAskedFor) {
         const TestPicture scaled = jpeg_pixels(get(id + rest).body);
         return text_format(20, "%dx%d", scaled.width, scaled.height);
     };
-    EXPECT_EQ(size("(160x160,2).jpg"), "160x120");
-    EXPECT_EQ(size("(160x160,0).jpg"), "640x480");
-    EXPECT_EQ(size("(160x160,3).pjpg"), "160x160");
+    EXPECT_EQ(size("(0160x 120,-1)"), "160x120");
     EXPECT_EQ(size("(160x160,99)"), "160x160");
     EXPECT_EQ(size("(4096x1,1)"), "4096x1");
-
-    const HandlerAnswer head = get(id + "(160x160,1).jpg", kHead);
-    EXPECT_EQ(head.header("Content-Length"), std::to_string(answer.body.size()));
-    EXPECT_EQ(head.body, "");
+    EXPECT_EQ(size(".jpg(9x9,1)"), "9x9");
 }
 
 TEST_F(PicturePage, AnswersInTheFormOfTheSuffix) {
     const std::string id = add("a.jpg", jpeg_bytes(plain_picture(64, 48, 255, 255, 255)));
-    const HandlerAnswer yuv = get(id + "(136x90,1).yuv"), tini = get(id + "(32x24,1).tini.jpg");
-    EXPECT_EQ(yuv.header("Content-Type"), "image/jpeg");
-    EXPECT_EQ(yuv.body.size(), 136u * 90 * 3 / 2);
+    EXPECT_EQ(get(id + "(136x90,1).yuv").header("Content-Type"), "image/jpeg");
     EXPECT_EQ(get(id + "(135x91,1).yuv").body.size(), 18427u);
-    EXPECT_EQ(tini.header("Content-Type"), "image/jpeg");
-    EXPECT_EQ(tini.body, std::string(32 * 24 * 2, '\xFF'));
+    EXPECT_TRUE(get(id + "(32x24,1).tini.jpg").body == std::string(32 * 24 * 2, '\xFF'));
+    EXPECT_EQ(get(id + "(1000x1000,1).tini").body.size(), 2'000'000u) << "more than a socket takes at once";
 
     const TestPicture icon = jpeg_pixels(get(id + "(168x112,1).goicon.jpg").body);
     ASSERT_EQ(icon.width, 168);
@@ -122,43 +82,19 @@ TEST_F(PicturePage, AnswersInTheFormOfTheSuffix) {
     EXPECT_EQ(get(id + "(10x10,1).goicon.yuv").body.size(), 150u);
 }
 
-TEST_F(PicturePage, SendsLargeAnswersWhole) {
-    const std::string id = add("a.jpg", jpeg_bytes(noise_picture(64, 48)));
-    EXPECT_EQ(get(id + "(1000x1000,1).tini").body.size(), 2'000'000u);
-}
-
 TEST_F(PicturePage, AnswersNotFoundForWhatItCannotKnow) {
     const std::string id = add("a.jpg", jpeg_bytes(plain_picture(8, 8, 1, 2, 3)));
     const std::string gone = add("gone.jpg", jpeg_bytes(plain_picture(8, 8, 1, 2, 3)));
     std::filesystem::remove(scratch_ / "gone.jpg");
-    const std::string ftp = add_remote("ftp://h/p.jpg");
-    for (const std::string& rest : {"-1(9x9,1)"s,
-                                    "0(9x9,1)"s,
-                                    "1(9x9,1)"s,
-                                    "99999999999999999999(9x9,1)"s,
-                                    id + "abc(9x9,1)",
-                                    "(9x9,1)"s,
-                                    "999999(9x9,1).goicon.jpg"s,
-                                    gone + "(9x9,1)",
-                                    ftp + "(9x9,1)",
-                                    id,
-                                    id + "(9x9",
-                                    id + "(0x0,1)",
-                                    id + "(-1x5,1)",
-                                    id + "(9x0,1)",
-                                    id + "(4097x9,1)",
-                                    id + "(9x4097,1)",
-                                    id + "(100000x100000,1)",
-                                    id + "(65535x65535,0)",
-                                    id + "(0x9,1).goicon.jpg",
-                                    "folder.goicon"s})
+    for (const std::string& rest :
+         {"999999(9x9,1).goicon.jpg"s, gone + "(9x9,1)", add_remote("ftp://h/p.jpg") + "(9x9,1)", id + "(9x0,1)",
+          id + "(4097x9,1)", id + "(9x4097,1)", id + "(0x9,1).goicon.jpg"})
         EXPECT_TRUE(is_not_found(get(rest))) << rest;
     EXPECT_EQ(jpeg_pixels(get(gone + "(168x112,1).goicon.jpg").body).width, 168) << "the icon needs no file";
-    EXPECT_EQ(jpeg_pixels(get(id + ".jpg(9x9,1)").body).width, 9);
 }
 
 TEST_F(PicturePage, ShowsAGreyPictureForWhatIsNoGoodJpeg) {
-    const std::string good = jpeg_bytes(noise_picture(64, 64)), header = jpeg_head({}, 64, 64);
+    const std::string good = jpeg_bytes(noise_picture(64, 64));
     std::string twelve_bits = good, huge = good, many_scans = jpeg_bytes(noise_picture(64, 64), JpegKind::progressive);
     twelve_bits[twelve_bits.find("\xFF\xC0") + 4] = 12;
     huge.replace(huge.find("\xFF\xC0") + 5, 4, "\xFF\xDC\xFF\xDC");
@@ -170,10 +106,8 @@ TEST_F(PicturePage, ShowsAGreyPictureForWhatIsNoGoodJpeg) {
     for (int i = 0; i < 950; ++i) many_scans.insert(last_scan, scan);
 
     const std::vector<std::pair<std::string, std::string>> cases = {
-        {"empty", ""},
         {"text", "not a picture"},
-        {"gif", "GIF89a"},
-        {"header_alone", header},
+        {"header_alone", jpeg_head({}, 64, 64)},
         {"half", good.substr(0, good.size() / 2)},
         {"without_its_end", good.substr(0, good.size() - 2)},
         {"cmyk", jpeg_bytes(noise_picture(64, 64), JpegKind::cmyk)},
@@ -186,8 +120,6 @@ TEST_F(PicturePage, ShowsAGreyPictureForWhatIsNoGoodJpeg) {
         for (const char* const mode : {"(160x160,1)", "(160x160,0)"})
             EXPECT_TRUE(is_placeholder(get(id + mode))) << name << mode;
     }
-    EXPECT_EQ(jpeg_pixels(get(add("grey.jpg", jpeg_bytes(noise_picture(9, 9), JpegKind::grey)) + "(9x9,0)").body).width,
-              9);
 }
 
 TEST_F(PicturePage, SurvivesEveryCutOfAJpeg) {
@@ -214,9 +146,8 @@ TEST_F(PicturePage, FetchesPicturesOfOtherServers) {
         EXPECT_EQ(jpeg_pixels(get(add_remote(server.url("/cam#_webcam.jpg")) + "(32x24,1)").body).width, 32);
         EXPECT_THAT(server.last_request(), StartsWith("GET /cam HTTP/1.1\r\n"));
     }
-    for (const std::string& answer : {""s, head + jpeg.substr(0, jpeg.size() / 2),
-                                      "HTTP/1.1 404 Not Found\r\n"
-                                      "Content-Length: 2\r\n\r\nno"s}) {
+    for (const std::string& answer :
+         {head + jpeg.substr(0, jpeg.size() / 2), "HTTP/1.1 404 Not Found\r\nContent-Length: 2\r\n\r\nno"s}) {
         ScriptedServer server{answer};
         EXPECT_TRUE(is_placeholder(get(add_remote(server.url("/b.jpg")) + "(32x24,1)"))) << answer.substr(0, 20);
     }

@@ -15,26 +15,23 @@ TEST(FtpUrl, NamesUserPasswordAndPath) {
         Text user;
         const char* password;
         Text path;
-    } const rows[] = {{"ftp://joe@h/", "joe", kGuest, "/"},           {"ftp://joe:@h/", "joe", "", "/"},
-                      {"ftp://joe:p:w@h/", "joe", "p:w", "/"},        {"ftp://@h/a", std::nullopt, kGuest, "/a"},
-                      {"ftp://h", "anonymous", kGuest, std::nullopt}, {"ftp://h/a@b", "h/a", kGuest, "/a@b"},
-                      {"@", std::nullopt, kGuest, std::nullopt}};
+    } const rows[] = {
+        {"ftp://joe@h/", "joe", kGuest, "/"},      {"ftp://joe:@h/", "joe", "", "/"},
+        {"ftp://joe:p:w@h/", "joe", "p:w", "/"},   {"ftp://@h/a", std::nullopt, kGuest, "/a"},
+        {"ftp://h/a@b", "h/a", kGuest, "/a@b"},  // kept on purpose
+        {"@", std::nullopt, kGuest, std::nullopt},
+    };
     for (const auto& row : rows) {
         EXPECT_EQ(ftp_user_from_url(row.url), row.user) << row.url;
         EXPECT_EQ(ftp_password_from_url(row.url), row.password) << row.url;
         EXPECT_EQ(ftp_path_from_url(row.url), row.path) << row.url;
     }
-    EXPECT_TRUE(ftp_is_sendable("ftp://h/a b\xC3\xA9"));
     for (const std::string_view bad : {"a\rb", "a\nDELE x", "a\x7f"}) EXPECT_FALSE(ftp_is_sendable(bad));
 }
 
-TEST(FtpReply, NamesASize) {
-    EXPECT_EQ(ftp_reply_size("213 1073741824\r\n"), 1073741824);
-    EXPECT_EQ(ftp_reply_size("213  5000000000"), 5'000'000'000);
-    for (const char* none : {"213 ", "213 -5", "213 big", "", "550 5"}) EXPECT_EQ(ftp_reply_size(none), std::nullopt);
-}
-
-TEST(FtpReply, NamesAPassiveAddress) {
+TEST(FtpReply, NamesASizeAndAPassiveAddress) {
+    EXPECT_EQ(ftp_reply_size("213  5000000000\r\n"), 5'000'000'000);
+    for (const char* none : {"213 ", "213 -5", "", "550 5"}) EXPECT_EQ(ftp_reply_size(none), std::nullopt);
     constexpr std::array<std::uint8_t, 6> kExpected = {10, 0, 0, 5, 19, 137};
     for (const char* reply : {"227 =10,0,0,5,19,137", "227 ok (10, 0, 0, 5, 19, 137)"})
         EXPECT_EQ(ftp_reply_passive(reply), kExpected);
@@ -52,10 +49,8 @@ TEST(FtpReplies, EndWithThreeDigitsAndABlank) {
         {"220-a\r\n 220 b\r\n220-c\r\n220 d\r\n", 220, "220-a\r\n 220 b\r\n220-c\r\n220 d\r\n"},
         {"150 a\r\n226 b\r\n", 150, "150 a\r\n", "226 b\r\n"},
         {"226 b", 226, "226 b"},
-        {"226 b\n", 226, "226 b\n"},
         {"226 ", 0, ""},
         {"hello\r\n22 x y\r\n2260 y\r\n", 0, ""},
-        {"", 0, ""},
         // A line that no buffer holds is dropped, and what follows it is looked at.
         {std::string(5000, 'x') + "\r\n226 done\r\n", 226, std::string(5000 - 4 * 1023, 'x') + "\r\n226 done\r\n"},
     };
@@ -79,17 +74,6 @@ TEST(FtpCommand, IsSentAndForgetsWhatCameUnasked) {
     EXPECT_EQ(sockets.far.read_until("\n"), "TYPE I\r\n");
     reply.rest = "226 done\r\n";
     EXPECT_EQ(ftp_command(sockets.near.fd(), {}, &reply), 226);
-    EXPECT_EQ(ftp_command(sockets.near.fd(), {}, nullptr), 0);
-}
-
-TEST(FtpCommand, WaitsForTheRestOfALine) {
-    SocketPair sockets;
-    ASSERT_TRUE(sockets.far.send("227 E"));
-    std::thread late{[&] { sockets.far.send("ntering (1,2,3,4,5,6)\r\n"); }};
-    FtpReply reply;
-    EXPECT_EQ(ftp_command(sockets.near.fd(), {}, &reply), 227);
-    late.join();
-    EXPECT_TRUE(ftp_reply_passive(reply.text));
 }
 
 TEST(FtpCommand, GivesASilentServerUpUnlessTheFileIsOnItsWay) {
@@ -98,10 +82,12 @@ TEST(FtpCommand, GivesASilentServerUpUnlessTheFileIsOnItsWay) {
     EXPECT_EQ(ftp_command(sockets.near.fd(), {}, &reply, 10), 0);
     int looks = 0;
     const FtpBusy busy = [&] {
-        if (++looks == 3) sockets.far.send("226 done\r\n");
+        if (++looks == 2) sockets.far.send("22");
+        if (looks == 3) sockets.far.send("6 done\r\n");  // a line comes in two parts
         return looks < 5;
     };
     EXPECT_EQ(ftp_command(sockets.near.fd(), {}, &reply, 10, busy), 226);
+    EXPECT_EQ(reply.text, "226 done\r\n");
 }
 
 }  // namespace
