@@ -10,6 +10,7 @@
 #include "http/file_sender.h"
 #include "http/respond.h"
 #include "meta/container_picture.h"
+#include "meta/id3.h"
 #include "meta/riff.h"
 #include "meta/tag_text.h"
 
@@ -47,16 +48,16 @@ struct Frame {
     std::uint32_t size = 0;
 };
 
-// Kept on purpose: the first place anywhere behind the start where the letters stand, with a plain big-endian size in
-// every tag version.
-std::optional<Frame> find_picture_frame(FileWindow& file, std::uint64_t from) {
+// Kept on purpose: the first place anywhere behind the start where the letters stand.
+std::optional<Frame> find_picture_frame(FileWindow& file, std::uint64_t from, Id3v24Sizes v24_sizes) {
     const auto letters = find_in_file(file, "PIC", from, file.size());
     if (!letters) return std::nullopt;
     const bool long_form = *letters > 0 && as_text(file.at(*letters - 1, 1)) == "A";
     const std::uint64_t start = long_form ? *letters - 1 : *letters;
     const auto size = big_endian_at(file, start + (long_form ? 4 : 3), long_form ? 4 : 3);
     if (!size) return std::nullopt;
-    return Frame{.data = start + (long_form ? 10 : 6), .size = *size};
+    const bool syncsafe = v24_sizes == Id3v24Sizes::syncsafe && big_endian_at(file, from + 3, 1) == 4;
+    return Frame{.data = start + (long_form ? 10 : 6), .size = syncsafe ? id3_syncsafe(*size) : *size};
 }
 
 // ---- ASF (Advanced Systems Format, sections 3.10 and 4.7)
@@ -146,9 +147,9 @@ HandlerResult answer(HttpRequest& request, std::string_view mark, std::optional<
     return picture ? send_picture(request, file, window.size(), *picture) : http_send_not_found(request);
 }
 
-std::optional<EmbeddedPicture> find_id3_picture(FileWindow& file, std::uint64_t from) {
+std::optional<EmbeddedPicture> find_id3_picture(FileWindow& file, std::uint64_t from, Id3v24Sizes v24_sizes) {
     constexpr std::array kStart{std::byte{0xFF}, std::byte{0xD8}, std::byte{0xFF}, std::byte{0xE0}};
-    const auto frame = find_picture_frame(file, from);
+    const auto frame = find_picture_frame(file, from, v24_sizes);
     if (!frame) return std::nullopt;
     const std::uint64_t end = frame->data + frame->size;
     std::size_t matched = 0;
@@ -169,12 +170,12 @@ std::optional<EmbeddedPicture> find_id3_picture(FileWindow& file, std::uint64_t 
 }  // namespace
 
 std::optional<EmbeddedPicture> mp3_find_picture(FileWindow& file) {
-    return find_id3_picture(file, 0);
+    return find_id3_picture(file, 0, Id3v24Sizes::plain);
 }
 
 std::optional<EmbeddedPicture> wav_find_picture(FileWindow& file) {
     const auto id3 = riff_find_id3(file);
-    return id3 ? find_id3_picture(file, *id3) : std::nullopt;
+    return id3 ? find_id3_picture(file, *id3, Id3v24Sizes::syncsafe) : std::nullopt;
 }
 
 std::optional<EmbeddedPicture> wma_find_picture(FileWindow& file) {

@@ -19,10 +19,6 @@ struct FrameLayout {
 constexpr FrameLayout kLayoutV22{3, 3, 0};
 constexpr FrameLayout kLayoutV23{4, 4, 2};  // and v2.4
 
-std::uint32_t syncsafe(std::uint32_t value) {
-    return (value & 0x7Fu) | (value >> 8 & 0x7Fu) << 7 | (value >> 16 & 0x7Fu) << 14 | (value >> 24 & 0x7Fu) << 21;
-}
-
 // Up to the first NUL.
 std::string_view terminated(std::string_view text) {
     return text.substr(0, text.find('\0'));
@@ -65,7 +61,8 @@ const FrameRow& frame_row(std::string_view id) {
 
 class TagWalk {
 public:
-    TagWalk(FileWindow& file, TagCharset charset) : file_(file), charset_(charset) {}
+    TagWalk(FileWindow& file, TagCharset charset, Id3v24Sizes v24_sizes)
+        : file_(file), charset_(charset), v24_sizes_(v24_sizes) {}
 
     Id3v2Tag run() {
         while (read_tag()) {
@@ -93,17 +90,18 @@ private:
         if (version < 2 || version > 4) return false;
         cursor.skip(1);  // revision
         const std::uint32_t flags = *cursor.big_endian(1);
-        tag_.end = std::min<std::uint64_t>(syncsafe(*cursor.big_endian(4)) + kTagHeaderBytes, kTagLimit);
+        tag_.end = std::min<std::uint64_t>(id3_syncsafe(*cursor.big_endian(4)) + kTagHeaderBytes, kTagLimit);
 
         // Kept on purpose: in a second tag, too, positions count from the start of the file.
         std::uint64_t position = kTagHeaderBytes;
         if ((flags & kExtendedHeader) != 0) {
             const auto size = ByteCursor{take(4)}.big_endian(4);
             if (!size) return false;
-            position = syncsafe(*size) + kTagHeaderBytes;
+            position = id3_syncsafe(*size) + kTagHeaderBytes;
             if (position > tag_.end) return false;
             offset_ = position;
         }
+        syncsafe_sizes_ = version == 4 && v24_sizes_ == Id3v24Sizes::syncsafe;
         read_frames(version == 2 ? kLayoutV22 : kLayoutV23, position);
         return true;
     }
@@ -115,8 +113,8 @@ private:
             position += header.size();
             ByteCursor cursor{header};
             const std::string_view id = as_text(*cursor.take(layout.id_bytes));
-            // Plain big-endian in every tag version, kept on purpose: no syncsafe frame sizes.
-            const std::uint32_t size = *cursor.big_endian(layout.size_bytes);
+            const std::uint32_t number = *cursor.big_endian(layout.size_bytes);
+            const std::uint32_t size = syncsafe_sizes_ ? id3_syncsafe(number) : number;
             const bool padding = id.starts_with(std::string_view{"\0\0\0", 3});
             if (padding || id.starts_with("3DI") || size == 0 || size > tag_.end) return;
             position += size;
@@ -147,7 +145,9 @@ private:
 
     FileWindow& file_;
     TagCharset charset_;
-    std::uint64_t offset_ = 0;  // in the file
+    Id3v24Sizes v24_sizes_;
+    bool syncsafe_sizes_ = false;  // in the tag that is being read
+    std::uint64_t offset_ = 0;     // in the file
     int headers_ = 0;
     Id3v2Tag tag_;
 };
@@ -158,8 +158,12 @@ constexpr std::size_t kFieldBytes = 30;
 
 }  // namespace
 
-Id3v2Tag id3_read_v2(FileWindow& file, TagCharset charset) {
-    return TagWalk{file, charset}.run();
+std::uint32_t id3_syncsafe(std::uint32_t value) {
+    return (value & 0x7Fu) | (value >> 8 & 0x7Fu) << 7 | (value >> 16 & 0x7Fu) << 14 | (value >> 24 & 0x7Fu) << 21;
+}
+
+Id3v2Tag id3_read_v2(FileWindow& file, TagCharset charset, Id3v24Sizes v24_sizes) {
+    return TagWalk{file, charset, v24_sizes}.run();
 }
 
 Text id3_frame_text(Bytes data, TagCharset charset) {

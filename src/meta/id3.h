@@ -21,8 +21,15 @@ struct Id3v2Tag {
     std::uint32_t picture_offset = 0;  // of the last picture frame's data; 0: no picture
     std::uint64_t end = 0;             // where the audio is looked for: behind the last tag, 0 when there is none
 };
+// The number in four bytes of seven bits each.
+std::uint32_t id3_syncsafe(std::uint32_t value);
+
+// How a tag of version 4 tells the sizes of its frames. By the definition they are syncsafe; in MP3 files they are
+// read as plain big-endian numbers, as in the versions before: kept on purpose.
+enum class Id3v24Sizes { plain, syncsafe };
+
 // Reads the tag at the start of the file, and tags that follow it directly.
-Id3v2Tag id3_read_v2(FileWindow& file, TagCharset charset);
+Id3v2Tag id3_read_v2(FileWindow& file, TagCharset charset, Id3v24Sizes v24_sizes = Id3v24Sizes::plain);
 
 // The text of a frame's data: an encoding byte, then the text up to a terminator or the end, without blanks at its end.
 // Missing for unknown encodings.

@@ -32,7 +32,7 @@ AudioTags read_id3(FileWindow& file, const RiffChunk& chunk, TagCharset charset)
     // The tag's positions count from its start, so it gets a file of its own.
     const std::string tag_bytes = copy_of(file, chunk.begin, std::min(chunk.size, kTagLimit));
     FileWindow tag_file{as_bytes(tag_bytes)};
-    Id3v2Tag tag = id3_read_v2(tag_file, charset);
+    Id3v2Tag tag = id3_read_v2(tag_file, charset, Id3v24Sizes::syncsafe);
     AudioTags tags{.title = std::move(tag.title),
                    .artist = std::move(tag.artist),
                    .album = std::move(tag.album),

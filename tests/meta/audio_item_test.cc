@@ -57,6 +57,15 @@ TEST(Audio, WavTagsOfBothKinds) {
     EXPECT_FALSE(audio_read_tags(scratch.write("b.wav", wav(sound(1) + info()))).album_art);
 }
 
+TEST(Audio, FrameSizesOfVersion24InAWavFileAreSyncsafe) {
+    ScratchDirectory scratch;
+    const std::string title(156, 't');
+    const std::string id3 = Id3Tag{4}.frame_with_size("TIT2", 0x011D, '\0' + title).text("TPE1", "Artist").bytes();
+    const AudioTags tags = audio_read_tags(scratch.write("a.wav", wav(sound(1) + chunk("id3 ", id3))));
+    EXPECT_EQ(tags.title, title);
+    EXPECT_EQ(tags.artist, "Artist");
+}
+
 TEST(Audio, CompressedWavIsMeasuredByItsSamples) {
     ScratchDirectory scratch;
     const std::string adpcm = format(0x11, 1, 8000, 1, 0) + chunk("fact", little_endian_bytes(20'000, 4));
@@ -130,6 +139,9 @@ TEST(Audio, CoverOfAWavFile) {
     const std::string tag = chunk("id3 ", Id3Tag{3}.picture(kJpeg).bytes());
     const std::string data = chunk("data", "PIC \xFF\xD8\xFF\xE0 in the sound");
     EXPECT_EQ(found(wav(data + tag), wav_find_picture), "image/jpeg " + kJpeg);
+    const std::string large = kJpeg + std::string(256 - kJpeg.size(), 'x');
+    const std::string syncsafe = Id3Tag{4}.frame_with_size("APIC", 0x0200, large).text("TIT2", "behind it").bytes();
+    EXPECT_EQ(found(wav(data + chunk("id3 ", syncsafe)), wav_find_picture), "image/jpeg " + large);
     EXPECT_EQ(found(wav(data), wav_find_picture), "none");
     EXPECT_EQ(found(data + tag, wav_find_picture), "none");
 }
