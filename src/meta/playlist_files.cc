@@ -1,13 +1,13 @@
 #include "meta/playlist_files.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <deque>
 #include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <random>
 #include <span>
 #include <unordered_set>
 #include <vector>
@@ -114,12 +114,15 @@ public:
         if (!goes_on()) return;
         const bool shuffled = settings_get_bool(Setting::randomizeplaylists);
         if (!shuffled && stands_already()) return;
+        // Not rand(): shuffled listings begin its sequence anew with the receiver's seed, and go on in it.
+        std::minstd_rand random{std::random_device{}()};
         const std::vector<ObjectId> former = db_begin_playlist(name_);
         Paths refused;
         for (const FoundEntry& entry : entries_) {
             if (!goes_on()) return;
             const auto gap = static_cast<std::int32_t>(refused.size());
-            if (!add_item(entry, shuffled ? std::rand() : entry.position - gap)) refused.insert(entry.place.path);
+            const std::int32_t track = shuffled ? static_cast<std::int32_t>(random()) : entry.position - gap;
+            if (!add_item(entry, track)) refused.insert(entry.place.path);
         }
         db_end_playlist(name_, former);
         std::scoped_lock lock{imported().mutex};
