@@ -48,7 +48,6 @@ enum class Refusal { with_title, path_alone };
 struct FoundEntry {
     ResolvedEntry place;
     std::shared_ptr<const std::string> title;  // what the playlist calls it, for a file whose tag does not
-    std::int32_t position = 0;
 };
 
 // Without a file name ("http://host:8000/") the URL itself has to do.
@@ -99,12 +98,11 @@ public:
             log_message(LOG_PROBLEM, LOG_DB, "failed to locate/add playlist item: %s\n", std::string{entry}.c_str());
             return true;
         }
-        ++positions_;
         // An item stands in a playlist once, at its first position.
         if (known_.contains(place->path)) return true;
         // A title that is carried over is there once.
         if (*title_ != title) title_ = std::make_shared<const std::string>(title);
-        entries_.push_back({.place = std::move(*place), .title = title_, .position = positions_});
+        entries_.push_back({.place = std::move(*place), .title = title_});
         known_.insert(entries_.back().place.path);
         return true;
     }
@@ -118,11 +116,13 @@ public:
         std::minstd_rand random{std::random_device{}()};
         const std::vector<ObjectId> former = db_begin_playlist(name_);
         Paths refused;
+        std::int32_t position = 1;
         for (const FoundEntry& entry : entries_) {
             if (!goes_on()) return;
-            const auto gap = static_cast<std::int32_t>(refused.size());
-            const std::int32_t track = shuffled ? static_cast<std::int32_t>(random()) : entry.position - gap;
-            if (!add_item(entry, track)) refused.insert(entry.place.path);
+            if (add_item(entry, shuffled ? static_cast<std::int32_t>(random()) : position))
+                ++position;
+            else
+                refused.insert(entry.place.path);
         }
         db_end_playlist(name_, former);
         std::scoped_lock lock{imported().mutex};
@@ -135,17 +135,16 @@ public:
 private:
     bool goes_on() const { return running_ == nullptr || running_->running(); }
 
-    // With the positions that were given out: those behind a refused entry moved up. It is offered again.
+    // A refused entry takes no position. It is offered again.
     bool stands_already() const {
         const Paths refused = refused_before();
         std::vector<PlaylistPlace> places;
         std::vector<const FoundEntry*> left_out;
         for (const FoundEntry& entry : entries_) {
-            const auto gap = static_cast<std::int32_t>(left_out.size());
             if (refused.contains(entry.place.path))
                 left_out.push_back(&entry);
             else
-                places.push_back({.path = entry.place.path, .sort_key = entry.position - gap});
+                places.push_back({.path = entry.place.path, .sort_key = static_cast<std::int32_t>(places.size()) + 1});
         }
         return db_playlist_holds(name_, places) &&
                std::ranges::none_of(left_out, [this](const FoundEntry* entry) { return add_item(*entry, 0); });
@@ -183,7 +182,6 @@ private:
     std::unordered_set<std::string_view> known_;  // their paths
     std::shared_ptr<const std::string> title_ = std::make_shared<const std::string>();
     int seen_ = 0;
-    std::int32_t positions_ = 0;
 };
 
 using LineFormat = void (*)(FileWindow& file, const PlaylistEntrySink& sink);
