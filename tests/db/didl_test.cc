@@ -23,28 +23,16 @@ std::string unpacked(TextBuffer&& text) {
 
 class Didl : public StoreFixture {
 protected:
-    static std::string render(ObjectId id, const Text& filter = std::nullopt, ClientKind kind = ClientKind::generic,
-                              bool original_pictures = false) {
+    static std::string render(ObjectId id, const Text& filter = std::nullopt, ClientKind kind = ClientKind::generic) {
         TextBuffer text;
         StoreLock lock;
-        didl_append_object(lock, text, *tree_object(lock, id), DidlFilter{filter},
-                           {.kind = kind, .base_url = kBase, .original_pictures = original_pictures});
+        didl_append_object(lock, text, *tree_object(lock, id), DidlFilter{filter}, {.kind = kind, .base_url = kBase});
         return unpacked(std::move(text));
     }
     // The element that a track of this path gets as its resource.
-    static std::string resource(const std::string& path, ClientKind kind,
-                                ObjectClass media_class = ObjectClass::music_track) {
-        EXPECT_EQ(db_add_item({.title = "t", .media_class = media_class, .genre = "g", .path = path}),
-                  AddResult::added);
-        ObjectId id = kNoObject;
-        {
-            StoreLock lock;
-            // A station is listed below its genre only, where no path leads to it.
-            id = (media_class == ObjectClass::audio_broadcast
-                      ? db_find_child_container(lock, "g", *store(lock).internet_radio)
-                      : db_type_root(lock, media_class))
-                     ->first_child;
-        }
+    static std::string resource(const std::string& path, ClientKind kind, ObjectClass media_class) {
+        EXPECT_EQ(db_add_item({.title = "t", .media_class = media_class, .path = path}), AddResult::added);
+        const ObjectId id = id_of(path, media_class);
         std::string out = render(id, "res", kind);
         out = out.substr(out.find("<res"));
         // The id differs from run to run.
@@ -111,7 +99,6 @@ TEST_F(Didl, WritesWhatTheFilterNames) {
     const std::string url =
         "protocolInfo=\"http-get:*:audio/mpeg:*\" >http://192.168.0.2:9000/httpproxy/" + id + ".mp3</res>";
     EXPECT_EQ(render(item, ""), head + tail);
-    EXPECT_EQ(render(item, "dc:title,res"), head + "<res " + url + tail);
     EXPECT_EQ(render(item, "res@size"), head + "<res size=\"9\" " + url + tail);
     EXPECT_EQ(render(item, "res@duration"), head + "<res duration=\"0:01:00\" " + url + tail);
     // Named but missing: an empty element, never none.
@@ -125,16 +112,8 @@ TEST(DidlFilter, FindsNamesAtTheEndOfAnEntry) {
         const char* name;
         bool expected;
     } const kCases[] = {
-        {std::nullopt, "res", true},
-        {"*", "res", true},
-        {"", "res", false},
-        {"dc:title,*", "res", false},
-        {"res@size,dc:date", "res", true},
-        {"res@size", "size", true},
-        {"result", "res", false},
-        {"result,res", "res", true},
-        {"res\xC3\xA4", "res", true},
-        {"res!", "res", false},
+        {"dc:title,*", "res", false},     {"res@size,dc:date", "res", true}, {"res@size", "size", true},
+        {"result", "res", false},         {"res\xC3\xA4", "res", true},      {"res!", "res", false},
         {"artistartist", "artist", true},
     };
     for (const auto& row : kCases)
@@ -143,8 +122,7 @@ TEST(DidlFilter, FindsNamesAtTheEndOfAnEntry) {
 }
 
 TEST_F(Didl, WritesTheResourceOfEveryMediaType) {
-    const ObjectClass movie = ObjectClass::movie, station = ObjectClass::audio_broadcast;
-    const ObjectClass track = ObjectClass::music_track;
+    const ObjectClass movie = ObjectClass::movie, track = ObjectClass::music_track;
     const ClientKind plain = ClientKind::generic, dlna = ClientKind::tv_remote;
     struct {
         const char* path;
@@ -155,39 +133,17 @@ TEST_F(Didl, WritesTheResourceOfEveryMediaType) {
         {"ftp://h/a.mp3", dlna, track, "audio/mpeg:DLNA.ORG_OP=11", "ftpproxy/ID.mp3"},
         {"http://h/a.pcm", plain, track, "audio/L16;rate=44100;channels=2:DLNA.ORG_PN=LPCM;DLNA.ORG_OP=11",
          "httpproxy/ID_DLNA_LPCM.pcm"},
-        {"http://h/48/Mono.lpcm", plain, track, "audio/L16;rate=48000;channels=1:DLNA.ORG_PN=LPCM;DLNA.ORG_OP=11",
-         "httpproxy/ID_DLNA_LPCM.lpcm"},
         {"http://h/clip_NTSC.mpg", dlna, movie, "video/mpeg:DLNA.ORG_PN=MPEG_PS_NTSC;DLNA.ORG_OP=00",
          "httpproxy/ID_DLNA_MPEG_PS_NTSC.mpg"},
         {"http://h/clip.mpg", dlna, movie, "video/mpeg:DLNA.ORG_PN=MPEG_PS_PAL;DLNA.ORG_OP=00",
          "httpproxy/ID_DLNA_MPEG_PS_PAL.mpg"},
         {"http://h/ntsc.mpg", plain, movie, "video/mpeg:*", "httpproxy/ID.mpg"},
         {"http://h/clip.avi", dlna, movie, "video/x-msvideo:DLNA.ORG_OP=00", "httpproxy/ID.avi"},
-        {"http://station:8000/", plain, station, "audio/mpeg:*", "httpproxy/ID.mp3"},
     };
     for (const auto& row : kCases)
         EXPECT_EQ(resource(row.path, row.kind, row.media_class),
                   std::string{"<res protocolInfo=\"http-get:*:"} + row.protocol_info + "\" >http://192.168.0.2:9000/" +
                       row.url + "</res>");
-}
-
-TEST_F(Didl, WritesOriginalPicturesOnlyWhereTheyAreWanted) {
-    ASSERT_EQ(db_add_item({.title = "P",
-                           .media_class = ObjectClass::photo,
-                           .path = "http://h/p.jpg",
-                           .description = "D",
-                           .keywords = "K",
-                           .width = 640,
-                           .height = 480}),
-              AddResult::added);
-    const ObjectId item = id_of("http://h/p.jpg", ObjectClass::photo);
-    EXPECT_THAT(
-        render(item, "dc:description,upnp:keywords,upnp:artist,res", ClientKind::generic, true),
-        EndsWith("<dc:title>P</dc:title><dc:description>D</dc:description>"
-                 "<upnp:keywords>K</upnp:keywords>"
-                 "<res resolution=\"640x480\" protocolInfo=\"http-get:*:image/jpeg:*\" >"
-                 "http://192.168.0.2:9000/httpproxy/" +
-                 std::to_string(item) + ".jpg</res><upnp:class>object.item.imageItem.photo</upnp:class></item>"));
 }
 
 TEST_F(Didl, WritesContainersAsEachReceiverWantsThem) {
@@ -210,7 +166,6 @@ TEST_F(Didl, WritesContainersAsEachReceiverWantsThem) {
         id + ".jpg</upnp:albumArtURI>";
     const std::string tail = "<upnp:class>object.container.album.musicAlbum</upnp:class></container>";
     EXPECT_EQ(render(album), head + facts + tail);
-    EXPECT_EQ(render(album, "dc:title"), head + "<dc:title>B</dc:title>" + tail);
     EXPECT_EQ(render(album, "", ClientKind::go_video_d2730),
               head +
                   "<icon>http://192.168.0.2:9000/picture/folder.goicon</icon>"
@@ -237,7 +192,6 @@ TEST_F(Didl, KeepsEachElementWithin1023Bytes) {
     struct {
         std::string value, expected;
     } const kCases[] = {
-        {x(kRoom), x(kRoom)},
         {x(kRoom + 1), x(kRoom)},
         // No entity and no character is cut in two.
         {x(kRoom - 9) + "&y", x(kRoom - 9) + "&amp;amp;"},

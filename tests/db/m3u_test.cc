@@ -36,14 +36,6 @@ TEST_F(M3u, ListsAContainerInItsOrderAndThenItsFolders) {
     EXPECT_EQ(m3u_container("http://me/", std::to_string(id_of_container({"Videos"}))), "#EXTM3U\r\n");
 }
 
-TEST_F(M3u, KnowsContainersOnly) {
-    add("a", 1, "B");
-    for (const std::string& id :
-         {std::to_string(id_of("http://h/a.mp3")), std::string{"-1"}, std::string{""}, std::string{"abc"},
-          std::string{"1abc"}, std::string{"99999999999999999999"}, std::string{"-0"}, std::string(400, '9')})
-        EXPECT_EQ(m3u_container("http://me/", id), std::nullopt) << id;
-}
-
 TEST_F(M3u, StopsBehindAMillionBytes) {
     for (int n = 0; n < 100; ++n) add("track " + std::to_string(n), n, "B");
     // Each track stands in some thirty folders, so the whole tree has more lines than this.

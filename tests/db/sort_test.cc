@@ -6,8 +6,6 @@
 
 #include "support/store_fixture.h"
 
-using testing::ElementsAre;
-
 namespace {
 
 struct Track {
@@ -64,62 +62,48 @@ private:
     int added_ = 0;
 };
 
-TEST_F(Sort, ListsContainersFirstInBothDirections) {
-    const std::vector<Track> rows = {{.title = "b"}, {.title = "[x]"}, {.title = "A"}, {.title = "[Y]"}};
-    EXPECT_THAT(sorted(rows, "+dc:title"), ElementsAre("[x]", "[Y]", "A", "b"));
-    EXPECT_THAT(sorted(rows, "-dc:title"), ElementsAre("[Y]", "[x]", "b", "A"));
-    // An unknown key counts as read: containers first, and titles in its direction.
-    EXPECT_THAT(sorted(rows, "-dc:nothing"), ElementsAre("[Y]", "[x]", "b", "A"));
-    // Without any key only titles decide.
-    EXPECT_THAT(sorted(rows, ""), ElementsAre("[x]", "[Y]", "A", "b"));
-}
-
-TEST_F(Sort, PutsMissingValuesFirstAndTurnsThemWithTheDirection) {
-    const std::vector<Track> rows = {{.title = "x", .artist = "Z"}, {.title = "y"}, {.title = "z", .artist = "a"}};
-    EXPECT_THAT(sorted(rows, "+upnp:artist"), ElementsAre("y", "z", "x"));
-    EXPECT_THAT(sorted(rows, "-dc:creator"), ElementsAre("x", "z", "y"));
-}
-
-TEST_F(Sort, UsesThePositionOfAPlaylistMember) {
-    const std::vector<Track> rows = {{.title = "late in the album", .track = 9, .position = 1},
-                                     {.title = "early in the album", .track = 2, .position = 10},
-                                     {.title = "no position", .track = 5, .position = 0},
-                                     {.title = "[folder]"}};
-    EXPECT_THAT(sorted(rows, "+upnp:originalTrackNumber"),
-                ElementsAre("[folder]", "late in the album", "no position", "early in the album"));
-}
-
-TEST_F(Sort, ComparesDatesByTheirBytes) {
-    const std::vector<Track> rows = {{.title = "1", .genre = "b", .date = "b"},
-                                     {.title = "2", .genre = "A", .date = "A"},
-                                     {.title = "3", .genre = "a", .date = "a"}};
-    EXPECT_THAT(sorted(rows, "dc:date"), ElementsAre("2", "3", "1"));
-    EXPECT_THAT(sorted(rows, "upnp:genre"), ElementsAre("2", "3", "1"));
-    EXPECT_THAT(sorted(rows, "upnp:genre,-dc:date"), ElementsAre("3", "2", "1"));
+TEST_F(Sort, PlacesAFewAsReceiversExpect) {
+    const std::vector<Track> folders = {{.title = "b"}, {.title = "[x]"}, {.title = "A"}, {.title = "[Y]"}};
+    const std::vector<Track> artists = {{.title = "x", .artist = "Z"}, {.title = "y"}, {.title = "z", .artist = "a"}};
+    const std::vector<Track> members = {{.title = "late in the album", .track = 9, .position = 1},
+                                        {.title = "early in the album", .track = 2, .position = 10},
+                                        {.title = "no position", .track = 5, .position = 0}};
+    const std::vector<Track> dates = {{.title = "1", .genre = "b", .date = "b"},
+                                      {.title = "2", .genre = "A", .date = "A"},
+                                      {.title = "3", .genre = "a", .date = "a"}};
+    struct {
+        const std::vector<Track>& tracks;
+        const char* criteria;
+        std::vector<std::string> titles;
+    } const rows[] = {
+        // An unknown key counts as read: containers first, and titles in its direction.
+        {folders, "-dc:nothing", {"[Y]", "[x]", "b", "A"}},
+        {folders, "", {"[x]", "[Y]", "A", "b"}},
+        {artists, "+upnp:artist", {"y", "z", "x"}},
+        {artists, "-dc:creator", {"x", "z", "y"}},
+        {members, "+upnp:originalTrackNumber", {"late in the album", "no position", "early in the album"}},
+        // Dates by their bytes, the others without their case.
+        {dates, "dc:date", {"2", "3", "1"}},
+        {dates, "upnp:genre,-dc:date", {"3", "2", "1"}},
+    };
+    for (const auto& row : rows) EXPECT_EQ(sorted(row.tracks, row.criteria), row.titles) << row.criteria;
 }
 
 TEST_F(Sort, PlacesEveryPairAsTheComparisonAccepts) {
     // The written-out orders above are of few objects; many go through the sorting by pieces of text.
-    constexpr std::array kCriteria = {"+dc:title",
-                                      "-dc:title",
-                                      "",
-                                      "-upnp:originalTrackNumber,+upnp:album",
-                                      "+dc:date,-upnp:artist",
-                                      "-upnp:genre,+dc:creator,-res",
-                                      "upnp:artist,,-"};
     // Texts that differ in case, behind fifteen bytes, behind thirty, and by being the head of another.
-    constexpr std::array kTexts = {"a",
-                                   "A",
-                                   "exactly fifteen",
-                                   "Exactly fifteen",
-                                   "exactly fifteen and more to",
-                                   "Exactly fifteen and more To",
-                                   "exactly fifteen and more to say",
-                                   "exactly fifteen and more to saz",
-                                   "\xC3\x84",
-                                   "z"};
+    const std::vector<std::string> texts{"a",
+                                         "A",
+                                         "exactly fifteen",
+                                         "Exactly fifteen",
+                                         "exactly fifteen and more to",
+                                         "Exactly fifteen and more To",
+                                         "exactly fifteen and more to say",
+                                         "exactly fifteen and more to saz",
+                                         "\xC3\x84",
+                                         "z"};
     std::mt19937 random{7};
-    const auto pick = [&] { return std::string{kTexts[random() % kTexts.size()]}; };
+    const auto pick = [&] { return texts[random() % texts.size()]; };
     const auto maybe = [&] { return random() % 3 == 0 ? Text{} : Text{pick()}; };
     std::vector<std::pair<Track, ObjectId>> rows;
     for (int i = 0; i < 200; ++i) {
@@ -135,7 +119,8 @@ TEST_F(Sort, PlacesEveryPairAsTheComparisonAccepts) {
     StoreLock lock;
     std::vector<ObjectId> children;
     for (const MediaObject& child : tree_children(lock, make_list(lock, rows))) children.push_back(child.id);
-    for (const char* criteria : kCriteria) {
+    for (const char* criteria : {"+dc:title", "-dc:title", "", "-upnp:originalTrackNumber,+upnp:album",
+                                 "+dc:date,-upnp:artist", "-upnp:genre,+dc:creator,-res", "upnp:artist,,-"}) {
         std::vector<ObjectId> ids = children;
         const SortCriteria compiled = sort_compile(criteria);
         sort_objects(lock, compiled, ids);
@@ -150,21 +135,6 @@ TEST_F(Sort, PlacesEveryPairAsTheComparisonAccepts) {
             }
         }
     }
-}
-
-TEST_F(Sort, KeepsRepeatedKeysOutOfTheWork) {
-    std::string criteria;
-    for (int i = 0; i < 10'000; ++i) criteria += "+dc:title,-upnp:album,";
-    const SortCriteria compiled = sort_compile(criteria);
-    EXPECT_EQ(compiled.keys.size(), 2u);
-    EXPECT_TRUE(compiled.titles_descending);
-}
-
-TEST_F(Sort, ChoosesTheDefaultByClass) {
-    const SortDefaults defaults = sort_read_defaults();
-    EXPECT_EQ(sort_default_for(defaults, ObjectClass::music_album), defaults.music);
-    EXPECT_EQ(sort_default_for(defaults, ObjectClass::music_artist), defaults.general);
-    EXPECT_EQ(sort_default_for(defaults, ObjectClass::picture_container), defaults.pictures);
 }
 
 }  // namespace
