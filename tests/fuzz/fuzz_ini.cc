@@ -2,16 +2,13 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "core/bytes.h"
 #include "core/file.h"
 #include "core/ini.h"
 #include "core/settings.h"
+#include "target.h"
 
 namespace {
 
@@ -29,9 +26,9 @@ struct MemoryFile {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz(Bytes input) {
     const MemoryFile given, written;
-    if (!given.file.write_all(as_text(std::as_bytes(std::span{data, size})))) std::abort();
+    require(given.file.write_all(as_text(input)));
     // Everything unset, and what is never written stays out of the comparison.
     settings_free_all();
     ini_set_path(given.path());
@@ -46,6 +43,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ini_write();
     settings_free_all();
     ini_read();
-    if (all_settings() != read) std::abort();
-    return 0;
+    require(all_settings() == read);
 }

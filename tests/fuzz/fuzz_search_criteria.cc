@@ -1,17 +1,11 @@
 // Search criteria as a control point sends them: compiled, and evaluated on every kind of object. Whatever compiles
 // must give the same verdict when it is asked again, and bad criteria must be bad for every object.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <span>
-#include <string_view>
-
-#include "core/bytes.h"
 #include "core/settings.h"
 #include "db/add_item.h"
 #include "db/search.h"
 #include "db/search_walk.h"
 #include "db/store.h"
+#include "target.h"
 
 namespace {
 
@@ -22,16 +16,12 @@ bool make_store() {
            AddResult::added;
 }
 
-void require(bool condition) {
-    if (!condition) std::abort();
-}
-
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void fuzz(Bytes input) {
     static const bool made = make_store();
     require(made);
-    const std::string_view text = as_text(std::as_bytes(std::span{data, size}));
+    const std::string_view text = as_text(input);
     const auto criteria = search_compile(text);
     StoreLock lock;
     std::size_t matches = 0;
@@ -44,5 +34,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
     }
     require(!criteria || search_walk(lock, *criteria, false).size() == matches);
-    return 0;
 }
