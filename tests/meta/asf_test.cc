@@ -122,7 +122,7 @@ TEST(Asf, HeadsMadeToBeSlowAreNot) {
         // Zero pairs far apart make most positions look promising.
         for (const std::size_t step : {0x101u, 0x1010u, 0xFFFFu}) {
             for (std::size_t i = start.size(); i + 1 < head.size(); i += step) head.replace(i, 2, "\0\0"s);
-            for (int times = 0; times < 20; ++times) EXPECT_EQ(read(head).track, 0);
+            for (int times = 0; times < 5; ++times) EXPECT_EQ(read(head).track, 0);
         }
     }
 }

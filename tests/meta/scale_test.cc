@@ -116,23 +116,10 @@ TEST(Scale, GivesTheFormulasPixelsAtEverySize) {
 
     std::mt19937 random{7};
     const auto side = [&] { return static_cast<int>(1 + random() % (random() % 4 == 0 ? 300 : 60)); };
-    for (int i = 0; i < 300; ++i) {
+    for (int i = 0; i < 100; ++i) {
         const int width = side(), height = side();
         expect_as_model(noise_picture(width, height, static_cast<unsigned>(i)), side(), side(), i % 4);
     }
-}
-
-TEST(Scale, PlacesPicturesAsTheModeSays) {
-    const auto placed = [](int source_width, int source_height, int width, int height, int mode) {
-        const Placement place = picture_place(source_width, source_height, width, height, mode);
-        return text_format(100, "%dx%d: %dx%d at %d,%d", place.output_width, place.output_height, place.fitted_width,
-                           place.fitted_height, place.left, place.top);
-    };
-    EXPECT_EQ(placed(640, 480, 160, 160, 7), "160x160: 160x120 at 0,20");
-    EXPECT_EQ(placed(480, 640, 160, 160, 1), "160x160: 120x160 at 20,0");
-    EXPECT_EQ(placed(640, 480, 720, 480, 3), "720x480: 720x480 at 0,0");  // 720 shown pixels wide
-    EXPECT_EQ(placed(640, 480, 704, 528, 3), "704x528: 704x469 at 0,29");
-    EXPECT_EQ(placed(4000, 1, 160, 160, 1), "160x160: 160x1 at 0,79");  // never nothing at all
 }
 
 TEST(JpegCodec, DecodesWhatTheLibraryDecodes) {

@@ -1,6 +1,5 @@
 #include "support/jpeg_builder.h"
 
-#include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
@@ -8,41 +7,6 @@
 #include <jpeglib.h>
 
 #include "support/mp3_builder.h"
-
-namespace {
-
-struct JumpingErrors {
-    jpeg_error_mgr manager{};
-    std::jmp_buf back;
-};
-
-void jump(j_common_ptr info) {
-    std::longjmp(static_cast<JumpingErrors*>(info->client_data)->back, 1);
-}
-
-// No locals with destructors: errors jump out of here.
-bool decode(jpeg_decompress_struct& info, JumpingErrors& errors, std::string_view jpeg, TestPicture& out) {
-    info.err = jpeg_std_error(&errors.manager);
-    errors.manager.error_exit = jump;
-    info.client_data = &errors;
-    if (setjmp(errors.back) != 0) return false;
-    jpeg_create_decompress(&info);
-    jpeg_mem_src(&info, reinterpret_cast<const unsigned char*>(jpeg.data()), jpeg.size());
-    jpeg_read_header(&info, TRUE);
-    info.out_color_space = JCS_RGB;
-    jpeg_start_decompress(&info);
-    out.width = static_cast<int>(info.output_width);
-    out.height = static_cast<int>(info.output_height);
-    out.rgb.resize(static_cast<std::size_t>(out.width * out.height) * 3);
-    while (info.output_scanline < info.output_height) {
-        JSAMPROW row = out.rgb.data() + info.output_scanline * info.output_width * 3;
-        jpeg_read_scanlines(&info, &row, 1);
-    }
-    jpeg_finish_decompress(&info);
-    return true;
-}
-
-}  // namespace
 
 TestPicture noise_picture(int width, int height, unsigned seed) {
     TestPicture picture = plain_picture(width, height, 0, 0, 0);
@@ -92,9 +56,19 @@ std::string jpeg_bytes(const TestPicture& picture, JpegKind kind) {
 
 TestPicture jpeg_pixels(std::string_view jpeg) {
     jpeg_decompress_struct info{};
-    JumpingErrors errors;
-    TestPicture out;
-    if (!decode(info, errors, jpeg, out)) out = {};
+    jpeg_error_mgr errors;
+    info.err = jpeg_std_error(&errors);
+    jpeg_create_decompress(&info);
+    jpeg_mem_src(&info, reinterpret_cast<const unsigned char*>(jpeg.data()), jpeg.size());
+    jpeg_read_header(&info, TRUE);
+    info.out_color_space = JCS_RGB;
+    jpeg_start_decompress(&info);
+    TestPicture out = plain_picture(static_cast<int>(info.output_width), static_cast<int>(info.output_height), 0, 0, 0);
+    while (info.output_scanline < info.output_height) {
+        JSAMPROW row = out.rgb.data() + info.output_scanline * info.output_width * 3;
+        jpeg_read_scanlines(&info, &row, 1);
+    }
+    jpeg_finish_decompress(&info);
     jpeg_destroy_decompress(&info);
     return out;
 }

@@ -19,7 +19,7 @@ TestPicture plain_picture(int width, int height, std::uint8_t red, std::uint8_t 
 
 enum class JpegKind { baseline, progressive, grey, cmyk };
 std::string jpeg_bytes(const TestPicture& picture, JpegKind kind = JpegKind::baseline);
-// Grey comes back in three equal channels; nothing (0 x 0) for what cannot be decoded.
+// Grey comes back in three equal channels. What cannot be decoded ends the program with the library's message.
 TestPicture jpeg_pixels(std::string_view jpeg);
 
 // A JPEG of segments alone: SOI, the given ones, a frame header of this size.
