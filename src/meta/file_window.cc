@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
-FileWindow::FileWindow(const File& file, std::uint64_t size)
-    : file_(&file), size_(size), buffer_(std::make_unique_for_overwrite<std::byte[]>(kWindowBytes)) {}
+FileWindow::FileWindow(const File& file, std::uint64_t size, const RunningFlag* running)
+    : file_(&file),
+      running_(running),
+      size_(size),
+      buffer_(std::make_unique_for_overwrite<std::byte[]>(kWindowBytes)) {}
 
 Bytes FileWindow::at(std::uint64_t offset, std::size_t n) {
     if (offset >= size_) return {};
@@ -11,7 +14,9 @@ Bytes FileWindow::at(std::uint64_t offset, std::size_t n) {
     const bool inside =
         offset >= start_ && offset - start_ <= loaded_.size() && loaded_.size() - (offset - start_) >= n;
     if (!inside && file_ != nullptr) {
-        const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size_ - offset, kWindowBytes));
+        const bool stopped = running_ != nullptr && !running_->running();
+        const std::size_t wanted =
+            stopped ? 0 : static_cast<std::size_t>(std::min<std::uint64_t>(size_ - offset, kWindowBytes));
         start_ = offset;
         loaded_ = {buffer_.get(), file_->read_at(offset, {buffer_.get(), wanted})};
     }

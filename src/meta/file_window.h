@@ -9,13 +9,15 @@
 
 #include "core/bytes.h"
 #include "core/file.h"
+#include "core/thread.h"
 
 class FileWindow {
 public:
     static constexpr std::size_t kWindowBytes = 16 * 1024;
 
-    // Looks through a file of this size; the file stays the caller's and must outlive the window.
-    FileWindow(const File& file, std::uint64_t size);
+    // Looks through a file of this size; the file stays the caller's and must outlive the window. Once the flag (null:
+    // none) has stopped running nothing more is loaded: the file ends there.
+    FileWindow(const File& file, std::uint64_t size, const RunningFlag* running = nullptr);
     // A file that is in memory as a whole.
     explicit FileWindow(Bytes whole) : size_(whole.size()), loaded_(whole) {}
 
@@ -29,6 +31,7 @@ public:
 
 private:
     const File* file_ = nullptr;
+    const RunningFlag* running_ = nullptr;
     std::uint64_t size_ = 0;
     std::uint64_t start_ = 0;  // offset of the first loaded byte
     Bytes loaded_;

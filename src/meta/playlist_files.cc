@@ -27,7 +27,9 @@
 namespace {
 
 constexpr int kMostEntries = 100'000;
-constexpr std::int64_t kLargestXml = 4 * 1024 * 1024;  // its tree takes many times that
+constexpr std::int64_t kMebibyte = 1024 * 1024;
+constexpr std::int64_t kLargestXml = 4 * kMebibyte;     // its tree takes many times that
+constexpr std::int64_t kLargestLines = 64 * kMebibyte;  // a title and a path for the most entries take a third
 
 using Paths = std::unordered_set<std::string>;
 
@@ -186,25 +188,30 @@ private:
 
 using LineFormat = void (*)(FileWindow& file, const PlaylistEntrySink& sink);
 
+// How much of a playlist file counts: of one that is unreasonably large the start.
+std::int64_t bytes_to_read(const std::string& path, const FileStatus& status, std::int64_t most) {
+    if (status.size > most)
+        log_message(LOG_PROBLEM, LOG_DB, "only the first %d MiB of playlist %s are read\n",
+                    static_cast<int>(most / kMebibyte), path.c_str());
+    return std::min(status.size, most);
+}
+
 void import_lines(const std::string& path, std::string_view name, Refusal refusal, const RunningFlag* running,
                   LineFormat read) {
     const File file = file_open_regular(path);
     const auto status = file ? file.status() : std::nullopt;
     if (!status) return;
     Import import{path, name, refusal, running};
-    FileWindow window{file, static_cast<std::uint64_t>(status->size)};
+    FileWindow window{file, static_cast<std::uint64_t>(bytes_to_read(path, *status, kLargestLines)), running};
     read(window, [&](std::string_view entry, std::string_view title) { return import.add(entry, title); });
     import.finish();
 }
 
-// The whole of a file that is not unreasonably large; of a larger one the start.
 std::optional<std::string> read_document(const std::string& path) {
     const File file = file_open_regular(path);
     const auto status = file ? file.status() : std::nullopt;
     if (!status) return std::nullopt;
-    if (status->size > kLargestXml)
-        log_message(LOG_PROBLEM, LOG_DB, "only the first 4 MiB of playlist %s are read\n", path.c_str());
-    std::string document(static_cast<std::size_t>(std::min(status->size, kLargestXml)), '\0');
+    std::string document(static_cast<std::size_t>(bytes_to_read(path, *status, kLargestXml)), '\0');
     document.resize(file.read_at(0, std::as_writable_bytes(std::span{document})));
     return document;
 }

@@ -3,7 +3,8 @@
 // called as asked for, else after its file.
 //
 // A file that cannot be opened is ignored; entries that cannot be found are logged and left out, and so is what follows
-// the 100,000th. A flag (null: none) that stops running ends an import early.
+// the 100,000th and what lies behind the first 64 MiB (4 MiB of an XML file). A flag (null: none) that stops running
+// ends an import early.
 #pragma once
 
 #include <string>

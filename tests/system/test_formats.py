@@ -237,12 +237,14 @@ def test_hostile_playlists(network, start_daemon, tmp_path):
     music.write(folder / "list.wpl", b"<smil>" + b"<media src=\"song.mp3\"/>" * 20000 + b"<media src=\"/dev/zero\"/")
     music.write(folder / "megabyte.m3u", b"y" * (1 << 20))
     music.write(folder / "many.m3u", b"song.mp3\n" * 200_000)
+    music.write(folder / "sparse.m3u", b"song.mp3\n")
+    os.truncate(folder / "sparse.m3u", 400 << 30)
     server = start_daemon(network.server, folder, port=9043, settings={"httpport": 9043, "scantime": 0})
     server.wait_until_up()
     server.wait_for_scan(deadline=120)
     client = server.client(network.receiver)
     assert [track.title for track in client.tracks()] == ["Song"]
-    for name in ("list", "many"):
+    for name in ("list", "many", "sparse"):
         entry, = client.browse(client.child("0", "Music", "Playlists", name).id)
         assert entry.title == "Song"
     assert client.get(entry.path).body == song.read_bytes()
