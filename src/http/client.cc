@@ -160,10 +160,11 @@ std::optional<TextBuffer> http_read_body(int socket, std::string_view header, in
     if (str_contains_nocase(header, "chunked\r\n")) return answer_body(http_read_chunks(socket, limits));
     const std::size_t length = str_find_nocase(header, "content-length:");
     if (length != std::string_view::npos) {
-        // Kept on purpose: one character is expected between the colon and the digits, whatever it is.
+        // Kept on purpose: one character, whatever it is, is expected between the colon and the digits, and no more.
         constexpr std::size_t kDigits = 16;
-        return answer_body(
-            http_read_sized(socket, text_int64(header.substr(std::min(length + kDigits, header.size()))), limits));
+        const std::string_view digits = header.substr(std::min(length + kDigits, header.size()));
+        const bool is_there = digits.find_first_of("+-0123456789") == 0;
+        return answer_body(http_read_sized(socket, is_there ? text_int64(digits) : 0, limits));
     }
     if (str_contains_nocase(header, "connection: close\r\n")) return answer_body(http_read_to_close(socket, limits));
     return std::nullopt;

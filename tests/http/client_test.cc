@@ -23,6 +23,8 @@ TEST(OutgoingAnswer, GivesItsBodyOrNothing) {
         {"by_length", kOk + "Content-Length: 5\r\n\r\nhello and more", "hello"},
         {"one_character_behind_the_colon", kOk + "Content-Length:123\r\n\r\n" + std::string(123, 'x'),
          std::string(23, 'x')},
+        {"two_characters_behind_the_colon", kOk + "Content-Length:  5\r\n\r\nhello", ""},
+        {"length_empty", kOk + "Content-Length:\r\n5: x\r\n\r\nhello", ""},
         {"length_cut", kOk + "Content-Length: 9\r\n\r\nhello", "hello", After::close},
         {"negative_length", kOk + "Content-Length: -1\r\n\r\nhello", ""},
         {"chunked", kOk + "transfer-encoding: Chunked\r\n\r\n3\r\nhel\r\n2\r\nlo\r\n0\r\n\r\n", "hello"},
