@@ -78,11 +78,11 @@ int settle_range(HttpRequest& request, Transfer& transfer, std::int64_t size) {
     request.range_total = size;
     transfer.asked_first = range.first;
 
-    // An empty file has no bytes that a range could name: it is sent whole.
-    const bool partial = range.first >= 0 && size > 0;
+    const bool partial = range.first >= 0;
     if (partial) {
         // Kept on purpose: a last byte equal to the size stays, and announces one byte more than there is. A first byte
-        // behind the end makes the length negative: it is not announced then, and nothing is sent.
+        // behind the end makes the length negative: it is not announced then, and nothing is sent. The last byte of an
+        // empty file is -1.
         if (range.last < 0 || range.last > size) range.last = size - 1;
         request.range_first = range.first;
         request.range_last = range.last;
