@@ -195,7 +195,8 @@ private:
         shutdown(control_.fd(), SHUT_WR);
         log_message(LOG_INFO, LOG_HTTP, "FTP command: QUIT\n");
         const int code = ftp_command(control_.fd(), {}, &reply_, kQuitMs);
-        if (code != 221) log_message(LOG_ERROR, LOG_HTTP, "QUIT: %d\n", code);
+        // Ordinary: servers that look at whole lines alone end the session with a number of their own.
+        if (code != 221) log_message(LOG_INFO, LOG_HTTP, "QUIT: %d\n", code);
     }
 
     HandlerResult refused(const char* step, int code) {
