@@ -133,14 +133,16 @@ public:
     }
 
 private:
-    int command(std::optional<std::string_view> text) { return ftp_command(control_.fd(), text, &reply_); }
+    int command(std::optional<std::string_view> text, int silence_ms = kFtpSilenceMs) {
+        return ftp_command(control_.fd(), text, &reply_, silence_ms);
+    }
 
     // Empty when the server lets us in.
     std::optional<HandlerResult> log_in(const std::string& user, const std::string& password) {
         int code = command("USER " + user + "\r\n");
         if (code == 230) return std::nullopt;
         if (code != 331) return refused("Login USER", code);
-        code = command("PASS " + password + "\r\n");
+        code = command("PASS " + password + "\r\n", kFtpLoginMs);
         if (code == 230 || code == 202) return std::nullopt;
         return refused("Login PASS", code);
     }

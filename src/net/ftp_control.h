@@ -30,6 +30,7 @@ struct FtpReply {
 using FtpBusy = std::function<bool()>;
 
 constexpr int kFtpSilenceMs = 10'000;
+constexpr int kFtpLoginMs = 30'000;  // a reply to PASS: servers delay it on purpose
 
 // Sends the command, if there is one, and reads on to a final reply line: three digits and a blank. Its number; 0 when
 // none came within the limits (silence_ms without a byte, a minute and 64 KiB for the whole).
