@@ -10,7 +10,7 @@
 namespace {
 
 constexpr std::size_t kHeaderCapacity = 1024;
-constexpr std::size_t kPageCapacity = 1024;
+constexpr std::size_t kPageCapacity = 2048;  // a whole URL, each character an entity of six
 constexpr const char* kHtml = "text/html; charset=UTF-8";
 constexpr const char* kUnknownType = "application/octet-stream";
 

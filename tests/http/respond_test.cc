@@ -101,6 +101,9 @@ TEST_F(Answer, NotFoundNamesTheUrlWithoutLettingItIn) {
     EXPECT_EQ(sent(), std::string{"HTTP/1.1 404 Not Found\r\nContent-Type: text/html; charset=UTF-8\r\n"
                                   "Content-Length: 141\r\nDate: DATE\r\nConnection: close\r\n"} +
                           kEnd + page);
+    request.url = std::string(255, '"');
+    EXPECT_EQ(http_send_not_found(request), HandlerResult::keep);
+    EXPECT_TRUE(sent().ends_with("&quot; was not found on this server.</BODY></HTML>"));
 }
 
 TEST_F(Answer, ToAPeerThatLeftClosesTheConnection) {
