@@ -27,7 +27,7 @@ std::vector<HeaderLine> lines_of(std::string_view header) {
         const std::string_view line = next_line(header);
         const std::size_t colon = line.find(':');
         if (colon == std::string_view::npos) continue;
-        lines.push_back({.name = str_trim(line.substr(0, colon)), .value = str_trim(line.substr(colon + 1))});
+        lines.push_back({.name = http_trim(line.substr(0, colon)), .value = http_trim(line.substr(colon + 1))});
     }
     return lines;
 }
@@ -54,6 +54,12 @@ int http_answer_status(std::string_view header) {
     if (protocol != "ICY" && !protocol.starts_with("HTTP/")) return 0;
     const std::string_view digits = header.substr(blank + 1, 3);
     return digits.size() == 3 && is_number(digits) ? text_int(digits) : 0;
+}
+
+std::string_view http_trim(std::string_view text) {
+    constexpr std::string_view kWhiteSpace = " \t";
+    const std::size_t first = std::min(text.find_first_not_of(kWhiteSpace), text.size());
+    return text.substr(first, text.find_last_not_of(kWhiteSpace) + 1 - first);
 }
 
 Text http_header_value(std::string_view header, std::string_view name) {

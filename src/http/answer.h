@@ -12,8 +12,11 @@
 // The status of "HTTP/1.1 206 ..." and of "ICY 200 OK", as stations answer; 0 where there is none.
 int http_answer_status(std::string_view header);
 
-// The value of the first line of that name, without blanks at its ends; missing when there is none. Names are compared
-// without regard to case.
+// Without optional white space (blanks and tabs: RFC 9110, section 5.6.3) at its ends.
+std::string_view http_trim(std::string_view text);
+
+// The value of the first line of that name, without white space at its ends; missing when there is none. Names are
+// compared without regard to case.
 Text http_header_value(std::string_view header, std::string_view name);
 
 // The lines whose names begin with prefix, as they stand, each ending in "\r\n"; control characters are dropped.

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "core/str.h"
+#include "http/answer.h"
 
 namespace {
 
@@ -76,7 +77,7 @@ AnnouncedBody http_announced_body(std::string_view header) {
     AnnouncedBody body;
     for (std::size_t at = str_find_nocase(header, kLength); at != std::string_view::npos;
          at = str_find_nocase(header, kLength, at + 1)) {
-        const std::string_view value = str_trim(line_at(header, at + kLength.size()));
+        const std::string_view value = http_trim(line_at(header, at + kLength.size()));
         const bool differs = body.coding != AnnouncedBody::Coding::none && body.length != text_int64(value);
         if (!is_number(value) || differs) return {.coding = AnnouncedBody::Coding::unreadable};
         body = {.coding = AnnouncedBody::Coding::by_length, .length = text_int64(value)};

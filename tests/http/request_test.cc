@@ -54,6 +54,7 @@ TEST(BodyHeader, AnnouncesABody) {
         std::int64_t length;
     } rows[] = {
         {"no_blank_other_case", "content-LENGTH:12\r\n", Coding::by_length, 12},
+        {"tab", "Content-Length:\t5\r\n", Coding::by_length, 5},
         {"twice_the_same", "Content-Length: 5\r\nContent-Length: 5\r\n", Coding::by_length, 5},
         {"two_lengths", "Content-Length: 5\r\nContent-Length: 6\r\n", Coding::unreadable, 0},
         {"negative", "Content-Length: -1\r\n", Coding::unreadable, 0},
