@@ -170,8 +170,12 @@ std::string radio_genre_name(std::string_view genre) {
 std::vector<NewItem> radio_parse_stations(std::string_view document) {
     // A document is many times as large taken apart. Ten thousand stations and more fit into this.
     constexpr std::size_t kMostBytes = 4 * 1024 * 1024;
+    if (document.size() > kMostBytes) {
+        document = document.substr(0, kMostBytes);
+        document = document.substr(0, document.rfind("<entry"));  // which may be cut
+    }
     std::vector<NewItem> stations;
-    const auto root = xml_parse(document.substr(0, kMostBytes));
+    const auto root = xml_parse(document);
     for (const XmlNode* entry = xml_find(root.get(), "entry"); entry != nullptr && stations.size() < kMaxStations;
          entry = xml_find_next(entry, "entry")) {
         stations.push_back(station_of(*entry));

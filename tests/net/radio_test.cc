@@ -47,6 +47,12 @@ TEST(RadioStations, AreReadFromTheDirectory) {
     std::string endless;
     for (std::size_t i = 0; i < kMaxStations + 1; ++i) endless += "<entry/>";
     EXPECT_EQ(radio_parse_stations("<a>" + endless + "</a>").size(), kMaxStations);
+
+    // Of a document that is too long whole stations are taken.
+    const std::string url = "http://h/" + std::string(1000, 'u');
+    std::string large;
+    while (large.size() < 5'000'000) large += entry("x", "Rock", url);
+    for (const NewItem& station : radio_parse_stations(directory(large))) ASSERT_EQ(station.path, url);
 }
 
 class Radio : public StoreFixture {
