@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netdb.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -45,6 +46,16 @@ void socket_reuse(int fd) {
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
 }
 
+void socket_set_blocking(int fd, bool blocking) {
+    const int flags = fcntl(fd, F_GETFL);
+    fcntl(fd, F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK);
+}
+
+void socket_set_corked(int fd, bool corked) {
+    const int value = corked;
+    setsockopt(fd, IPPROTO_TCP, TCP_CORK, &value, sizeof value);
+}
+
 void socket_shutdown(int fd) {
     shutdown(fd, SHUT_RDWR);
 }
@@ -54,7 +65,7 @@ Socket socket_connect(const sockaddr_in& endpoint, int timeout_ms) {
     if (!socket) return socket;
     socket_reuse(socket.fd());
     if (!connects_within(socket.fd(), endpoint, timeout_ms)) return Socket{};
-    fcntl(socket.fd(), F_SETFL, fcntl(socket.fd(), F_GETFL) & ~O_NONBLOCK);
+    socket_set_blocking(socket.fd(), true);
     return socket;
 }
 

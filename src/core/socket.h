@@ -38,6 +38,10 @@ bool socket_send_all(int fd, std::string_view data, SendHint hint = SendHint::fl
 
 // Sets the address-reuse option.
 void socket_reuse(int fd);
+void socket_set_blocking(int fd, bool blocking);
+// While corked only full segments leave, the rest after 200 ms at the latest; taking the cork out sends what is left at
+// once.
+void socket_set_corked(int fd, bool corked);
 
 // Wakes whoever blocks on the socket, in both directions. The thread that blocks is the one that closes.
 void socket_shutdown(int fd);

@@ -32,10 +32,6 @@ std::vector<HeaderLine> lines_of(std::string_view header) {
     return lines;
 }
 
-bool is_number(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
 // "http://host:port", and the path without what follows "?" or "#".
 struct UrlParts {
     std::string_view origin, path;
@@ -53,13 +49,17 @@ int http_answer_status(std::string_view header) {
     const std::string_view protocol = header.substr(0, blank);
     if (protocol != "ICY" && !protocol.starts_with("HTTP/")) return 0;
     const std::string_view digits = header.substr(blank + 1, 3);
-    return digits.size() == 3 && is_number(digits) ? text_int(digits) : 0;
+    return digits.size() == 3 && http_is_number(digits) ? text_int(digits) : 0;
 }
 
 std::string_view http_trim(std::string_view text) {
     constexpr std::string_view kWhiteSpace = " \t";
     const std::size_t first = std::min(text.find_first_not_of(kWhiteSpace), text.size());
     return text.substr(first, text.find_last_not_of(kWhiteSpace) + 1 - first);
+}
+
+bool http_is_number(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
 Text http_header_value(std::string_view header, std::string_view name) {
@@ -88,7 +88,7 @@ std::optional<AnswerBody> http_answer_body(std::string_view header) {
         if (!str_equal_nocase(line.name, "Content-Length")) continue;
         const std::int64_t length = text_int64(line.value);
         const bool differs = body.length >= 0 && body.length != length;
-        if (!is_number(line.value) || length == std::numeric_limits<std::int64_t>::max() || differs)
+        if (!http_is_number(line.value) || length == std::numeric_limits<std::int64_t>::max() || differs)
             return std::nullopt;
         body = {.coding = AnswerBody::Coding::by_length, .length = length};
     }

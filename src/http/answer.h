@@ -14,6 +14,8 @@ int http_answer_status(std::string_view header);
 
 // Without optional white space (blanks and tabs: RFC 9110, section 5.6.3) at its ends.
 std::string_view http_trim(std::string_view text);
+// Digits alone, and at least one.
+bool http_is_number(std::string_view text);
 
 // The value of the first line of that name, without white space at its ends; missing when there is none. Names are
 // compared without regard to case.

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-#include "core/str.h"
+#include "http/url_decode.h"
 
 namespace {
 
@@ -14,12 +14,6 @@ constexpr std::size_t kSizeDigits = 16;  // what a 64-bit number holds
 
 BodyEnd early_end(const SocketReader& reader) {
     return reader.end() == SocketReader::End::late ? BodyEnd::late : BodyEnd::closed;
-}
-
-int hex_digit(char c) {
-    const char lower = char_lower(c);
-    if (lower >= '0' && lower <= '9') return lower - '0';
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
 // The hexadecimal number a size line begins with; what follows it (an extension, the line end) does not matter.

@@ -17,8 +17,6 @@ namespace {
 
 constexpr std::size_t kAnswerBytes = 16 * 1024 * 1024;
 constexpr int kSilenceMs = 10'000;
-constexpr int kMaxInterimAnswers = 8;
-constexpr std::size_t kAnswerHeaderBytes = 16 * 1024;  // today's web servers say more than a receiver does
 constexpr std::size_t kGetBytes = 512;
 constexpr std::size_t kStreamGetBytes = 8192;
 // Many stations show everything that calls itself a Mozilla a web page about the stream.
@@ -174,7 +172,7 @@ std::optional<TextBuffer> http_talk(TalkMode mode, std::string_view url, std::st
                                     std::string_view body, int total_ms) {
     const std::uint32_t start = uptime_ms();
     const auto left_ms = [&] { return std::max(total_ms - static_cast<int>(uptime_ms() - start), 0); };
-    const Socket socket = http_connect(url, std::min(5000, total_ms));
+    const Socket socket = http_connect(url, std::min(kConnectMs, total_ms));
     if (!socket) return std::nullopt;
     const bool sent = mode == TalkMode::get
                           ? http_send_get(socket.fd(), url)

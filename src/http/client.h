@@ -13,8 +13,12 @@
 // Sent with every request; "Pelorama User-Agent" until something was set.
 void http_set_user_agent(std::string_view text);
 
+constexpr int kConnectMs = 5000;
+constexpr int kMaxInterimAnswers = 8;                  // such as "100 Continue", in front of the one that counts
+constexpr std::size_t kAnswerHeaderBytes = 16 * 1024;  // today's web servers say more than a receiver does
+
 // A connection to the host and port of an "http://" (80) or "ftp://" (21) URL; user and password in it are not used.
-Socket http_connect(std::string_view url, int timeout_ms = 5000);
+Socket http_connect(std::string_view url, int timeout_ms = kConnectMs);
 
 // False on failure, also where the URL holds blanks or control characters or a GET would have more than 512 bytes;
 // nothing is sent then. extra_headers are whole lines, each ending in "\r\n".

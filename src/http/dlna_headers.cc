@@ -1,16 +1,9 @@
 #include "http/dlna_headers.h"
 
 #include "core/str.h"
+#include "http/answer.h"
 
 namespace {
-
-// The value of a header line, without the blanks around it; empty when there is no such line.
-std::string_view header_value(std::string_view header, std::string_view name) {
-    const std::size_t at = str_find_nocase(header, str_concat("\n", name) + ":");
-    if (at == std::string_view::npos) return {};
-    const std::string_view rest = header.substr(at + name.size() + 2);
-    return str_trim(rest.substr(0, rest.find_first_of("\r\n")));
-}
 
 // Which transfer modes fit which media (DLNA guidelines, transferMode.dlna.org); "" is any.
 struct TransferMode {
@@ -40,12 +33,12 @@ std::string_view content_features(std::string_view content_type, std::string_vie
 std::string dlna_answer_headers(std::string_view request_header, std::string_view content_type,
                                 std::string_view media_path) {
     std::string lines;
-    const std::string_view wanted = header_value(request_header, "transferMode.dlna.org");
+    const Text wanted = http_header_value(request_header, "transferMode.dlna.org");
     for (const TransferMode& mode : kTransferModes) {
-        if (str_equal_nocase(wanted, mode.name) && content_type.starts_with(mode.type_prefix))
+        if (str_equal_nocase(text_or_empty(wanted), mode.name) && content_type.starts_with(mode.type_prefix))
             lines.append("transferMode.dlna.org: ").append(mode.name).append("\r\n");
     }
-    if (header_value(request_header, "getcontentFeatures.dlna.org") == "1") {
+    if (http_header_value(request_header, "getcontentFeatures.dlna.org") == "1") {
         const std::string_view features = content_features(content_type, media_path);
         lines.append("contentFeatures.dlna.org: ").append(features).append("\r\n");
     }

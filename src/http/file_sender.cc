@@ -10,7 +10,6 @@
 
 #include "core/bytes.h"
 #include "core/socket.h"
-#include "http/socket_modes.h"
 
 namespace {
 

@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::size_t kMaxEntries = 10;
 constexpr std::size_t kPeerCharacters = 20;
-constexpr std::string_view kHtml = "text/html; charset=UTF-8";
 
 struct NowPlaying {
     std::string peer;
@@ -49,14 +48,14 @@ std::string now_playing_page() {
 
 HandlerResult rpc_handler(HttpRequest& request) {
     request.extra_headers += "Expires: 0\r\nPragma: no-cache\r\n";
-    if (str_contains(request.url, "playing")) return http_send_text(request, 200, kHtml, now_playing_page());
+    if (str_contains(request.url, "playing")) return http_send_text(request, 200, kHtmlType, now_playing_page());
     if (str_contains(request.url, "mode?stealth")) {
         set_announcement_mode(AnnouncementMode::silent);
-        return http_send_text(request, 200, kHtml, "SSDP disabled. MediaServer in stealth mode!\n");
+        return http_send_text(request, 200, kHtmlType, "SSDP disabled. MediaServer in stealth mode!\n");
     }
     if (str_contains(request.url, "mode?alive")) {
         set_announcement_mode(AnnouncementMode::announcing);
-        return http_send_text(request, 200, kHtml, "SSDP enabled. MediaServer alive!\n");
+        return http_send_text(request, 200, kHtmlType, "SSDP enabled. MediaServer alive!\n");
     }
     return http_send_not_found(request);
 }

@@ -46,10 +46,6 @@ std::string_view line_at(std::string_view header, std::size_t at) {
     return header.substr(at, header.find_first_of(kLineEnd, at) - at);
 }
 
-bool is_number(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
 }  // namespace
 
 void http_parse_request(HttpRequest& request) {
@@ -79,7 +75,7 @@ AnnouncedBody http_announced_body(std::string_view header) {
          at = str_find_nocase(header, kLength, at + 1)) {
         const std::string_view value = http_trim(line_at(header, at + kLength.size()));
         const bool differs = body.coding != AnnouncedBody::Coding::none && body.length != text_int64(value);
-        if (!is_number(value) || differs) return {.coding = AnnouncedBody::Coding::unreadable};
+        if (!http_is_number(value) || differs) return {.coding = AnnouncedBody::Coding::unreadable};
         body = {.coding = AnnouncedBody::Coding::by_length, .length = text_int64(value)};
     }
     return body;

@@ -11,7 +11,6 @@ namespace {
 
 constexpr std::size_t kHeaderCapacity = 1024;
 constexpr std::size_t kPageCapacity = 2048;  // a whole URL, each character an entity of six
-constexpr const char* kHtml = "text/html; charset=UTF-8";
 constexpr const char* kUnknownType = "application/octet-stream";
 
 // Kept on purpose: no blank after "Server:".
@@ -79,7 +78,7 @@ std::string_view html_entity(char c) {
 }  // namespace
 
 bool http_send_header(HttpRequest& request, int status, BodyFollows body) {
-    if (error_line(status) != nullptr) request.content_type = kHtml;
+    if (error_line(status) != nullptr) request.content_type = kHtmlType;
     if (request.content_type.empty()) {
         log_message(LOG_ERROR, LOG_HTTP, "NO MIME TYPE given!\n%s\n%s\n", request.url.c_str(), request.content.c_str());
     }
@@ -109,7 +108,7 @@ HandlerResult http_send_text(HttpRequest& request, int status, std::string_view 
 
 HandlerResult http_send_not_found(const HttpRequest& request) {
     HttpRequest answer = request;
-    return http_send_text(answer, 404, kHtml,
+    return http_send_text(answer, 404, kHtmlType,
                           text_format(kPageCapacity, kNotFoundFormat, html_escape(request.url).c_str()));
 }
 

@@ -6,6 +6,8 @@
 
 #include "http/request.h"
 
+constexpr const char* kHtmlType = "text/html; charset=UTF-8";
+
 // Builds and sends the response header from the record (content_type, content_length, close, extra_headers, range_*).
 // Statuses 206, 404, 412, 416 and 500 have lines of their own, every other one is "200 OK"; the four errors also set
 // the record's content_type. Where a body follows, the header waits for it, so that both leave in one segment. False

@@ -8,8 +8,6 @@
 #include <array>
 #include <cerrno>
 
-#include "http/socket_modes.h"
-
 namespace {
 
 constexpr int kPipeBytes = 1024 * 1024;  // more than one process may ask for is refused, and the usual 64 KiB stay

@@ -14,12 +14,9 @@
 
 namespace {
 
-constexpr int kConnectMs = 5000;
 constexpr int kTotalMs = 30'000;
 constexpr int kMaxRedirects = 5;
 constexpr int kMaxPlaylists = 3;
-constexpr int kMaxInterimAnswers = 8;
-constexpr std::size_t kHeaderCapacity = 16 * 1024;
 constexpr std::size_t kPlaylistBytes = 64 * 1024;
 
 // A connection to one of our own listeners: the machine is this one and the port is theirs.
@@ -78,7 +75,7 @@ private:
         if (!http_send_stream_get(connection.fd(), url, request_lines)) return std::nullopt;
         for (int interim = 0; interim < kMaxInterimAnswers; ++interim) {
             const int limit = std::min(kSourceSilenceMs, left_ms());
-            ReadHeader header = http_read_header(connection.fd(), limit, limit, kHeaderCapacity);
+            ReadHeader header = http_read_header(connection.fd(), limit, limit, kAnswerHeaderBytes);
             if (header.end != HeaderEnd::complete) return std::nullopt;
             const int status = http_answer_status(header.text);
             if (status >= 100 && status <= 199) continue;

@@ -1,13 +1,13 @@
 #include "http/url_decode.h"
 
-namespace {
-
 int hex_digit(char c) {
     if (c >= '0' && c <= '9') return c - '0';
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
     if (c >= 'A' && c <= 'F') return c - 'A' + 10;
     return -1;
 }
+
+namespace {
 
 constexpr std::size_t kEscapeBytes = 3;
 

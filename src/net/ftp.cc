@@ -25,7 +25,6 @@ namespace {
 
 constexpr std::int64_t kPieceBytes = 1024 * 1024;
 constexpr int kMostPreliminary = 100;  // replies that only say that the file is on its way
-constexpr int kConnectMs = 5000;
 constexpr int kQuitMs = 2000;
 
 // What the two threads of a transfer share. The one that asked joins the other before this goes.

@@ -42,5 +42,5 @@ std::string page(RescanAnswer answer, std::string_view directory) {
 
 HandlerResult rescan_page(HttpRequest& request) {
     const std::string directory = requested_directory(request.url);
-    return http_send_text(request, 200, "text/html; charset=UTF-8", page(scan_request_rescan(directory), directory));
+    return http_send_text(request, 200, kHtmlType, page(scan_request_rescan(directory), directory));
 }
