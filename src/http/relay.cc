@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
+#include <random>
 #include <string>
 
 #include "core/log.h"
+#include "core/process_wide.h"
 #include "core/str.h"
 #include "db/store.h"
 #include "http/answer.h"
@@ -37,21 +39,19 @@ int own_port(int socket) {
     return ntohs(near.sin_port);
 }
 
-// "address:port" of that listener.
-std::string_view own_name(const HttpRequest& request) {
-    std::string_view name = request.base_url;
-    if (name.starts_with("http://")) name.remove_prefix(7);
-    return name.substr(0, name.find('/'));
+// A pseudonym of this process, so that strangers' stations learn no address of ours.
+struct OwnName {
+    const std::string text = text_format(32, "pelorama-%08x%08x", std::random_device{}(), std::random_device{}());
+};
+const std::string& own_name() {
+    return process_wide<OwnName>().text;
 }
 
 // Two servers whose items lead to each other would ask in circles without a line that says who has asked already
 // (RFC 9110, section 7.6.3).
 bool has_come_round(const HttpRequest& request) {
     const Text via = http_header_value(request.header, "Via");
-    if (!via || own_name(request).empty()) return false;
-    // "1.1 address:port, 1.1 address:port"
-    const std::string asked = str_concat(*via, ",");
-    return str_contains(asked, str_concat(own_name(request), ","));
+    return via && str_contains(*via, own_name());
 }
 
 std::string request_lines(const HttpRequest& request) {
@@ -62,7 +62,7 @@ std::string request_lines(const HttpRequest& request) {
     }
     lines.append("Via: ");
     if (const Text via = http_header_value(request.header, "Via")) lines.append(*via).append(", ");
-    return lines.append("1.1 ").append(own_name(request)).append("\r\n");
+    return lines.append("1.1 ").append(own_name()).append("\r\n");
 }
 
 std::string type_by_name(std::string_view path) {
