@@ -6,13 +6,13 @@ import hashlib
 import os
 import socket
 import subprocess
-import sys
 import threading
 
 import pytest
 
 import wire
 from daemon import wait_until
+from servers import installed, running
 
 
 @pytest.fixture
@@ -306,34 +306,38 @@ def test_receiver_that_goes_away(lone_host, serve_files):
         wait_until(lambda: server.descriptors() <= descriptors, "every connection is closed")
 
 
-def test_library_server(lone_host, serve_files, tmp_path):
-    """A server that nobody here wrote, with both kinds of login."""
-    pytest.importorskip("pyftpdlib")
+def vsftpd(files, scratch):
+    """Anonymous only: another login would need an account of the machine's."""
+    program = installed("vsftpd")
+    (scratch / "nothing").mkdir()
+    (scratch / "vsftpd.conf").write_text(
+        f"listen=YES\nlisten_address=127.0.0.1\nlisten_port=2121\nbackground=NO\nanonymous_enable=YES\n"
+        f"anon_root={files}\nftp_username=daemon\nnopriv_user=nobody\nsecure_chroot_dir={scratch}/nothing\n"
+        "isolate=NO\nisolate_network=NO\nseccomp_sandbox=NO\n")
+    return program, str(scratch / "vsftpd.conf")
+
+
+def pure_ftpd(files, scratch):
+    """With users of its own. Its anonymous login would need an account of the machine's."""
+    program = installed("pure-ftpd")
+    subprocess.run(["pure-pw", "useradd", "joe", "-f", scratch / "passwd", "-u", "nobody", "-g", "nogroup", "-d", files,
+                    "-m", "-F", scratch / "puredb"], input="pw\npw\n", text=True, check=True, timeout=60)
+    return (program, "-4", "-H", "-E", "-S", "127.0.0.1,2121", "-l", f"puredb:{scratch}/puredb",
+            "-g", str(scratch / "pid"))
+
+
+@pytest.mark.parametrize("configured,login", [(vsftpd, ""), (pure_ftpd, "joe:pw@")])
+def test_real_server(lone_host, serve_files, tmp_path, configured, login):
     files = tmp_path / "files"
     (files / "deep down").mkdir(parents=True)
-    content = os.urandom(1 << 20) * 48
+    content = os.urandom(1 << 20) * 64
     (files / "deep down" / "a.mp3").write_bytes(content)
-    program = f"""
-import sys
-from pyftpdlib.authorizers import DummyAuthorizer
-from pyftpdlib.handlers import FTPHandler
-from pyftpdlib.servers import FTPServer
-FTPHandler.authorizer = DummyAuthorizer()
-FTPHandler.authorizer.add_anonymous({str(files)!r})
-FTPHandler.authorizer.add_user("joe", "pw", {str(files)!r})
-FTPServer(("127.0.0.1", 2121), FTPHandler).serve_forever()
-"""
-    with open(tmp_path / "ftp.log", "wb") as log:
-        ftp = subprocess.Popen(lone_host.command(sys.executable, "-c", program), stdin=subprocess.DEVNULL, stdout=log,
-                               stderr=log)
-    try:
-        server = serve_files("ftp://127.0.0.1:2121/deep down/a.mp3", "ftp://joe:pw@127.0.0.1:2121/deep down/a.mp3",
-                             "ftp://joe:no@127.0.0.1:2121/deep down/a.mp3", "ftp://127.0.0.1:2121/deep down/b.mp3")
-        wait_until(lambda: server.client().request("HEAD", server.paths[0]).status == 200, "the FTP server is up")
-        for path in server.paths[:2]:
-            answer = server.client().get(path)
-            assert hashlib.sha256(answer.body).digest() == hashlib.sha256(content).digest()
-        assert [server.client().get(path).status for path in server.paths[2:]] == [404, 404]
-    finally:
-        ftp.kill()
-        ftp.wait()
+    with running(lone_host, 2121, tmp_path / "ftp.log", *configured(files, tmp_path)):
+        server = serve_files(f"ftp://{login}127.0.0.1:2121/deep down/a.mp3", f"ftp://{login}127.0.0.1:2121/deep down/b.mp3",
+                             "ftp://joe:no@127.0.0.1:2121/deep down/a.mp3")
+        answer = server.client().get(server.paths[0])
+        assert answer.status == 200
+        assert hashlib.sha256(answer.body).digest() == hashlib.sha256(content).digest()
+        assert server.client().request("HEAD", server.paths[0]).header("Content-Length") == str(len(content))
+        assert "[ERROR]" not in server.log(), "ordinary work"
+        assert [server.client().get(path).status for path in server.paths[1:]] == [404, 404]

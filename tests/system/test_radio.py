@@ -4,7 +4,6 @@ import concurrent.futures
 import contextlib
 import hashlib
 import os
-import shutil
 import socket
 import subprocess
 import threading
@@ -15,6 +14,7 @@ import pytest
 import wire
 from daemon import wait_until
 from origin import Origin, fixed, stations
+from servers import installed, running
 
 PLACEHOLDER = "<no connection to shoutcast>"
 
@@ -282,10 +282,7 @@ def test_unknown_host(serve_stations):
 
 @pytest.fixture
 def icecast(lone_host, tmp_path):
-    # Not among the packages that every test run installs: Debian starts it as a service right away.
-    executable = shutil.which("icecast2")
-    if not executable:
-        (pytest.fail if os.environ.get("CI") else pytest.skip)("icecast2 is not installed")
+    executable = installed("icecast2")
     (tmp_path / "icecast").mkdir()
     os.chmod(tmp_path / "icecast", 0o777)
     configuration = tmp_path / "icecast" / "icecast.xml"
@@ -298,20 +295,8 @@ def icecast(lone_host, tmp_path):
         <logging><accesslog>-</accesslog><errorlog>-</errorlog></logging>
         <security><chroot>0</chroot><changeowner><user>nobody</user><group>nogroup</group></changeowner></security>
         </icecast>""")
-    with open(tmp_path / "icecast.log", "wb") as log:
-        process = subprocess.Popen(lone_host.command(executable, "-c", str(configuration)), stdout=log, stderr=log,
-                                   stdin=subprocess.DEVNULL)
-
-    def listens():
-        try:
-            lone_host.connect("127.0.0.1", 8000).close()
-        except ConnectionRefusedError:
-            return False
-        return True
-    wait_until(listens, "icecast listens")
-    yield process
-    process.kill()
-    process.wait()
+    with running(lone_host, 8000, tmp_path / "icecast.log", executable, "-c", str(configuration)) as process:
+        yield process
 
 
 @contextlib.contextmanager
