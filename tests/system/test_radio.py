@@ -251,16 +251,24 @@ def test_silent_sources(lone_host, serve_stations):
         server.survives(check)
 
 
-def test_station_of_a_playlist_is_a_favourite(lone_host, start_daemon, tmp_path):
-    with Origin(lone_host, station_server) as origin:
+@pytest.fixture
+def serve_favourite(lone_host, start_daemon, tmp_path):
+    """serve_favourite(title, url): a server whose folder holds a playlist with that station, and where it is listed."""
+    def serve(title, url):
         (tmp_path / "music").mkdir()
-        (tmp_path / "music" / "mine.m3u").write_text(f"#EXTM3U\n#EXTINF:-1,My FM\n{origin.url('/live')}\n")
+        (tmp_path / "music" / "mine.m3u").write_text(f"#EXTM3U\n#EXTINF:-1,{title}\n{url}\n")
         server = start_daemon(lone_host, tmp_path / "music")
         server.wait_until_up()
         server.wait_for_scan()
-        favourites = server.client().child("0", "Music", "Internet Radio", "- Favorites- ")
-        station, = server.client().browse(favourites.id)
-        assert station.title == "My FM" and station.path == f"/httpproxy/{station.id}.mp3"
+        station, = server.client().browse(server.client().child("0", "Music", "Internet Radio", "- Favorites- ").id)
+        assert station.title == title and station.path == f"/httpproxy/{station.id}.mp3"
+        return server, station
+    return serve
+
+
+def test_station_of_a_playlist_is_a_favourite(lone_host, serve_favourite):
+    with Origin(lone_host, station_server) as origin:
+        server, station = serve_favourite("My FM", origin.url("/live"))
         with server.client().connect() as listener:
             listener.sendall(f"GET {station.path} HTTP/1.1\r\n\r\n".encode())
             assert listener.recv(65536).startswith(b"HTTP/1.1 200 OK\r\n")
@@ -313,9 +321,8 @@ def broadcast(host, title):
         source.wait()
 
 
-def test_icecast_station_goes_and_comes_back(lone_host, icecast, serve_stations):
-    server = serve_stations(("Live", "Rock", "http://127.0.0.1:8000/live"))
-    station = found(server)["Live"]
+def test_icecast_station_goes_and_comes_back(lone_host, icecast, serve_favourite):
+    server, station = serve_favourite("Live", "http://127.0.0.1:8000/live")
 
     def probe():
         """What a player finds out about the stream; nothing while there is none."""
