@@ -185,7 +185,6 @@ constexpr std::size_t kHeadBytes = 14;  // marker, length, "Exif" and two zeros,
 // What the segment's length counts of them. Everything behind is read: programs that write few tags put the date last.
 constexpr std::uint32_t kReadOfSegment = 12;
 constexpr std::uint32_t kLeastSegment = 16 + 12;  // below it no directory fits
-constexpr std::uint32_t kMaxSegment = 16 + 1024 * 1024;
 
 // The segment that begins at offset, or the one behind it when it has this marker.
 std::uint64_t behind(FileWindow& file, std::uint64_t offset, std::uint32_t marker) {
@@ -247,7 +246,7 @@ void exif_read_block(FileWindow& file, PictureInfo& info) {
     const auto little_endian = is_little_endian(*order);
     if (as_text(*name) != std::string_view{"Exif\0\0", 6} || !little_endian) return;
 
-    if (*length < kLeastSegment || *length > kMaxSegment) return;
+    if (*length < kLeastSegment) return;
     const std::size_t wanted = *length - kReadOfSegment;
     // Two windows at the most, and none of them is looked at as a whole unless the block is that long.
     std::string data;
@@ -264,8 +263,8 @@ PictureInfo exif_read_info(const std::string& path) {
     const auto status = file_status(path);
     if (!status) return info;
     info.size = status->size;
-    if (info.size == 0) return info;
     info.modified = static_cast<std::int32_t>(status->modified);
+    if (info.size == 0) return info;
     if (const File file = file_open_regular(path)) {
         FileWindow window{file, static_cast<std::uint64_t>(status->size)};
         const JpegSize size = jpeg_find_size(window);

@@ -70,6 +70,7 @@ TEST_F(Exif, DatesPicturesByTheCameraOrTheFile) {
         EXPECT_EQ(read(jpeg_head({exif}, 1, 1)).date, expected) << camera;
     }
     EXPECT_EQ(read("").date, std::nullopt);
+    EXPECT_EQ(read("").modified, 1'000'000'000) << "or it would be read at every scan";
     EXPECT_EQ(read("not a JPEG").date, "2001-09-09");
     EXPECT_EQ(exif_read_info(scratch_ / "nowhere.jpg").date, std::nullopt);
 }
