@@ -3,8 +3,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
+
+std::int32_t FileStatus::modified_32() const {
+    using Limits = std::numeric_limits<std::int32_t>;
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(modified, Limits::min(), Limits::max()));
+}
 
 FileStatus file_status_of(const struct stat& raw) {
     return {.size = raw.st_size,

@@ -15,6 +15,8 @@
 struct FileStatus {
     std::int64_t size = 0;
     std::int64_t modified = 0;  // seconds since the epoch
+    // As the store keeps it: a time that does not fit is the last or first one that does (2038, 1901).
+    std::int32_t modified_32() const;
     bool regular = false;
     bool directory = false;
     dev_t device = 0;

@@ -45,5 +45,5 @@ std::int32_t duration_seconds(std::string_view text) {
 std::string date_text(std::time_t when) {
     std::tm utc{};
     gmtime_r(&when, &utc);
-    return text_format(16, "%04d-%02d-%02d", utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday);
+    return text_format(16, "%04ld-%02d-%02d", utc.tm_year + 1900L, utc.tm_mon + 1, utc.tm_mday);
 }

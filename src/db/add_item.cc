@@ -219,7 +219,7 @@ void db_set_bitrate(std::string_view path, ObjectClass media_class, std::int32_t
     if (MediaItem* const item = db_find_in_type(lock, path, media_class)) item->bitrate = kilobits_per_second;
 }
 
-bool db_is_newer_on_disk(std::string_view path, ObjectClass media_class, std::int64_t modified_on_disk) {
+bool db_is_newer_on_disk(std::string_view path, ObjectClass media_class, std::int32_t modified_on_disk) {
     StoreLock lock;
     MediaItem* const item = db_find_in_type(lock, path, media_class);
     if (item == nullptr) return true;

@@ -33,4 +33,4 @@ void db_set_bitrate(std::string_view path, ObjectClass media_class, std::int32_t
 
 // Whether a file is unknown in its type's list or younger on disk (its status was read by the caller) than the item
 // there.
-bool db_is_newer_on_disk(std::string_view path, ObjectClass media_class, std::int64_t modified_on_disk);
+bool db_is_newer_on_disk(std::string_view path, ObjectClass media_class, std::int32_t modified_on_disk);

@@ -9,7 +9,7 @@ AudioTags audio_tags_of_file(const std::string& path,
     if (!status) return {};
     AudioTags tags = file ? read(file, static_cast<std::uint64_t>(status->size)) : AudioTags{};
     tags.size = status->size;
-    tags.modified = static_cast<std::int32_t>(status->modified);
+    tags.modified = status->modified_32();
     return tags;
 }
 

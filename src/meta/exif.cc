@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 #include <optional>
 
 #include "core/file.h"
@@ -203,7 +204,7 @@ std::optional<bool> is_little_endian(Bytes mark) {
 
 constexpr std::int32_t kFirstYear = 1931;  // a camera that was never set says less
 
-std::string listed_date(const Text& camera_date, std::int32_t modified) {
+std::string listed_date(const Text& camera_date, std::time_t modified) {
     if (!camera_date || text_int(*camera_date) < kFirstYear) return date_text(modified);
     std::string date = camera_date->substr(0, 10);
     for (const std::size_t separator : {4U, 7U})
@@ -263,7 +264,7 @@ PictureInfo exif_read_info(const std::string& path) {
     const auto status = file_status(path);
     if (!status) return info;
     info.size = status->size;
-    info.modified = static_cast<std::int32_t>(status->modified);
+    info.modified = status->modified_32();
     if (info.size == 0) return info;
     if (const File file = file_open_regular(path)) {
         FileWindow window{file, static_cast<std::uint64_t>(status->size)};
@@ -272,6 +273,6 @@ PictureInfo exif_read_info(const std::string& path) {
         info.height = size.height;
         exif_read_block(window, info);
     }
-    info.date = listed_date(info.date, info.modified);
+    info.date = listed_date(info.date, status->modified);
     return info;
 }

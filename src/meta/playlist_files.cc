@@ -61,7 +61,7 @@ std::string title_of(const FoundEntry& entry) {
 
 // Whatever its type, the file is read as an MP3 file: it is one, or nothing else has claimed it.
 NewItem item_of_file(const std::string& path) {
-    constexpr std::int64_t kOlderThanAnything = std::numeric_limits<std::int64_t>::min();
+    constexpr std::int32_t kOlderThanAnything = std::numeric_limits<std::int32_t>::min();
     // What the store has joins the playlist as it is: its tags need not be read again.
     if (!db_is_newer_on_disk(path, ObjectClass::music_track, kOlderThanAnything)) return {.path = path};
     return audio_tags_item(path, mp3_read_tags(path));

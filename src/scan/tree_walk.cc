@@ -163,7 +163,7 @@ void scan_file(const std::string& path, const FileStatus& status, ScanRestrictio
     for (const MediaReader& reader : media_readers()) {
         if (reader.add == nullptr || !str_equal_nocase(reader.extension, extension)) continue;
         if (restriction && *restriction != reader.type) continue;
-        if (!db_is_newer_on_disk(path, reader_class(reader.type), status.modified)) continue;
+        if (!db_is_newer_on_disk(path, reader_class(reader.type), status.modified_32())) continue;
         reader.add(path, compilation);
         return;
     }

@@ -16,9 +16,9 @@ constexpr const char* kDate = "2005:07:14 10:00:00";
 
 class Exif : public testing::Test {
 protected:
-    PictureInfo read(std::string_view content) const {
+    PictureInfo read(std::string_view content, std::time_t modified = 1'000'000'000) const {  // 2001-09-09
         const std::string path = scratch_.write("a.jpg", content);
-        const timespec times[2] = {{1'000'000'000, 0}, {1'000'000'000, 0}};  // 2001-09-09
+        const timespec times[2] = {{modified, 0}, {modified, 0}};
         EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
         return exif_read_info(path);
     }
@@ -69,6 +69,8 @@ TEST_F(Exif, DatesPicturesByTheCameraOrTheFile) {
         const std::string exif = ExifBlock{true}.text(ExifBlock::kIfd0, kDateTime, camera).segment();
         EXPECT_EQ(read(jpeg_head({exif}, 1, 1)).date, expected) << camera;
     }
+    EXPECT_EQ(read(jpeg_head({}, 1, 1), 2'208'988'800).date, "2040-01-01");
+    EXPECT_EQ(read(jpeg_head({}, 1, 1), 2'208'988'800).modified, INT32_MAX);
     EXPECT_EQ(read("").date, std::nullopt);
     EXPECT_EQ(read("").modified, 1'000'000'000) << "or it would be read at every scan";
     EXPECT_EQ(read("not a JPEG").date, "2001-09-09");
