@@ -16,11 +16,16 @@ std::optional<Share> Share::take(ShareLimit& limit, std::int64_t amount, int wai
 }
 
 void Share::give_back() {
-    ShareLimit* const limit = std::exchange(limit_, nullptr);
-    if (limit == nullptr) return;
+    resize(0);
+    limit_ = nullptr;
+}
+
+void Share::resize(std::int64_t amount) {
+    if (limit_ == nullptr) return;
     {
-        std::scoped_lock lock{limit->mutex_};
-        limit->used_ -= amount_;
+        std::scoped_lock lock{limit_->mutex_};
+        limit_->used_ += amount - amount_;
     }
-    limit->returned_.notify_all();
+    amount_ = amount;
+    limit_->returned_.notify_all();
 }

@@ -33,6 +33,8 @@ public:
         return *this;
     }
     void give_back();
+    // Makes it smaller or larger, without waiting.
+    void resize(std::int64_t amount);
 
 private:
     Share(ShareLimit& limit, std::int64_t amount) : limit_(&limit), amount_(amount) {}

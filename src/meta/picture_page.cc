@@ -1,5 +1,7 @@
 #include "meta/picture_page.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <new>
 #include <string>
@@ -30,10 +32,19 @@ constexpr std::size_t kSendUnit = 16384;
 // memory for receivers that read slowly or not at all.
 constexpr std::int64_t kMaxScalings = 2;
 constexpr std::int64_t kMaxUnsentBytes = 256 * 1024 * 1024;
-constexpr int kWaitMs = 600'000;
-constexpr int kSendMs = 60'000;  // nobody pauses a picture: a receiver that takes nothing for so long is gone
+constexpr std::int64_t kMaxBytesOfPixel = 2;  // of the tini form; JPEG has 0.8 for noise, the worst there is
+// Pages of thumbnails of several receivers at once. By the figures of docs/performance.md the last of so many waits
+// for 4 s, or for 20 s where all want the largest size.
+constexpr std::int64_t kMaxWaiting = 128;
+constexpr std::uint32_t kWaitMs = 600'000;
+constexpr int kLookMs = 500;  // while waiting, for receivers that have gone
+// Nobody pauses a picture: a receiver that takes nothing for so long is gone. The largest picture in the longer time
+// is 56 kB/s.
+constexpr int kSendMs = 60'000;
+constexpr std::uint32_t kSendAllMs = 600'000;
 
 struct PictureLimits {
+    ShareLimit waiting{kMaxWaiting};
     ShareLimit scalings{kMaxScalings};
     ShareLimit unsent{kMaxUnsentBytes};
 };
@@ -78,10 +89,40 @@ auto while_memory_lasts(Work work) -> std::optional<decltype(work())> {
     }
 }
 
+// Whether anybody is there to have the picture. A reset says no. The end of the peer's sending may be that of its
+// interest: the system does not tell a peer that has closed from one that only sends no more, and could find out only
+// by sending it something. Receivers that end their sending early are rare and those that give up are not, so such a
+// request is dropped where others wait and answered where none does.
+bool is_wanted(int socket) {
+    pollfd peer{.fd = socket, .events = POLLRDHUP, .revents = 0};
+    if (poll(&peer, 1, 0) <= 0) return true;
+    return (peer.revents & (POLLHUP | POLLERR)) == 0 && limits().waiting.in_use() == 1;
+}
+
+// The caller is counted among those that wait.
+std::optional<Share> wait_for(ShareLimit& limit, std::int64_t amount, int socket) {
+    auto share = Share::take(limit, amount, 0);
+    for (const std::uint32_t begun = uptime_ms(); !share && uptime_ms() - begun < kWaitMs;) {
+        share = Share::take(limit, amount, kLookMs);
+        if (!is_wanted(socket)) return std::nullopt;
+    }
+    return share;
+}
+
+// As large as it may become: the original size is known only when the source is decoded.
+std::int64_t most_bytes(const PictureUrl& url) {
+    const bool original = url.mode == kModeOriginal;
+    return (original ? kMaxSourcePixels : std::int64_t{url.width} * url.height) * kMaxBytesOfPixel;
+}
+
+// Memory for the result comes before the turn: a turn that waited for receivers to read would be lost to all others.
 template <typename Draw>
-std::optional<Rendered> render(const PictureUrl& url, Draw draw) {
-    const auto turn = Share::take(limits().scalings, 1, kWaitMs);
+std::optional<Rendered> render(const PictureUrl& url, int socket, Draw draw) {
+    auto waiting = Share::take(limits().waiting, 1, 0);
+    auto unsent = waiting ? wait_for(limits().unsent, most_bytes(url), socket) : std::nullopt;
+    const auto turn = unsent ? wait_for(limits().scalings, 1, socket) : std::nullopt;
     if (!turn) return std::nullopt;
+    waiting->give_back();
     std::optional<std::string> bytes;
     const auto work = [&] {
         bytes = while_memory_lasts([&] { return encode(draw(), url.suffix); }).value_or(std::nullopt);
@@ -90,20 +131,19 @@ std::optional<Rendered> render(const PictureUrl& url, Draw draw) {
     const bool alone = limits().scalings.in_use() == 1;
     alone ? work() : run_giving_way(work);
     if (!bytes) return std::nullopt;
-    auto unsent = Share::take(limits().unsent, static_cast<std::int64_t>(bytes->size()), kWaitMs);
-    if (!unsent) return std::nullopt;
+    unsent->resize(static_cast<std::int64_t>(bytes->size()));
     return Rendered{std::move(*bytes), std::move(*unsent)};
 }
 
-std::optional<Rendered> render_icon(const PictureUrl& url) {
-    return render(url, [&] { return picture_resize(icon_draw(), url.width, url.height); });
+std::optional<Rendered> render_icon(const PictureUrl& url, int socket) {
+    return render(url, socket, [&] { return picture_resize(icon_draw(), url.width, url.height); });
 }
 
 std::optional<Rendered> render_picture(const PictureUrl& url, const HttpRequest& request, const std::string& path) {
     const Text description = wants_description(url, request) ? db_get_description(url.id_text) : std::nullopt;
     const auto source = while_memory_lasts([&] { return picture_open(path); });
     if (!source) return std::nullopt;
-    return render(url, [&] {
+    return render(url, request.socket, [&] {
         RgbPicture picture = jpeg_load_scaled(*source, url.width, url.height, url.mode);
         if (has_text(description)) picture_overlay_description(picture, *description);
         return picture;
@@ -113,9 +153,14 @@ std::optional<Rendered> render_picture(const PictureUrl& url, const HttpRequest&
 HandlerResult send_picture(HttpRequest& request, std::string_view bytes) {
     const bool with_body = request.method != kHead && !bytes.empty();
     request.content_length = static_cast<std::int64_t>(bytes.size());
+    // The header would wait for ever behind answers that nobody reads.
+    if (!socket_wait_writable(request.socket, kSendMs)) return HandlerResult::close;
     if (!http_send_header(request, 200, with_body ? BodyFollows::yes : BodyFollows::no)) return HandlerResult::close;
-    for (; with_body && !bytes.empty(); bytes.remove_prefix(std::min(kSendUnit, bytes.size())))
+    const std::uint32_t begun = uptime_ms();
+    for (; with_body && !bytes.empty(); bytes.remove_prefix(std::min(kSendUnit, bytes.size()))) {
+        if (uptime_ms() - begun > kSendAllMs) return HandlerResult::close;
         if (!socket_send_within(request.socket, bytes.substr(0, kSendUnit), kSendMs)) return HandlerResult::close;
+    }
     return HandlerResult::keep;
 }
 
@@ -145,7 +190,7 @@ HandlerResult picture_handler(HttpRequest& request) {
 
     const bool icon = str_contains(url->suffix, ".goicon");
     if (!icon && !can_be_opened(resource->path)) return http_send_not_found(request);
-    const auto rendered = icon ? render_icon(*url) : render_picture(*url, request, resource->path);
+    const auto rendered = icon ? render_icon(*url, request.socket) : render_picture(*url, request, resource->path);
     if (!rendered) return http_send_not_found(request);
 
     // Kept on purpose: the type is that of JPEG pictures for the raw forms, too.

@@ -20,6 +20,9 @@ TEST(Share, IsHandedOutUpToTheTotal) {
     EXPECT_FALSE(Share::take(limit, 5, 0));
     EXPECT_TRUE(Share::take(limit, 4, 0));
     EXPECT_TRUE(Share::take(limit, 4, 0)) << "given back by its end";
+    first->resize(9);
+    EXPECT_FALSE(Share::take(limit, 2, 0));
+    first->resize(6);
 
     Share moved = std::move(*first);
     first.reset();
