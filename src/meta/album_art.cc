@@ -18,6 +18,10 @@ namespace {
 
 // ---- looking for bytes
 
+// An ID3 tag has no more: its size has 28 bits (ID3v2.4.0, section 3.1). The pictures of ASF headers are far smaller.
+// Nothing is looked for farther on, in a file however large.
+constexpr std::uint64_t kMaxSearch = 256 * 1024 * 1024;
+
 // Where the text first stands in the file at or behind from, before end.
 std::optional<std::uint64_t> find_in_file(FileWindow& file, std::string_view text, std::uint64_t from,
                                           std::uint64_t end) {
@@ -48,9 +52,9 @@ struct Frame {
     std::uint32_t size = 0;
 };
 
-// Kept on purpose: the first place anywhere behind the start where the letters stand.
+// Kept on purpose: the first place behind the start where the letters stand, in the tag or not.
 std::optional<Frame> find_picture_frame(FileWindow& file, std::uint64_t from, Id3v24Sizes v24_sizes) {
-    const auto letters = find_in_file(file, "PIC", from, file.size());
+    const auto letters = find_in_file(file, "PIC", from, from + kMaxSearch);
     if (!letters) return std::nullopt;
     const bool long_form = *letters > 0 && as_text(file.at(*letters - 1, 1)) == "A";
     const std::uint64_t start = long_form ? *letters - 1 : *letters;
@@ -151,12 +155,12 @@ std::optional<EmbeddedPicture> find_id3_picture(FileWindow& file, std::uint64_t 
     constexpr std::array kStart{std::byte{0xFF}, std::byte{0xD8}, std::byte{0xFF}, std::byte{0xE0}};
     const auto frame = find_picture_frame(file, from, v24_sizes);
     if (!frame) return std::nullopt;
-    const std::uint64_t end = frame->data + frame->size;
+    const std::uint64_t end = frame->data + frame->size, search_end = std::min(end, frame->data + kMaxSearch);
     std::size_t matched = 0;
-    for (std::uint64_t at = frame->data; at < end;) {
+    for (std::uint64_t at = frame->data; at < search_end;) {
         Bytes here = file.from(at);
         if (here.empty()) return std::nullopt;
-        here = here.first(static_cast<std::size_t>(std::min<std::uint64_t>(here.size(), end - at)));
+        here = here.first(static_cast<std::size_t>(std::min<std::uint64_t>(here.size(), search_end - at)));
         for (const std::byte b : here) {
             ++at;
             // Kept on purpose: a byte that ends a match does not begin one.
@@ -181,7 +185,7 @@ std::optional<EmbeddedPicture> wav_find_picture(FileWindow& file) {
 std::optional<EmbeddedPicture> wma_find_picture(FileWindow& file) {
     const auto low = little_endian_at(file, kHeaderSizeAt, 4), high = little_endian_at(file, kHeaderSizeAt + 4, 4);
     if (!low || !high) return std::nullopt;
-    const std::uint64_t end = std::min(file.size(), std::uint64_t{*high} << 32 | *low);
+    const std::uint64_t end = std::min(kMaxSearch, std::uint64_t{*high} << 32 | *low);
     constexpr int kMostNames = 64;  // each is looked at through windows of its own
     std::uint64_t from = 0;
     for (int names = 0; names < kMostNames; ++names) {

@@ -85,7 +85,7 @@ boolean JpegDecoder::State::fill(j_decompress_ptr info) {
     State& state = of(info->client_data);
     const Bytes bytes = state.file.from(state.offset);
     // The library would be content with an end that it makes up itself, and with a picture that is grey from there on.
-    if (bytes.empty()) jump_back(reinterpret_cast<j_common_ptr>(info));
+    if (bytes.empty() || state.offset > kMaxSourceBytes) jump_back(reinterpret_cast<j_common_ptr>(info));
     state.offset += bytes.size();
     state.source.next_input_byte = reinterpret_cast<const JOCTET*>(bytes.data());
     state.source.bytes_in_buffer = bytes.size();

@@ -10,10 +10,12 @@
 #include "meta/file_window.h"
 #include "meta/scale.h"
 
-// What a source picture may take: pixels, memory of a progressive one (which is decoded as a whole), and its scans.
+// What a source picture may take: pixels, memory of a progressive one (which is decoded as a whole), its scans, and
+// bytes: five a pixel, several times what the finest of cameras writes.
 constexpr std::int64_t kMaxSourcePixels = 100'000'000;
 constexpr long kMaxProgressiveBytes = 256L * 1024 * 1024;
 constexpr int kMaxScans = 100;
+constexpr std::uint64_t kMaxSourceBytes = 5 * kMaxSourcePixels;
 
 // Decodes line by line to RGB; grey lines are widened. A file that ends before its picture does is an error, not a
 // picture with a grey rest.

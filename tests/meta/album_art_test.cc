@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "core/process.h"
 #include "support/asf_builder.h"
 #include "support/handler_call.h"
@@ -71,6 +73,20 @@ TEST_F(AlbumArt, IsTheFirstJfifPictureOfAnMp3) {
     EXPECT_EQ(picture("PIC" + big_endian_bytes(30, 3) + "\xFF" + kJpeg), none);
     EXPECT_EQ(picture("APIC"), none);
     EXPECT_EQ(picture("APIC" + big_endian_bytes(5, 4) + "\0\0\0\0"s + kJpeg), none);
+}
+
+// In files larger than anybody could read through.
+TEST_F(AlbumArt, IsLookedForInTheFirstPartOfAFile) {
+    using Find = decltype(&mp3_find_picture);
+    for (const auto& [find, content] : {std::pair<Find, std::string>{mp3_find_picture, "no letters"},
+                                        {mp3_find_picture, "APIC\xFF\xFF\xFF\xFF"},
+                                        {wma_find_picture, std::string(24, '\x7F')}}) {
+        const std::string path = scratch_.write("a", content);
+        std::filesystem::resize_file(path, 400'000'000'000);
+        const File file = file_open_regular(path);
+        FileWindow window{file, 400'000'000'000};
+        EXPECT_FALSE(find(window));
+    }
 }
 
 TEST_F(AlbumArt, EndsTheConnectionWhereTheFileEndsEarly) {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <filesystem>
+
 #include "support/jpeg_builder.h"
 #include "support/scratch.h"
 
@@ -144,6 +146,14 @@ TEST(JpegFindSize, StopsAtTheFirstFrame) {
         EXPECT_EQ(size.width, row.width) << row.bytes;
         EXPECT_EQ(size.height, row.height) << row.bytes;
     }
+}
+
+// In files larger than anybody could read through.
+TEST(JpegFindSize, LooksThroughTheFirstPartOfAFile) {
+    const ScratchDirectory scratch;
+    const std::string path = scratch.write("a.jpg", "\xFF\xD8");
+    std::filesystem::resize_file(path, 400'000'000'000);
+    EXPECT_EQ(exif_read_info(path).width, 0);
 }
 
 }  // namespace
