@@ -1,6 +1,8 @@
 #include "core/file.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,6 +32,11 @@ std::optional<FileStatus> file_status_at(int directory_fd, const char* name) {
     struct stat raw {};
     if (fstatat(directory_fd, name, &raw, 0) != 0) return std::nullopt;
     return file_status_of(raw);
+}
+
+bool file_is_link_at(int directory_fd, const char* name) {
+    struct stat raw {};
+    return fstatat(directory_fd, name, &raw, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(raw.st_mode);
 }
 
 bool File::close() {
@@ -110,6 +117,11 @@ void Directory::open(int parent_fd, const char* name) {
 
 int Directory::fd() const {
     return stream_ != nullptr ? dirfd(stream_) : -1;
+}
+
+bool Directory::is_kernel_view() const {
+    struct statfs system {};
+    return fstatfs(fd(), &system) == 0 && (system.f_type == PROC_SUPER_MAGIC || system.f_type == SYSFS_MAGIC);
 }
 
 const char* Directory::next() {

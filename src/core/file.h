@@ -28,6 +28,8 @@ FileStatus file_status_of(const struct stat& raw);
 std::optional<FileStatus> file_status(const std::string& path);
 // The same for a name within an open directory.
 std::optional<FileStatus> file_status_at(int directory_fd, const char* name);
+// Whether the name itself is a symbolic link.
+bool file_is_link_at(int directory_fd, const char* name);
 
 class File {
 public:
@@ -73,6 +75,8 @@ public:
     enum class Failure { none, enter, list };
     Failure failure() const { return failure_; }
     int fd() const;
+    // Whether it is the kernel's account of the machine (procfs, sysfs): no media, and ways to everywhere.
+    bool is_kernel_view() const;
     // The next entry's name, valid until the next call; null at the end. "." and ".." are left out.
     const char* next();
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include "core/log.h"
@@ -36,6 +38,7 @@ struct Folder {
     FileStatus status;
     int parent_fd;
     const char* name;
+    bool linked = false;  // by a symbolic link
 };
 
 class TreeWalk {
@@ -46,7 +49,7 @@ public:
     // Takes a directory as part of the current path; false when it is there already.
     bool pass_through(const std::string& path) {
         const auto status = file_status(path);
-        if (status && is_open(path, *status)) return false;
+        if (status && is_open(*status)) return refuse(path);
         if (status) open_.push_back(*status);
         return true;
     }
@@ -64,7 +67,13 @@ private:
             log_message(LOG_INFO, LOG_DB, "do not descend further\n");
             return;
         }
-        if (!running_.running() || is_open(folder.path, folder.status)) return;
+        if (!running_.running()) return;
+        const std::pair identity{folder.status.device, folder.status.inode};
+        const bool again = folder.linked && entered_.contains(identity);
+        if (is_open(folder.status) || (again && seen_again_)) {
+            refuse(folder.path);
+            return;
+        }
         Directory directory{folder.parent_fd, folder.name};
         if (directory.failure() != Directory::Failure::none) {
             const bool entered = directory.failure() == Directory::Failure::list;
@@ -73,12 +82,15 @@ private:
         }
         log_message(LOG_INFO, LOG_DB, "scanning %s\n", path);
         // Every path that begins so, whatever follows: kept on purpose.
-        if (folder.path.starts_with("/proc")) {
-            log_message(LOG_INFO, LOG_DB, "do not descend into %s\n", path);
+        if (folder.path.starts_with("/proc") || directory.is_kernel_view()) {
+            refuse(folder.path);
             return;
         }
+        entered_.insert(identity);
         open_.push_back(folder.status);
+        const bool seen_again_above = std::exchange(seen_again_, seen_again_ || again);
         scan_entries(folder.path, depth, directory);
+        seen_again_ = seen_again_above;
         open_.pop_back();
     }
 
@@ -103,7 +115,11 @@ private:
             if (entry_path.size() > kPathBytes) {
                 log_message(LOG_PROBLEM, LOG_DB, "path is too long, skipped: %s\n", entry_path.c_str());
             } else if (status->directory) {
-                scan_folder({.path = entry_path, .status = *status, .parent_fd = directory.fd(), .name = name},
+                scan_folder({.path = entry_path,
+                             .status = *status,
+                             .parent_fd = directory.fd(),
+                             .name = name,
+                             .linked = file_is_link_at(directory.fd(), name)},
                             depth + 1);
             } else if (is_playlist(entry_path)) {
                 playlists_.push_back({.path = entry_path, .restriction = restriction_});
@@ -114,11 +130,14 @@ private:
     }
 
     // Whether a directory lies on the current path: a link led back to it.
-    bool is_open(const std::string& path, const FileStatus& status) const {
-        const bool found = std::ranges::any_of(
+    bool is_open(const FileStatus& status) const {
+        return std::ranges::any_of(
             open_, [&](const FileStatus& one) { return one.device == status.device && one.inode == status.inode; });
-        if (found) log_message(LOG_INFO, LOG_DB, "do not descend into %s\n", path.c_str());
-        return found;
+    }
+
+    static bool refuse(const std::string& path) {
+        log_message(LOG_INFO, LOG_DB, "do not descend into %s\n", path.c_str());
+        return false;
     }
 
     const RunningFlag& running_;
@@ -127,6 +146,11 @@ private:
     const std::shared_ptr<const SettingList> ignored_ = settings_list(Setting::ignoredir);
     const std::shared_ptr<const SettingList> compilations_ = settings_list(Setting::compilationsdir);
     std::vector<FileStatus> open_;  // the directories on the current path, from the top
+    // An album that is linked from several places is listed in all of them, whichever way is found first: so a link is
+    // followed even to a directory that was entered before. Below such a one, though, links lead only to what was never
+    // entered; otherwise a few directories with links to each other would be walked in every order there is.
+    std::set<std::pair<dev_t, ino_t>> entered_;
+    bool seen_again_ = false;  // the current path leads through a link to a directory that was entered before
 };
 
 }  // namespace

@@ -20,7 +20,8 @@ struct FoundPlaylist {
 using FoundPlaylists = std::vector<FoundPlaylist>;
 
 // At most 21 levels. Returns within milliseconds once the flag stops running. What cannot be entered, listed or looked
-// at is logged and left out; a symbolic link to a directory on the current path is not followed.
+// at is logged and left out, as are procfs and sysfs. A symbolic link to a directory is followed unless that lies on
+// the current path; below a directory that was entered before, only to what was not, so that the walk comes to an end.
 void scan_directory(const std::string& path, const RunningFlag& running, ScanRestriction restriction,
                     FoundPlaylists& playlists);
 // The target's directory. The directories between it and its content directory count as its current path.

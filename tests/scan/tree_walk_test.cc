@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "core/log.h"
 #include "core/str.h"
@@ -109,6 +111,26 @@ TEST_F(TreeWalk, LinksThatLeadBackAreNotFollowed) {
     EXPECT_TRUE(logged("do not descend into "s + (content_ / "band/disc/up")));
 }
 
+TEST_F(TreeWalk, DirectoriesThatLinkToEachOtherAreWalkedToAnEnd) {
+    std::vector<std::string> linked;
+    for (const char from : "0123456789"s) {
+        const std::string directory = "d"s + from + "/";
+        content_.write(directory + "a.mp3", track("t"));
+        for (const char to : "0123456789"s) {
+            if (to == from) continue;
+            linked.push_back(directory + to);
+            fs::create_directory_symlink("../d"s + to, content_ / linked.back());
+        }
+    }
+    scan(content_.path());
+    // Each is listed wherever a link leads to it, whatever order the directories come in.
+    for (const std::string& directory : linked) EXPECT_TRUE(known(directory + "/a.mp3")) << directory;
+    const int listed = db_count_all_tracks();
+    EXPECT_LE(listed, 200);
+    scan(content_.path());
+    EXPECT_EQ(db_count_all_tracks(), listed);
+}
+
 TEST_F(TreeWalk, ARequestedDirectoryBehindALoopIsNotEntered) {
     content_.write("band/a.mp3", track("t"));
     fs::create_directory_symlink("..", content_ / "band/up");
@@ -131,6 +153,9 @@ TEST_F(TreeWalk, ProcIsNotRead) {
     EXPECT_TRUE(logged("DB:do not descend into /proc\n"));
     EXPECT_TRUE(logged("DB:do not descend into /proc/self\n"));
     EXPECT_FALSE(logged("scanning /proc/self/"));
+    // Nor under another name.
+    EXPECT_TRUE(Directory{"/proc/self"}.is_kernel_view());
+    EXPECT_FALSE(Directory{content_.path()}.is_kernel_view());
 }
 
 }  // namespace
