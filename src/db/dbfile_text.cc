@@ -76,9 +76,10 @@ void read_field(std::string_view line, DbRecord& record) {
         return;
     }
     if (str_starts_nocase(line, kClass)) {
-        const auto item_class = dbfile_class_of(value);
-        if (item_class) item.media_class = *item_class;
-        record.has_class = record.has_class || item_class.has_value();
+        const auto item_class = record.has_class ? std::nullopt : dbfile_class_of(value);
+        if (!item_class) return;
+        item.media_class = *item_class;
+        record.has_class = true;
         return;
     }
     for (const TextField& field : kTexts) {

@@ -40,12 +40,13 @@ TEST(DbLines, EndAtControlBytesAndAtTheirLimit) {
 
 TEST(DbRecord, IsReadFieldByField) {
     DbLines lines = lines_of(
-        "TI:first\nti:Second\nCL:object.item.videoItem.movie\ncl:nonsense\nar:A\nAR:B\nAL:\nXX:unknown\nRE:/a\nRE:/b\n"
+        "TI:first\nti:Second\nCL:nonsense\ncl:object.item.videoItem.movie\nCL:object.item.imageItem.photo\nar:A\nAR:"
+        "B\nAL:\nXX:unknown\nRE:/a\nRE:/b\n"
         "TR: 7\nSI:3221225472\nMT:1700000000\nPC:3\nPT:-1\nBI:128\nno tag\n<eoi>\nTI:next");
     const DbRecord record = dbfile_parse_record(lines);
     const NewItem& item = record.item;
     EXPECT_TRUE(record.has_class);
-    EXPECT_EQ(item.media_class, ObjectClass::movie);
+    EXPECT_EQ(item.media_class, ObjectClass::movie) << "the first that is one";
     EXPECT_EQ(item.title, "Second") << "the last title counts";
     EXPECT_EQ(item.artist, "A") << "of the others the first";
     EXPECT_EQ(item.album, "") << "empty, not missing";
