@@ -155,6 +155,7 @@ void external_thread(RunningFlag& running, const RunningFlag& first) {
 }  // namespace
 
 void dbfile_start_reader(RunningFlag& running) {
+    if (running.idle()) reading = false;  // that of an earlier start may not have come to its end
     const Text path = usable_path();
     if (!path || !file_status(*path)) return;
     if (!running.set_running()) {
