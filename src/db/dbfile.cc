@@ -18,10 +18,11 @@ namespace {
 constexpr std::int64_t kPollMs = 500;
 constexpr int kQuietSleeps = 51;
 constexpr std::int64_t kQuietSleepMs = 100;
+constexpr std::uint32_t kPlaysWaitMs = 5 * 60'000;
 constexpr std::int64_t kExternalLookMs = 5000;
 
 // While the file is being read it must not be written: what was not read yet would be gone. It stays so when the file
-// could not be read to its end.
+// could not be read to its end, or when a stop came first.
 std::atomic<bool> reading{false};
 
 // The file's path when there is one and it can be a file.
@@ -66,8 +67,6 @@ bool read_file(const std::string& path, const RunningFlag& running) {
 struct SaveMark {
     std::int32_t update_id = 0;
     std::uint32_t plays = 0;
-
-    bool behind(const SaveMark& now) const { return now.update_id > update_id || now.plays != plays; }
 };
 SaveMark current_mark() {
     StoreLock lock;
@@ -87,11 +86,12 @@ std::optional<SaveMark> wait_for_quiet(const RunningFlag& running) {
     return mark;
 }
 
-// The whole library as it is at one moment; missing when the thread is to end.
+// The whole library as it is at one moment; missing when the flag stops running or the library is gone.
 std::optional<DbText> format_library(const RunningFlag& running) {
     DbText text;
     StoreLock lock;
     const MediaStore& places = store(lock);
+    if (places.root == nullptr) return std::nullopt;  // a shutdown did not wait for us
     for (const MediaContainer* list : {places.all_tracks, places.all_pictures, places.all_videos})
         if (!dbfile_write_items(lock, list, text, running)) return std::nullopt;
     return text;
@@ -180,21 +180,33 @@ void dbfile_start_external(RunningFlag& running, const RunningFlag& first) {
 
 void dbfile_read_thread(RunningFlag& running) {
     const ClearsWhenDone done{running};
-    reading = !read_file(std::string{text_or_empty(settings_get(Setting::dbfile))}, running);
+    const bool whole = read_file(std::string{text_or_empty(settings_get(Setting::dbfile))}, running);
+    reading = !whole || !running.running();
 }
 
 void dbfile_write_thread(RunningFlag& running) {
     const ClearsWhenDone done{running};
     SaveMark written;
+    std::uint32_t written_ms = uptime_ms();
     while (sleep_while_running(running, kPollMs)) {
-        if (!written.behind(current_mark())) continue;
+        // A receiver that asks for a track in many ranges would have everything written again and again.
+        const SaveMark now = current_mark();
+        const bool plays_due = now.plays > written.plays && uptime_ms() - written_ms >= kPlaysWaitMs;
+        if (now.update_id <= written.update_id && !plays_due) continue;
         const auto mark = wait_for_quiet(running);
-        if (!mark) return;
-        written = *mark;
+        if (!mark) break;
         const Text path = usable_path();
         if (!path) return;
         save(*path, running);
+        if (!running.running()) break;
+        written = *mark;
+        written_ms = uptime_ms();
     }
+    // Nobody is served any more, so these are all the plays there are.
+    if (reading || current_mark().plays <= written.plays) return;
+    RunningFlag saving;
+    saving.set_running();
+    if (const Text path = usable_path()) save(*path, saving);
 }
 
 void dbfile_read_record(DbLines& lines) {

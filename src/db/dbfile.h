@@ -1,6 +1,7 @@
 // The persistence file keeps the library between two runs, so that a restart need not read the media again. One thread
-// reads it once at start, another rewrites it some seconds after something changed. Without the setting dbfile nothing
-// is read or written. A second file (externaldbfile), made by others, is only ever read.
+// reads it once at start, another rewrites it some seconds after something changed; for plays alone it does so after
+// five minutes at the earliest, and at the end. Without the setting dbfile nothing is read or written. A second file
+// (externaldbfile), made by others, is only ever read.
 #pragma once
 
 #include "core/thread.h"
