@@ -323,9 +323,7 @@ void run_server(int argc, const char* const* argv) {
     if (has_text(device)) static_cast<void>(get_device_address(*device));
 
     register_http_handlers();
-    db_set_event_sink([](std::int32_t update_id, std::string_view container_update_ids) {
-        gena_send_update_id_event(kAllSubscribers, update_id, container_update_ids);
-    });
+    db_set_event_sink(gena_send_update_id_event);
     register_packet_handlers();
     http_set_user_agent(kUserAgent);
     {

@@ -271,32 +271,18 @@ HandlerResult gena_unsubscribe(HttpRequest& request) {
     return http_send_text(request, 200, "text/xml; charset=\"UTF-8\"", {});
 }
 
-void gena_notify(int slot_or_all, unsigned service, std::string_view body) {
-    const auto shared = std::make_shared<const std::string>(body);
+void gena_send_update_id_event(std::int32_t system_update_id, std::string_view container_update_ids) {
+    if (!is_enabled()) return;
+    const auto body = std::make_shared<const std::string>(gena_update_id_body(system_update_id, container_update_ids));
+    log_update_id_event(*body);
     SubscriberTable& all = table();
     std::scoped_lock lock{all.mutex};
     if (!all.enabled) return;
+    all.last_update_id = system_update_id;
     for (int slot = 0; slot < kSubscriberSlots; ++slot) {
         const Subscriber& subscriber = all.slots[static_cast<std::size_t>(slot)];
-        const bool meant = slot_or_all == kAllSubscribers ? (subscriber.services & service) != 0 && subscriber.greeted
-                                                          : slot == slot_or_all;
-        if (subscriber.used() && meant) enqueue(all, slot, shared);
+        if (subscriber.greeted && (subscriber.services & kContentDirectoryEvents) != 0) enqueue(all, slot, body);
     }
-}
-
-void gena_send_update_id_event(int slot_or_all, std::int32_t system_update_id, std::string_view container_update_ids) {
-    if (!is_enabled()) return;
-    const std::string body = gena_update_id_body(system_update_id, container_update_ids);
-    log_update_id_event(body);
-    if (slot_or_all == kAllSubscribers) {
-        std::scoped_lock lock{table().mutex};
-        table().last_update_id = system_update_id;
-    }
-    gena_notify(slot_or_all, kContentDirectoryEvents, body);
-}
-
-void gena_send_cm_event(int slot_or_all, std::string_view source, std::string_view sink) {
-    gena_notify(slot_or_all, kConnectionManagerEvents, gena_cm_body(source, sink));
 }
 
 void gena_start_ticker(RunningFlag& running) {

@@ -10,7 +10,6 @@
 #include "http/request.h"
 
 constexpr int kSubscriberSlots = 20;
-constexpr int kAllSubscribers = -1;
 
 // Empties the table and switches eventing on. While it is off nothing is subscribed, renewed, removed or sent.
 void gena_init();
@@ -20,11 +19,9 @@ void gena_shutdown();
 HandlerResult gena_subscribe(HttpRequest& request);
 HandlerResult gena_unsubscribe(HttpRequest& request);
 
-// Sends the body to one slot, or to every subscriber of the service that has had its first events. A delivery that
-// fails is silent: the subscriber stays, its event key goes on.
-void gena_notify(int slot_or_all, unsigned service, std::string_view body);
-void gena_send_update_id_event(int slot_or_all, std::int32_t system_update_id, std::string_view container_update_ids);
-void gena_send_cm_event(int slot_or_all, std::string_view source, std::string_view sink);
+// Tells every subscriber of the content that has had its first events. A delivery that fails is silent: the subscriber
+// stays, its event key goes on.
+void gena_send_update_id_event(std::int32_t system_update_id, std::string_view container_update_ids);
 
 // Looks every two seconds whether the content has changed.
 void gena_start_ticker(RunningFlag& running);
