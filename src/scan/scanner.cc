@@ -45,11 +45,6 @@ void publish_seconds(std::int64_t periods) {
         static_cast<std::int32_t>(std::clamp<std::int64_t>(periods * kPeriodSeconds, 0, kLargest));
 }
 
-void publish_scanning(bool scanning) {
-    std::scoped_lock lock{state().mutex};
-    state().status.scanning = scanning;
-}
-
 // The playlists come last of all: they may name files of any directory.
 void scan_targets(const std::vector<ScanTarget>& targets, const RunningFlag& running) {
     FoundPlaylists playlists;
@@ -60,6 +55,23 @@ void scan_targets(const std::vector<ScanTarget>& targets, const RunningFlag& run
         if (i + 1 == targets.size()) scan_playlists(playlists, running);
         log_message(LOG_INFO, LOG_DB, "DB scan on %s completed\n", text);
     }
+}
+
+// Over the requested directory, or over all content directories; the request is done with at the end.
+void run_pass(const std::optional<RescanRequest>& request, const RunningFlag& running) {
+    {
+        std::scoped_lock lock{state().mutex};
+        state().status.scanning = true;
+    }
+    db_begin_scan_pass();
+    if (request && request->target) {
+        scan_targets({*request->target}, running);
+    } else {
+        scan_targets(content_directories(), running);
+    }
+    std::scoped_lock lock{state().mutex};
+    state().status.scanning = false;
+    if (request) state().request.reset();
 }
 
 // Whole seconds since a value of uptime_ms, across its wrap.
@@ -118,9 +130,7 @@ void scan_thread(RunningFlag& running, const RunningFlag* watched) {
 
     // The first pass is always over everything; a request that came before it follows at once.
     std::uint32_t start_ms = uptime_ms();
-    publish_scanning(true);
-    scan_targets(content_directories(), running);
-    publish_scanning(false);
+    run_pass({}, running);
     std::int64_t elapsed = seconds_since(start_ms);
 
     while (running.running()) {
@@ -150,16 +160,7 @@ void scan_all(const RunningFlag& running) {
     std::optional<RescanRequest> request;
     {
         std::scoped_lock lock{state().mutex};
-        state().status.scanning = true;
         request = state().request;
     }
-    db_begin_scan_pass();
-    if (request && request->target) {
-        scan_targets({*request->target}, running);
-    } else {
-        scan_targets(content_directories(), running);
-    }
-    std::scoped_lock lock{state().mutex};
-    state().status.scanning = false;
-    if (request) state().request.reset();
+    run_pass(request, running);
 }
