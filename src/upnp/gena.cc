@@ -113,16 +113,29 @@ void empty_outbox(int slot, std::uint32_t sid) {
     --table().senders;
 }
 
+// Under the table's lock: sees to it that somebody empties the outbox. Where there is no thread to be had the ticker
+// tries again.
+void start_sender(SubscriberTable& all, int slot) {
+    Subscriber& subscriber = all.slots[static_cast<std::size_t>(slot)];
+    if (subscriber.outbox.empty() || subscriber.sending || all.senders >= kMostSenders) return;
+    const std::uint32_t sid = subscriber.sid;
+    subscriber.sending = thread_start_detached([slot, sid] { empty_outbox(slot, sid); });
+    if (subscriber.sending) ++all.senders;
+}
+
+void start_waiting_senders() {
+    SubscriberTable& all = table();
+    std::scoped_lock lock{all.mutex};
+    for (int slot = 0; slot < kSubscriberSlots; ++slot) start_sender(all, slot);
+}
+
 // Under the table's lock.
 void enqueue(SubscriberTable& all, int slot, std::shared_ptr<const std::string> body) {
     Subscriber& subscriber = all.slots[static_cast<std::size_t>(slot)];
     subscriber.outbox.push_back({.body = std::move(body), .seq = subscriber.seq});
     subscriber.seq = subscriber.seq == std::numeric_limits<std::int32_t>::max() ? 1 : subscriber.seq + 1;
     if (subscriber.outbox.size() > kMostWaiting) subscriber.outbox.pop_front();
-    if (subscriber.sending || all.senders >= kMostSenders) return;
-    const std::uint32_t sid = subscriber.sid;
-    subscriber.sending = thread_start_detached([slot, sid] { empty_outbox(slot, sid); });
-    if (subscriber.sending) ++all.senders;
+    start_sender(all, slot);
 }
 
 void enqueue(SubscriberTable& all, int slot, std::string body) {
@@ -289,7 +302,10 @@ void gena_start_ticker(RunningFlag& running) {
     if (!running.set_running()) return;
     const bool started = thread_start_detached([&running] {
         const ClearsWhenDone done{running};
-        while (sleep_while_running(running, kTickMs)) db_event_pass();
+        while (sleep_while_running(running, kTickMs)) {
+            db_event_pass();
+            start_waiting_senders();
+        }
     });
     if (!started) running.clear();
 }

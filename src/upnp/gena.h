@@ -23,5 +23,5 @@ HandlerResult gena_unsubscribe(HttpRequest& request);
 // stays, its event key goes on.
 void gena_send_update_id_event(std::int32_t system_update_id, std::string_view container_update_ids);
 
-// Looks every two seconds whether the content has changed.
+// Looks every two seconds whether the content has changed, and whether an event waits that no thread was left for.
 void gena_start_ticker(RunningFlag& running);

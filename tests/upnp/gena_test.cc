@@ -1,6 +1,7 @@
 #include "upnp/gena.h"
 
 #include <gmock/gmock.h>
+#include <sys/socket.h>
 
 #include <string>
 #include <vector>
@@ -130,6 +131,61 @@ TEST_F(Gena, SubscribesRenewsAndUnsubscribes) {
     EXPECT_THAT(reply_to(gena_unsubscribe, sid), StartsWith("HTTP/1.1 200 OK\r\n"));
     for (const std::string& lines : {sid, std::string{"CALLBACK: nothing\r\n"}})
         EXPECT_THAT(reply_to(gena_subscribe, lines), StartsWith("HTTP/1.1 412 Precondition Failed\r\n")) << lines;
+}
+
+// Takes connections without reading from them, so that a large event waits for it.
+class NeverReads {
+public:
+    NeverReads() : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
+        const int least = 1;
+        setsockopt(listener_.fd(), SOL_SOCKET, SO_RCVBUF, &least, sizeof least);
+        sockaddr_in address = ipv4_endpoint(ipv4_parse("127.0.0.1"), 0);
+        socklen_t size = sizeof address;
+        bind(listener_.fd(), reinterpret_cast<sockaddr*>(&address), size);
+        listen(listener_.fd(), 64);
+        getsockname(listener_.fd(), reinterpret_cast<sockaddr*>(&address), &size);
+        callback_ = "CALLBACK: <http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/>\r\n";
+    }
+    const std::string& callback() const { return callback_; }
+    std::vector<Socket> take(std::size_t count) const {
+        std::vector<Socket> taken;
+        while (taken.size() < count && socket_wait_readable(listener_.fd(), 10'000))
+            taken.emplace_back(accept(listener_.fd(), nullptr, nullptr));
+        return taken;
+    }
+
+private:
+    Socket listener_;
+    std::string callback_;
+};
+
+TEST_F(Gena, AnEventThatFoundNoThreadGoesOutWhenThereIsOneAgain) {
+    const std::string large(4 << 20, '1');
+    const NeverReads dead;
+    const ScriptedServer living{"HTTP/1.1 200 OK\r\n\r\n"};
+    std::vector<std::vector<Socket>> held;
+    for (int round = 1; round <= 3; ++round) {
+        for (int slot = 0; slot < kSubscriberSlots; ++slot) reply_to(gena_subscribe, dead.callback());
+        dead.take(kSubscriberSlots);
+        gena_send_update_id_event(round, large);
+        held.push_back(dead.take(kSubscriberSlots));
+        gena_init();  // the subscribers go, the threads that send to them stay
+    }
+    // In the highest slot, told last: the four before it take what is left of 64 threads.
+    reply_to(gena_subscribe, "CALLBACK: <" + living.url() + ">\r\n");
+    ASSERT_TRUE(holds_within(10'000, [&] { return living.connections() == 1; }));
+    for (int others = 0; others < 4; ++others) {
+        reply_to(gena_subscribe, dead.callback());
+        dead.take(1);
+    }
+    gena_send_update_id_event(4, large);
+    held.clear();
+    db_destroy();  // the ticker is to find no changes: update ids go on in other tests
+    RunningFlag ticker;
+    gena_start_ticker(ticker);
+    EXPECT_TRUE(holds_within(10'000, [&] { return living.connections() == 2; }));
+    ticker.ask_to_stop();
+    EXPECT_TRUE(holds_within(10'000, [&] { return ticker.idle(); }));
 }
 
 }  // namespace
