@@ -1,5 +1,6 @@
 """Control points and players that nobody here wrote, where they are installed."""
 
+import contextlib
 import importlib.util
 import json
 import os
@@ -11,6 +12,8 @@ import subprocess
 
 import pytest
 
+import music
+import wire
 from daemon import wait_until
 
 HERE = pathlib.Path(__file__).parent
@@ -35,11 +38,11 @@ def test_gupnp_reads_the_services_and_browses_to_a_track(server, receiver, netwo
     assert fetched == path.read_bytes()
 
 
-@pytest.fixture
-def mpd(network, tmp_path):
-    """MPD on the receiver's host, with its UPnP database and a null output; yields a function that sends a command."""
+@contextlib.contextmanager
+def run_mpd(network, tmp_path, database):
+    """MPD on the receiver's host, with that database and a null output; gives a function that sends a command."""
     settings = tmp_path / "mpd.conf"
-    settings.write_text(f'database {{\nplugin "upnp"\ninterface "{network.receiver.interface}"\n}}\n'
+    settings.write_text(f'{database}\n'
                         'input {\nplugin "curl"\n}\naudio_output {\ntype "null"\nname "null"\nsync "no"\n}\n'
                         f'bind_to_address "{tmp_path}/mpd.socket"\nlog_file "{tmp_path}/mpd.log"\n')
     with open(tmp_path / "output", "wb") as output:
@@ -85,6 +88,13 @@ def mpd(network, tmp_path):
             player.wait()
 
 
+@pytest.fixture
+def mpd(network, tmp_path):
+    database = f'database {{\nplugin "upnp"\ninterface "{network.receiver.interface}"\n}}'
+    with run_mpd(network, tmp_path, database) as command:
+        yield command
+
+
 @needs("mpd")
 def test_mpd_lists_the_artists_and_plays_a_track(server, receiver, mpd):
     name = "Test &amp; Server"  # what the description says, escaped twice as it is
@@ -99,6 +109,29 @@ def test_mpd_lists_the_artists_and_plays_a_track(server, receiver, mpd):
     wait_until(lambda: "\t" in receiver.get("/rpc?playing").body.decode(), "the server lists what is playing")
     wait_until(lambda: "state: stop" in mpd("status"), "six tracks are played to the end")
     assert "error" not in "".join(mpd("status"))
+
+
+@needs("mpd")
+def test_a_playlist_that_mpd_saved(network, start_daemon, tmp_path):
+    folder = tmp_path / "music"
+    for title in ("One", "Two", "Three"):
+        music.write(folder / "Some Artist" / f"{title}.mp3", music.mp3(title))
+    (folder / "lists").mkdir()
+    server = start_daemon(network.server, folder, port=9045, settings={"httpport": 9045, "scantime": 0})
+    server.wait_until_up()
+    server.wait_for_scan()
+    with run_mpd(network, tmp_path, f'music_directory "{folder}"\nplaylist_directory "{folder}/lists"\n'
+                 f'database {{\nplugin "simple"\npath "{tmp_path}/mpd.db"\n}}') as mpd:
+        for title in ("Two", "One"):
+            song = f"Some Artist/{title}.mp3"
+            wait_until(lambda: f"file: {song}" in mpd("listall"), "mpd has read the folder")
+            assert mpd(f'add "{song}"') == []
+        assert mpd('save "By MPD"') == []
+    server.rescan()
+    client = server.client(network.receiver)
+    listed = client.browse(client.child("0", "Music", "Playlists", "By MPD").id)
+    assert sorted((entry.text(wire.UPNP + "originalTrackNumber"), entry.title) for entry in listed) == [("1", "Two"),
+                                                                                                       ("2", "One")]
 
 
 @needs("cvlc")
