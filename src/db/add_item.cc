@@ -85,13 +85,17 @@ Text kept(const Text& text) {
     return text ? Text{text_without_forbidden_controls(*text)} : Text{};
 }
 
+// Made from the path where there is no title.
+std::string clean_title(std::string_view wanted, std::string_view path) {
+    std::string title = text_clean(wanted);
+    if (title.empty()) title = title_from_path(path);
+    return settings_get_bool(Setting::adaptcase) ? adapt_case(title) : title;
+}
+
 CleanTexts clean(const NewItem& wanted) {
-    std::string title = text_clean(text_or_empty(wanted.title));
-    if (title.empty()) title = title_from_path(*wanted.path);
-    if (settings_get_bool(Setting::adaptcase)) title = adapt_case(title);
     const bool audio =
         wanted.media_class == ObjectClass::music_track || wanted.media_class == ObjectClass::audio_broadcast;
-    return {.title = std::move(title),
+    return {.title = clean_title(text_or_empty(wanted.title), *wanted.path),
             .relative_path = view_relative_path(*wanted.path),
             .artist = cleaned(wanted.artist),
             .album = audio ? cleaned(wanted.album) : kept(wanted.album),
@@ -212,6 +216,30 @@ AddResult db_add_item(const NewItem& wanted) {
     if (MediaItem* const added = db_find_in_type(lock, *wanted.path, wanted.media_class))
         take_places(lock, *added, former);
     return result;
+}
+
+bool db_is_titled_by_file(std::string_view path) {
+    const std::string title = clean_title({}, path);
+    StoreLock lock;
+    const MediaItem* const item = db_find_in_type(lock, path, ObjectClass::music_track);
+    return item != nullptr && item->title.view() == title;
+}
+
+void db_retitle_track(const std::string& path, std::string_view title) {
+    CleanTexts texts;
+    texts.title = clean_title(title, path);
+    texts.relative_path = view_relative_path(path);
+    StoreLock lock;
+    MediaItem* const present = db_find_in_type(lock, path, ObjectClass::music_track);
+    if (present == nullptr || present->title.view() == texts.title) return;
+    const FormerPlaces former = places_of(lock, *present);
+    MediaItem retitled = *present;
+    retitled.title = SharedText{texts.title};
+    static_cast<MediaObject&>(retitled) = MediaItem{};  // takes no links from the tree along
+    retitled.first_reference = kNoObject;
+    tree_remove_item(lock, *present);
+    link(lock, std::move(retitled), texts);
+    take_places(lock, *db_find_in_type(lock, path, ObjectClass::music_track), former);
 }
 
 void db_set_bitrate(std::string_view path, ObjectClass media_class, std::int32_t kilobits_per_second) {

@@ -16,6 +16,7 @@
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/settings.h"
+#include "core/str.h"
 #include "core/text_clean.h"
 #include "db/add_item.h"
 #include "db/imported_playlists.h"
@@ -57,6 +58,13 @@ std::string title_of(const FoundEntry& entry) {
     if (!entry.title->empty()) return *entry.title;
     std::string name = title_from_path(entry.place.path);
     return name.empty() ? entry.place.path : name;
+}
+
+// Playlists come behind all other files of a scan, so a file that they name is mostly known when its title is.
+void retitle(const FoundEntry& entry) {
+    const std::string& path = entry.place.path;
+    if (entry.title->empty() || !str_equal_nocase(path_extension(path), "mp3") || !db_is_titled_by_file(path)) return;
+    if (!has_text(mp3_read_tags(path).title)) db_retitle_track(path, *entry.title);
 }
 
 // Whatever its type, the file is read as an MP3 file: it is one, or nothing else has claimed it.
@@ -160,6 +168,7 @@ private:
 
     // False when the store refuses it.
     bool add_item(const FoundEntry& entry, std::int32_t track) const {
+        retitle(entry);
         NewItem item = item_of(entry);
         item.playlist = name_;
         item.track = track;

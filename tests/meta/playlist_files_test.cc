@@ -46,6 +46,22 @@ TEST_F(Playlists, M3uTitlesComeFromTagsThenFromTheList) {
     EXPECT_EQ(entries("Unknown"), (Strings{"1 From the list"}));
 }
 
+TEST_F(Playlists, AKnownFileWithoutATitleTakesTheLists) {
+    const std::string c = music_ / "c.mp3";
+    db_add_item({.title = "a", .path = music_ / "a.mp3"});
+    db_add_item({.artist = "Artist", .path = c, .compilation = 1, .modified = 2'000'000'000, .play_count = 7});
+    m3u_import(music_.write("first.m3u", "b.mp3\nc.mp3\n"));
+    m3u_import(music_.write("l.m3u", "#EXTINF:1,Song\na.mp3\nc.mp3\n"));
+    EXPECT_EQ(entries("l"), (Strings{"1 a", "2 Song"})) << "the tag of a has a title";
+    EXPECT_EQ(entries("first"), (Strings{"1 b", "2 Song"}));
+    StoreLock lock;
+    const MediaItem& item = *db_find_in_type(lock, c, ObjectClass::music_track);
+    EXPECT_EQ(item.artist.view(), "Artist");
+    EXPECT_EQ(item.playlist.view(), "first");
+    EXPECT_EQ(item.compilation + item.play_count, 1 + 7);
+    EXPECT_EQ(item.modified, 2'000'000'000);
+}
+
 TEST_F(Playlists, KnownItemsJoinAsTheyAre) {
     db_add_item({.title = "Known", .path = music_ / "a.mp3", .track = 9, .modified = 2'000'000'000});
     pls_import(music_.write("l.pls", "File1=b.mp3\nFile2=a.mp3\nFile3=http://radio.example:8000/\n"), "Given name");

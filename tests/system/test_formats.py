@@ -173,6 +173,13 @@ def test_changed_and_removed_playlists(network, start_daemon, tmp_path):
     server.rescan()
     assert lists() == {"new": ["B"]}
     assert len(client.tracks()) == 3
+    # The title of a list is for files without one in their tags, also for those that are in the library already.
+    for name in ("n1", "n2"):
+        music.write(folder / f"{name}.mp3", music.mp3())
+    music.write(folder / "titled.m3u", b"#EXTM3U\n#EXTINF:123,Artist - Song\nn1.mp3\nn2.mp3\na.mp3\n")
+    server.rescan()
+    assert lists()["titled"] == ["A", "Artist - Song", "Artist - Song"]
+    assert sorted(track.title for track in client.tracks()) == ["A", "Artist - Song", "Artist - Song", "B", "C"]
 
 
 def wide(text):
