@@ -14,6 +14,7 @@ struct Subject {
     const MediaItem* item;
     bool is_reference;
     std::int32_t track;
+    const ItemFits* known = nullptr;
 };
 
 // Room for the digits of the numbers among the properties.
@@ -116,7 +117,14 @@ bool fits_text(SearchOperator op, std::string_view value, std::string_view wante
     }
 }
 
+// Whether an item and all its references have the same value.
+bool is_of_item(SearchProperty property) {
+    return property != SearchProperty::id && property != SearchProperty::reference_id &&
+           property != SearchProperty::track_number;
+}
+
 bool fits(const SearchRelation& relation, const Subject& subject) {
+    if (subject.known != nullptr && is_of_item(relation.property)) return subject.known->test(relation.number);
     Digits digits{};
     Value value = value_of(subject, relation.property, digits);
     if (relation.op == SearchOperator::exists) return value.has_value() == (relation.value == "true");
@@ -149,14 +157,42 @@ bool fits(const SearchGroup& group, const Subject& subject) {
     });
 }
 
-}  // namespace
+void find_fits(const SearchGroup& group, const Subject& subject, ItemFits& found) {
+    for (const std::vector<SearchTerm>& all_of : group.any_of) {
+        for (const SearchTerm& term : all_of) {
+            if (const auto* const nested = std::get_if<SearchGroup>(&term.what)) find_fits(*nested, subject, found);
+            const auto* const relation = std::get_if<SearchRelation>(&term.what);
+            if (relation != nullptr && is_of_item(relation->property))
+                found.set(relation->number, fits(*relation, subject));
+        }
+    }
+}
 
-bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object) {
+Subject subject_of(const StoreLock& lock, const MediaObject& object) {
     const MediaItem* const item = item_of(lock, &object);
     const ItemReference* const reference = as_reference(&object);
     const std::int32_t own_track = reference != nullptr ? reference->sort_key : 0;
     const std::int32_t track = own_track >= 1 || item == nullptr ? own_track : item->track;
-    return fits(criteria.top, Subject{lock, &object, item, reference != nullptr, track});
+    return {lock, &object, item, reference != nullptr, track};
+}
+
+}  // namespace
+
+bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object) {
+    return fits(criteria.top, subject_of(lock, object));
+}
+
+ItemFits search_item_fits(const StoreLock& lock, const SearchCriteria& criteria, const MediaItem& item) {
+    ItemFits found;
+    find_fits(criteria.top, subject_of(lock, item), found);
+    return found;
+}
+
+bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object,
+                    const ItemFits& fits_of_item) {
+    Subject subject = subject_of(lock, object);
+    subject.known = &fits_of_item;
+    return fits(criteria.top, subject);
 }
 
 bool search_matches_as_reference(const StoreLock& lock, const SearchCriteria& criteria, const MediaItem& item) {

@@ -3,12 +3,21 @@
 // tell them apart.
 #pragma once
 
+#include <bitset>
 #include <string_view>
 
 #include "db/search_criteria.h"
 #include "db/tree.h"
 
 bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object);
+
+// Which relations an item fits whatever stands for it, by their numbers; those that tell references apart are left out.
+// A search that has to look at every reference finds these once an item.
+using ItemFits = std::bitset<kMaxSearchRelations>;
+ItemFits search_item_fits(const StoreLock& lock, const SearchCriteria& criteria, const MediaItem& item);
+// The same verdict as without the fits of the item behind the object.
+bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object,
+                    const ItemFits& fits);
 // The same as if a reference with no position of its own stood for the item.
 bool search_matches_as_reference(const StoreLock& lock, const SearchCriteria& criteria, const MediaItem& item);
 

@@ -188,7 +188,8 @@ private:
         criteria_.uses_id |= property->property == SearchProperty::id;
         criteria_.uses_reference_id |= property->property == SearchProperty::reference_id;
         criteria_.uses_track_number |= property->property == SearchProperty::track_number;
-        return SearchTerm{SearchRelation{property->property, op->op, std::move(value)}};
+        return SearchTerm{
+            SearchRelation{property->property, op->op, std::move(value), static_cast<std::uint8_t>(relations_ - 1)}};
     }
 
     SearchCriteria criteria_;

@@ -47,7 +47,8 @@ enum class SearchOperator : std::uint8_t {
 struct SearchRelation {
     SearchProperty property;
     SearchOperator op;
-    Text value;  // at most 1023 bytes; missing where the criteria ended
+    Text value;               // at most 1023 bytes; missing where the criteria ended
+    std::uint8_t number = 0;  // among the relations of the criteria, below kMaxSearchRelations
 };
 
 struct SearchTerm;
@@ -71,7 +72,8 @@ struct SearchCriteria {
 std::optional<SearchCriteria> search_compile(std::string_view text);
 constexpr std::size_t kMaxSearchTokens = 128;
 constexpr std::size_t kMaxSearchDepth = 64;
-constexpr std::size_t kMaxSearchRelations = 256;
+// As many as a group can have. The store is locked while a search looks at every item.
+constexpr std::size_t kMaxSearchRelations = 64;
 
 // The only id that can match, when the criteria demand one: `@id = "12"`, alone or joined by "and".
 std::optional<std::string_view> search_pinned_id(const SearchCriteria& criteria);

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <span>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "db/search.h"
@@ -107,6 +108,18 @@ ObjectIds walk_by_verdicts(const StoreLock& lock, const SearchCriteria& criteria
     });
 }
 
+// Criteria on ids fit each reference differently.
+ObjectIds walk_by_ids(const StoreLock& lock, const SearchCriteria& criteria) {
+    std::unordered_map<ObjectId, ItemFits> known;
+    return walk_all(lock, [&](const MediaObject& object) {
+        const MediaItem* const item = item_of(lock, &object);
+        if (item == nullptr) return search_matches(lock, criteria, object);
+        const auto [fits, is_new] = known.try_emplace(item->id);
+        if (is_new) fits->second = search_item_fits(lock, criteria, *item);
+        return search_matches(lock, criteria, object, fits->second);
+    });
+}
+
 // ---- few matches, put in the order of the walk
 
 // Child lists descend in ids, so the way down to each object tells which of two the walk meets first: where the ways
@@ -171,8 +184,7 @@ ObjectIds pinned_match(const StoreLock& lock, const SearchCriteria& criteria, st
 ObjectIds matches_in_walk_order(const StoreLock& lock, const SearchCriteria& criteria) {
     if (store(lock).root == nullptr || criteria.top.any_of.empty()) return {};
     if (const auto id = search_pinned_id(criteria)) return pinned_match(lock, criteria, *id);
-    if (criteria.uses_id)
-        return walk_all(lock, [&](const MediaObject& object) { return search_matches(lock, criteria, object); });
+    if (criteria.uses_id) return walk_by_ids(lock, criteria);
     const Verdicts verdicts = judge_items(lock, criteria);
     // A playlist position may match where the item's own track does not, so every reference has to be looked at.
     if (criteria.uses_track_number || verdicts.with_references * kWalkFrom > verdicts.items)
