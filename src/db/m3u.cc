@@ -9,7 +9,8 @@
 
 namespace {
 
-constexpr std::size_t kMaxBytes = 1'000'000;
+constexpr std::size_t kMaxBytes = 1'000'000;        // of one container's own tracks
+constexpr std::size_t kMaxBytesInAll = 32'000'000;  // a track stands below the music folder once for every view
 
 ObjectId read_id(std::string_view text) {
     const std::string_view digits = text.substr(0, text.find('.'));
@@ -31,12 +32,14 @@ Text m3u_container(std::string_view base_url, std::string_view container_id) {
     if (start == nullptr) return std::nullopt;
     for (const MediaContainer* at = start; at != nullptr; at = tree_next_container(lock, *at, *start)) {
         const Listing children = listing_sorted_children(lock, *at, order);
+        const std::size_t own_text = at == start ? 0 : text.length();
         for (const ObjectId child : *children) {
             const MediaItem* const item = item_of(lock, tree_object(lock, child));
             if (item == nullptr || item->object_class != ObjectClass::music_track) continue;
             text.append(base_url).append("disk/").append(std::to_string(item->id)).append(".mp3\r\n");
-            if (text.length() > kMaxBytes) return std::move(text).take();
+            if (text.length() - own_text > kMaxBytes) break;
         }
+        if (text.length() > kMaxBytesInAll) break;
     }
     return std::move(text).take();
 }
