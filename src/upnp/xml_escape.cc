@@ -86,7 +86,8 @@ std::string xml_unescape(std::string_view text) {
         if (text.empty()) break;
         const Decoded decoded = decode_entity(text);
         if (decoded.length > 0 && decoded.byte == '\0') break;
-        out.push_back(decoded.length > 0 ? decoded.byte : '&');
+        // Texts are UTF-8; a reference has eight bits of a character.
+        utf8_append(out, decoded.length > 0 ? static_cast<unsigned char>(decoded.byte) : '&');
         text.remove_prefix(std::max<std::size_t>(decoded.length, 1));
     }
     return out;

@@ -20,7 +20,7 @@ TEST(XmlEscape, DecodesOnce) {
              {"&amp;lt; &amp;amp;", "&lt; &amp;"},
              {"&AMP;&#65;&#x4a;", "&AMP;AJ"},
              {"&#321;", "A"},
-             {"&#233;", "\xE9"},
+             {"&#233;&#xE9;\xC3\xA9", "\xC3\xA9\xC3\xA9\xC3\xA9"},
              {"&#x2h;", "1"},
              {"a&#X41;b", "a"},
              {"&#0065;", "A"},
