@@ -1,5 +1,8 @@
 #include "db/play_lists.h"
 
+#include <queue>
+#include <vector>
+
 #include "core/settings.h"
 
 namespace {
@@ -24,12 +27,17 @@ void offer(const StoreLock& lock, MediaContainer& list, MediaItem& item, std::in
     }
 }
 
+// By what an item competes for a place in the list.
+std::int32_t key_in(const StoreLock& lock, const MediaContainer& list, const MediaItem& item) {
+    const MediaStore& places = store(lock);
+    return &list == places.most_played ? item.play_count
+                                       : static_cast<std::int32_t>(item.last_played - places.created_at);
+}
+
 void offer_to(const StoreLock& lock, MediaContainer* list, MediaItem& item) {
     const std::int32_t entries = settings_get_int(Setting::playlistnumentries);
     if (list == nullptr || entries == 0) return;
-    const MediaStore& places = store(lock);
-    const auto since_creation = static_cast<std::int32_t>(item.last_played - places.created_at);
-    offer(lock, *list, item, list == places.most_played ? item.play_count : since_creation, entries);
+    offer(lock, *list, item, key_in(lock, *list, item), entries);
 }
 
 }  // namespace
@@ -43,6 +51,24 @@ void play_lists_fill_if_empty(const StoreLock& lock, MediaContainer& container) 
     const MediaStore& places = store(lock);
     const bool is_list = &container == places.last_played || &container == places.most_played;
     if (!is_list || container.child_count != 0 || places.all_tracks == nullptr) return;
-    for (MediaObject& track : tree_children(lock, *places.all_tracks))
-        if (MediaItem* const item = item_of(lock, &track)) offer_to(lock, &container, *item);
+    const std::int32_t entries = settings_get_int(Setting::playlistnumentries);
+    // As if every track were offered in turn: the smallest key gives its place away, of equal ones the first in the
+    // list, which is the newest reference.
+    const auto goes_later = [](const ItemReference* a, const ItemReference* b) {
+        return a->sort_key != b->sort_key ? a->sort_key > b->sort_key : a->id < b->id;
+    };
+    std::priority_queue<ItemReference*, std::vector<ItemReference*>, decltype(goes_later)> places_taken{goes_later};
+    for (MediaObject& track : tree_children(lock, *places.all_tracks)) {
+        MediaItem* const item = item_of(lock, &track);
+        if (item == nullptr) continue;
+        const std::int32_t key = key_in(lock, container, *item);
+        if (container.child_count < entries) {
+            places_taken.push(&db_add_reference(lock, container, *item, key));
+        } else if (!places_taken.empty() && places_taken.top()->sort_key < key) {
+            ItemReference* const smallest = places_taken.top();
+            places_taken.pop();
+            tree_retarget(lock, *smallest, *item, key);
+            places_taken.push(smallest);
+        }
+    }
 }
