@@ -149,20 +149,6 @@ BENCHMARK_REGISTER_F(FullStore, page_of_folders_with_play_time)
     ->Arg(1)
     ->Unit(benchmark::kMicrosecond);
 
-// The play time of everything, asked of the topmost folder.
-BENCHMARK_DEFINE_F(FullStore, play_time_of_all)(benchmark::State& state) {
-    {
-        StoreLock lock;
-        didl_music_seconds(lock, *store(lock).music);
-    }
-    for (auto _ : state) {
-        StoreLock lock;
-        if (state.range(0) == 0) group_facts_forget_all(lock);
-        benchmark::DoNotOptimize(didl_music_seconds(lock, *store(lock).music));
-    }
-}
-BENCHMARK_REGISTER_F(FullStore, play_time_of_all)->ArgName("remembered")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
-
 }  // namespace
 
 BENCHMARK_MAIN();

@@ -111,6 +111,7 @@ MediaItem make_item(const StoreLock& lock, const NewItem& wanted, const CleanTex
     const auto shared = [&](const Text& text) { return text ? tree_intern(lock, *text) : SharedText{}; };
     const auto own = [](const Text& text) { return text ? SharedText{*text} : SharedText{}; };
     MediaItem item;
+    item.id = tree_take_id(lock);  // before the containers that are made for it, and also when it is refused
     item.object_class = wanted.media_class;
     item.title = SharedText{texts.title};
     item.artist = shared(texts.artist);
@@ -173,6 +174,7 @@ bool is_there(const std::string& path) {
 
 AddResult link(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts) {
     const MediaStore& places = store(lock);
+    if (texts.title.empty()) return AddResult::failed;
     switch (item.object_class) {
         case ObjectClass::photo:
             return link_listed(lock, places.pictures, places.all_pictures, std::move(item), texts);
@@ -202,7 +204,6 @@ AddResult db_add_item(const NewItem& wanted) {
         return AddResult::failed;
     }
     const CleanTexts texts = clean(wanted);
-    if (texts.title.empty()) return AddResult::failed;
 
     StoreLock lock;
     // Another thread may have added the same file while the lock was free.

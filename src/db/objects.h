@@ -68,6 +68,7 @@ struct MediaContainer : MediaObject {
     std::int32_t view_number = 0;  // 101-110 music, 131-135 picture, 161-165 video views; 0 for all others
     std::int32_t update_id = 0;
     std::uint32_t list_revision = 0;  // raised by every change of the child list; never seen on the wire
+    std::int64_t music_seconds = 0;   // play time of all tracks at and below, once for every reference
 };
 
 struct MediaItem : MediaObject {
@@ -79,6 +80,7 @@ struct MediaItem : MediaObject {
     SharedText title, artist, album, genre, playlist, date, path, duration, description, keywords;
     std::int64_t size = 0;
     std::int32_t width = 0, height = 0;
+    std::int32_t seconds = 0;  // what duration says
     std::int32_t track = 0;
     std::int32_t bitrate = 0;  // kilobits per second; not 0 enables time seeks
     std::int32_t album_art = 0;

@@ -79,15 +79,10 @@ std::optional<ObjectId> parse_id(std::string_view text) {
     const std::size_t first = digits;
     while (digits < trimmed.size() && trimmed[digits] >= '0' && trimmed[digits] <= '9') ++digits;
     const bool ends =
-        digits == trimmed.size() || std::string_view{"._("}.find(trimmed[digits]) != std::string_view::npos;
+        digits == trimmed.size() || std::string_view{"._(?/"}.find(trimmed[digits]) != std::string_view::npos;
     const std::int64_t id = text_int64(trimmed);
     if (digits == first || !ends || id < 0 || id > INT32_MAX) return std::nullopt;
     return static_cast<ObjectId>(id);
-}
-
-MediaItem* find_item_by_text(const StoreLock& lock, std::string_view id_text) {
-    const auto id = parse_id(id_text);
-    return id ? item_of(lock, tree_object(lock, *id)) : nullptr;
 }
 
 std::int32_t count_of(const MediaContainer* container) {
@@ -144,8 +139,9 @@ MediaObject* db_find_by_id(const StoreLock& lock, const MediaContainer& start, O
     return above == nullptr || (object->id != above->id && tree_is_below(lock, *object, *above)) ? object : nullptr;
 }
 
-MediaObject* db_find_by_id_text(const StoreLock& lock, std::string_view id_text) {
-    return tree_object(lock, text_int(id_text));
+MediaItem* db_find_item_by_id_text(const StoreLock& lock, std::string_view id_text) {
+    const auto id = parse_id(id_text);
+    return id ? item_of(lock, tree_object(lock, *id)) : nullptr;
 }
 
 MediaItem* db_find_item_by_path(const StoreLock& lock, const MediaContainer& container, std::string_view path) {
@@ -166,7 +162,13 @@ MediaItem* db_find_item_by_path(const StoreLock& lock, const MediaContainer& con
 }
 
 MediaItem* db_find_item_by_keywords(const StoreLock& lock, const MediaContainer& container, std::string_view keywords) {
-    return tree_find_keywords(lock, container, keywords);
+    for (const MediaContainer* at = &container; at != nullptr; at = tree_next_container(lock, *at, container)) {
+        for (MediaObject& child : tree_children(lock, *at)) {
+            MediaItem* const item = child.kind == ObjectKind::item ? static_cast<MediaItem*>(&child) : nullptr;
+            if (item != nullptr && item->keywords && item->keywords.view() == keywords) return item;
+        }
+    }
+    return nullptr;
 }
 
 MediaContainer* db_type_root(const StoreLock& lock, ObjectClass media_class) {
@@ -191,16 +193,15 @@ MediaItem* db_find_in_type(const StoreLock& lock, std::string_view path, ObjectC
 
 std::optional<MediaResource> db_get_resource(std::string_view id_text) {
     StoreLock lock;
-    const MediaItem* const item = find_item_by_text(lock, id_text);
+    const MediaItem* const item = db_find_item_by_id_text(lock, id_text);
     if (item == nullptr) return std::nullopt;
-    return MediaResource{.id = item->id,
-                         .path = std::string{item->path.view()},
-                         .seconds = item->bitrate == 0 ? 0 : duration_seconds(item->duration.view())};
+    return MediaResource{
+        .id = item->id, .path = std::string{item->path.view()}, .seconds = item->bitrate == 0 ? 0 : item->seconds};
 }
 
 Text db_get_description(std::string_view id_text) {
     StoreLock lock;
-    const MediaItem* const item = find_item_by_text(lock, id_text);
+    const MediaItem* const item = db_find_item_by_id_text(lock, id_text);
     if (item == nullptr || !item->description) return std::nullopt;
     return std::string{item->description.view()};
 }
@@ -208,7 +209,7 @@ Text db_get_description(std::string_view id_text) {
 void db_played(std::string_view id_text) {
     const std::time_t now = std::time(nullptr);
     StoreLock lock;
-    MediaItem* const item = find_item_by_text(lock, id_text);
+    MediaItem* const item = db_find_item_by_id_text(lock, id_text);
     if (item == nullptr) return;
     ++item->play_count;
     ++store(lock).plays;

@@ -26,8 +26,10 @@ std::int32_t db_system_update_id();
 
 // The object with this id in the subtree below start, start's own siblings included; null when there is none.
 MediaObject* db_find_by_id(const StoreLock& lock, const MediaContainer& start, ObjectId id);
-// The same with a decimal text (leading-integer rules), below the root.
-MediaObject* db_find_by_id_text(const StoreLock& lock, std::string_view id_text);
+// The item (of a reference its target) with the id that a receiver's text names; null for containers and unknown ids.
+// The text must be all digits behind optional blanks and a sign, up to its end or
+// up to one of "._(?/".
+MediaItem* db_find_item_by_id_text(const StoreLock& lock, std::string_view id_text);
 
 // The first item below the container whose path equals the given one; a reference counts through its target.
 MediaItem* db_find_item_by_path(const StoreLock& lock, const MediaContainer& container, std::string_view path);
@@ -41,8 +43,7 @@ struct MediaResource {
     std::string path;          // a file, or an "http://" or "ftp://" URL
     std::int32_t seconds = 0;  // play time; 0 when unknown or when the bitrate is
 };
-// What streaming needs of an object; missing for unknown ids and containers. The text must be all digits behind
-// optional blanks and a sign, up to its end or up to a ".", "_" or "(".
+// What streaming needs of an object; missing for unknown ids and containers.
 std::optional<MediaResource> db_get_resource(std::string_view id_text);
 // The description of the item with that id (or of a reference's target).
 Text db_get_description(std::string_view id_text);

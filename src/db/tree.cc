@@ -4,6 +4,7 @@
 
 #include "core/log.h"
 #include "core/process_wide.h"
+#include "core/time_text.h"
 #include "db/tree_state.h"
 
 Tree& tree() {
@@ -11,12 +12,6 @@ Tree& tree() {
 }
 
 namespace {
-
-ObjectId take_id() {
-    if (tree().next_id == std::numeric_limits<std::int32_t>::max())
-        log_message(LOG_CRITICAL, LOG_DB, "all object ids are used up, please restart\n");
-    return tree().next_id++;
-}
 
 template <typename Record>
 Record* find_as(ObjectId id, ObjectKind kind) {
@@ -33,6 +28,17 @@ MediaItem* find_item(ObjectId id) {
     return find_as<MediaItem>(id, ObjectKind::item);
 }
 
+// What a child adds to the play time of the containers above it.
+std::int64_t music_seconds_of(const StoreLock& lock, const MediaObject& child) {
+    const MediaItem* const item = item_of(lock, &child);
+    return item != nullptr && item->object_class == ObjectClass::music_track ? item->seconds : 0;
+}
+
+void add_music_seconds(MediaContainer& container, std::int64_t seconds) {
+    if (seconds == 0) return;
+    for (MediaContainer* at = &container; at != nullptr; at = find_container(at->parent)) at->music_seconds += seconds;
+}
+
 void list_changed(const StoreLock& lock, MediaContainer& container) {
     ++container.list_revision;
     ++tree().store.revision;
@@ -46,6 +52,7 @@ void prepend(const StoreLock& lock, MediaContainer& parent, MediaObject& child) 
     parent.first_child = child.id;
     ++parent.child_count;
     tree().ids.put(child);
+    add_music_seconds(parent, music_seconds_of(lock, child));
     list_changed(lock, parent);
 }
 
@@ -58,6 +65,7 @@ void unlink(const StoreLock& lock, MediaContainer& parent, MediaObject& child) {
     if (MediaObject* const next = tree().ids.find(child.next)) next->previous = child.previous;
     --parent.child_count;
     tree().ids.remove(child.id);
+    add_music_seconds(parent, -music_seconds_of(lock, child));
     list_changed(lock, parent);
 }
 
@@ -119,24 +127,12 @@ void index_item(MediaItem& item) {
         path_index(item.object_class).erase(item.path.view());
         path_index(item.object_class).emplace(item.path.view(), &item);
     }
-    if (item.keywords) tree().keywords_index.emplace(item.keywords.view(), &item);
-}
-
-void unindex_keywords(const MediaItem& item) {
-    if (!item.keywords) return;
-    const auto [first, last] = tree().keywords_index.equal_range(item.keywords.view());
-    for (auto entry = first; entry != last; ++entry) {
-        if (entry->second != &item) continue;
-        tree().keywords_index.erase(entry);
-        return;
-    }
 }
 
 void unindex_item(const MediaItem& item) {
     PathIndex& index = path_index(item.object_class);
     const auto indexed = index.find(item.path.view());
     if (indexed != index.end() && indexed->second == &item) index.erase(indexed);
-    unindex_keywords(item);
 }
 
 // Forgets the fixed places that point at a container which goes.
@@ -164,6 +160,12 @@ StoreLock::StoreLock() : guard_(tree().mutex) {}
 
 MediaStore& store(const StoreLock&) {
     return tree().store;
+}
+
+ObjectId tree_take_id(const StoreLock&) {
+    if (tree().next_id == std::numeric_limits<std::int32_t>::max())
+        log_message(LOG_CRITICAL, LOG_DB, "all object ids are used up, please restart\n");
+    return tree().next_id++;
 }
 
 MediaObject* tree_object(const StoreLock&, ObjectId id) {
@@ -241,16 +243,6 @@ MediaItem* tree_find_path(const StoreLock&, ObjectClass media_class, std::string
     return found != index.end() ? found->second : nullptr;
 }
 
-MediaItem* tree_find_keywords(const StoreLock& lock, const MediaContainer& container, std::string_view keywords) {
-    MediaItem* newest = nullptr;
-    const auto [first, last] = tree().keywords_index.equal_range(keywords);
-    for (auto entry = first; entry != last; ++entry) {
-        const bool newer = newest == nullptr || entry->second->id > newest->id;
-        if (newer && tree_is_below(lock, *entry->second, container)) newest = entry->second;
-    }
-    return newest;
-}
-
 void tree_mark_changed(const StoreLock&, MediaContainer& container) {
     if (!container.changed) {
         container.changed = true;
@@ -272,13 +264,6 @@ void tree_collect_texts(const StoreLock&) {
     tree().texts.collect();
 }
 
-void tree_set_keywords(const StoreLock& lock, MediaItem& item, SharedText keywords) {
-    unindex_keywords(item);
-    item.keywords = std::move(keywords);
-    if (item.keywords) tree().keywords_index.emplace(item.keywords.view(), &item);
-    tree_item_changed(lock);
-}
-
 MediaContainer& tree_create_root(const StoreLock&, std::string_view title) {
     MediaContainer& root = tree().containers.create();
     root.id = kRootId;
@@ -291,7 +276,7 @@ MediaContainer& tree_create_root(const StoreLock&, std::string_view title) {
 
 MediaContainer& db_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted) {
     MediaContainer& container = tree().containers.create();
-    container.id = take_id();
+    container.id = tree_take_id(lock);
     container.title = wanted.title;
     container.object_class = wanted.object_class;
     container.permanent = wanted.permanent;
@@ -309,7 +294,7 @@ MediaContainer& db_find_or_add_container(const StoreLock& lock, MediaContainer& 
 ItemReference& db_add_reference(const StoreLock& lock, MediaContainer& container, MediaItem& item,
                                 std::int32_t sort_key) {
     ItemReference& reference = tree().references.create();
-    reference.id = take_id();
+    reference.id = tree_take_id(lock);
     reference.sort_key = sort_key;
     chain_reference(item, reference);
     prepend(lock, container, reference);
@@ -317,23 +302,27 @@ ItemReference& db_add_reference(const StoreLock& lock, MediaContainer& container
 }
 
 void tree_retarget(const StoreLock& lock, ItemReference& reference, MediaItem& item, std::int32_t sort_key) {
+    MediaContainer& list = *find_container(reference.parent);
+    const std::int64_t former_seconds = music_seconds_of(lock, reference);
     unchain_reference(reference);
     chain_reference(item, reference);
     reference.sort_key = sort_key;
-    list_changed(lock, *find_container(reference.parent));
+    add_music_seconds(list, music_seconds_of(lock, reference) - former_seconds);
+    list_changed(lock, list);
 }
 
 MediaItem& tree_add_item(const StoreLock& lock, MediaContainer& container, MediaItem&& wanted) {
     MediaItem& item = tree().items.create(std::move(wanted));
-    item.id = take_id();
+    if (item.id == kNoObject) item.id = tree_take_id(lock);
+    item.seconds = duration_seconds(item.duration.view());
     prepend(lock, container, item);
     index_item(item);
     return item;
 }
 
 void tree_remove_reference(const StoreLock& lock, ItemReference& reference) {
-    unchain_reference(reference);
     unlink(lock, *find_container(reference.parent), reference);
+    unchain_reference(reference);
     tree().references.destroy(reference);
 }
 
@@ -376,7 +365,6 @@ void tree_clear(const StoreLock&) {
     Tree& all = tree();
     all.child_index.clear();
     for (PathIndex& index : all.path_index) index.clear();
-    all.keywords_index.clear();
     all.ids.for_each([&](MediaObject& object) {
         switch (object.kind) {
             case ObjectKind::container:

@@ -128,8 +128,6 @@ MediaContainer* tree_next_container(const StoreLock& lock, const MediaContainer&
 // The item of a media type with this path: music below all tracks, radio below the own radio stations, pictures and
 // videos.
 MediaItem* tree_find_path(const StoreLock& lock, ObjectClass media_class, std::string_view path);
-// The newest item at or below the container with these keywords.
-MediaItem* tree_find_keywords(const StoreLock& lock, const MediaContainer& container, std::string_view keywords);
 
 // ---- changing
 
@@ -141,9 +139,6 @@ void tree_item_changed(const StoreLock& lock);
 // The shared form of a text that repeats, and giving back those that nothing uses any more.
 SharedText tree_intern(const StoreLock& lock, std::string_view text);
 void tree_collect_texts(const StoreLock& lock);
-
-// An item's keywords are indexed, so they change here.
-void tree_set_keywords(const StoreLock& lock, MediaItem& item, SharedText keywords);
 
 MediaContainer& tree_create_root(const StoreLock& lock, std::string_view title);
 
@@ -164,7 +159,9 @@ ItemReference& db_add_reference(const StoreLock& lock, MediaContainer& container
 // Lets an existing reference stand for another item; marks its container changed.
 void tree_retarget(const StoreLock& lock, ItemReference& reference, MediaItem& item, std::int32_t sort_key);
 
-// Prepends the item to its owning container; the item takes its id here.
+// The next id, for an item that takes it before the containers it goes to are made.
+ObjectId tree_take_id(const StoreLock& lock);
+// Prepends the item to its owning container; an item without an id takes it here.
 MediaItem& tree_add_item(const StoreLock& lock, MediaContainer& container, MediaItem&& item);
 
 void tree_remove_reference(const StoreLock& lock, ItemReference& reference);

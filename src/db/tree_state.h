@@ -38,7 +38,6 @@ struct Tree {
     TextPool texts;
     std::unordered_map<ChildKey, MediaContainer*, ChildKeyHash> child_index;
     std::array<PathIndex, kMediaTypes> path_index;
-    std::unordered_multimap<std::string_view, MediaItem*> keywords_index;
 };
 
 Tree& tree();

@@ -44,7 +44,7 @@ int db_update_field(const StoreLock& lock, MediaItem& item, std::string_view nam
     const auto present = text ? std::optional{text.view()} : std::nullopt;
     if (db_compare_text(present, current) != 0) return kOtherValue;
     if (field->field == &MediaItem::keywords) {
-        tree_set_keywords(lock, item, SharedText{value});
+        item.keywords = SharedText{value};
         if (store(lock).tags != nullptr) tags_add_item(lock, item);
     } else {
         text = field->shared ? tree_intern(lock, value) : SharedText{value};
@@ -60,7 +60,7 @@ int db_update_object(const Text& id_text, const Text& field_name, const Text& cu
     if (!id_text || !has_text(field_name)) return kFailed;
     const std::string_view value = text_or_empty(new_value);
     StoreLock lock;
-    MediaItem* const item = item_of(lock, db_find_by_id_text(lock, *id_text));
+    MediaItem* const item = db_find_item_by_id_text(lock, *id_text);
     if (item == nullptr) return kFailed;
     if (!is_acceptable(value)) return kBadArguments;
     return db_update_field(lock, *item, *field_name, text_or_empty(current_value), value);

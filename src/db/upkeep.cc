@@ -85,10 +85,11 @@ void db_clear_radio() {
     StoreLock lock;
     MediaStore& places = store(lock);
     if (places.internet_radio == nullptr) return;
+    // Before the genres go, so that the update id stays; and also when there are none, so that receivers look again
+    // after every reading of the directory.
+    places.internet_radio->changed = true;
     std::vector<MediaContainer*> genres;
     for (MediaContainer& container : tree_child_containers(lock, *places.internet_radio))
         if (&container != places.own_radio_stations) genres.push_back(&container);
     for (MediaContainer* genre : genres) tree_remove_container(lock, *genre);
-    // Marked even when nothing was there: receivers look again after every reading of the directory.
-    places.internet_radio->changed = true;
 }
