@@ -232,7 +232,7 @@ void db_retitle_track(const std::string& path, std::string_view title) {
     texts.relative_path = view_relative_path(path);
     StoreLock lock;
     MediaItem* const present = db_find_in_type(lock, path, ObjectClass::music_track);
-    if (present == nullptr || present->title.view() == texts.title) return;
+    if (present == nullptr || texts.title.empty() || present->title.view() == texts.title) return;
     const FormerPlaces former = places_of(lock, *present);
     MediaItem retitled = *present;
     retitled.title = SharedText{texts.title};
