@@ -7,6 +7,7 @@
 #include "core/process_wide.h"
 #include "core/str.h"
 #include "http/client.h"
+#include "meta/exif.h"
 #include "meta/jpeg_codec.h"
 
 namespace {
@@ -37,6 +38,10 @@ void fetch(PictureSource& source) {
     if (auto answer = http_talk(TalkMode::get, url)) source.fetched = std::move(*answer).take();
 }
 
+FileWindow window_of(const PictureSource& source) {
+    return source.fetched ? FileWindow{as_bytes(*source.fetched)} : FileWindow{source.file, source.file_size};
+}
+
 std::optional<RgbPicture> decode(FileWindow&& window, int width, int height, int mode) {
     JpegDecoder decoder{window};
     RgbPicture picture;
@@ -62,11 +67,16 @@ PictureSource picture_open(const std::string& path_or_url) {
     return source;
 }
 
+std::int64_t picture_source_pixels(const PictureSource& source) {
+    FileWindow window = window_of(source);
+    const JpegSize size = jpeg_find_size(window);
+    const std::int64_t pixels = std::int64_t{size.width} * size.height;
+    return pixels <= kMaxSourcePixels ? pixels : 0;
+}
+
 RgbPicture jpeg_load_scaled(const PictureSource& source, int width, int height, int mode) {
     if (!source.file && !source.fetched) return placeholder();
-    auto picture =
-        decode(source.fetched ? FileWindow{as_bytes(*source.fetched)} : FileWindow{source.file, source.file_size},
-               width, height, mode);
+    auto picture = decode(window_of(source), width, height, mode);
     if (picture) return std::move(*picture);
     log_message(LOG_ERROR, LOG_SYSTEM, "Error on decoding JPEG %s - skipped\n", source.name.c_str());
     return placeholder();

@@ -21,6 +21,9 @@ struct PictureSource {
 // is fetched without that mark.
 PictureSource picture_open(const std::string& path_or_url);
 
+// By its header; 0 for a source that has none or too many to be loaded.
+std::int64_t picture_source_pixels(const PictureSource& source);
+
 // Decodes and scales to width x height as the mode says (meta/scale.h). A source that is no good JPEG gives a picture
 // of 100 x 100 pixels in mid grey, and a line in the log.
 RgbPicture jpeg_load_scaled(const PictureSource& source, int width, int height, int mode);

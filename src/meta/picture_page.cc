@@ -32,7 +32,6 @@ constexpr std::size_t kSendUnit = 16384;
 // memory for receivers that read slowly or not at all.
 constexpr std::int64_t kMaxScalings = 2;
 constexpr std::int64_t kMaxUnsentBytes = 256 * 1024 * 1024;
-constexpr std::int64_t kMaxBytesOfPixel = 2;  // of the tini form; JPEG has 0.8 for noise, the worst there is
 // Pages of thumbnails of several receivers at once. By the figures of docs/performance.md the last of so many waits
 // for 4 s, or for 20 s where all want the largest size.
 constexpr std::int64_t kMaxWaiting = 128;
@@ -60,6 +59,12 @@ std::optional<std::string> encode(const RgbPicture& picture, std::string_view su
     if (str_contains(suffix, ".tini")) return tini_encode(picture);
     if (str_contains(suffix, ".yuv")) return yuv420_encode(picture);
     return jpeg_encode(picture);
+}
+
+// What a pixel takes at the most, in half bytes. JPEG has 0.8 bytes for noise, the worst there is.
+int half_bytes_of_pixel(std::string_view suffix) {
+    if (str_contains(suffix, ".tini")) return 4;
+    return str_contains(suffix, ".yuv") ? 3 : 2;
 }
 
 bool can_be_opened(const std::string& path) {
@@ -109,17 +114,12 @@ std::optional<Share> wait_for(ShareLimit& limit, std::int64_t amount, int socket
     return share;
 }
 
-// As large as it may become: the original size is known only when the source is decoded.
-std::int64_t most_bytes(const PictureUrl& url) {
-    const bool original = url.mode == kModeOriginal;
-    return (original ? kMaxSourcePixels : std::int64_t{url.width} * url.height) * kMaxBytesOfPixel;
-}
-
 // Memory for the result comes before the turn: a turn that waited for receivers to read would be lost to all others.
 template <typename Draw>
-std::optional<Rendered> render(const PictureUrl& url, int socket, Draw draw) {
+std::optional<Rendered> render(const PictureUrl& url, std::int64_t pixels, int socket, Draw draw) {
     auto waiting = Share::take(limits().waiting, 1, 0);
-    auto unsent = waiting ? wait_for(limits().unsent, most_bytes(url), socket) : std::nullopt;
+    auto unsent =
+        waiting ? wait_for(limits().unsent, pixels * half_bytes_of_pixel(url.suffix) / 2, socket) : std::nullopt;
     const auto turn = unsent ? wait_for(limits().scalings, 1, socket) : std::nullopt;
     if (!turn) return std::nullopt;
     waiting->give_back();
@@ -136,14 +136,17 @@ std::optional<Rendered> render(const PictureUrl& url, int socket, Draw draw) {
 }
 
 std::optional<Rendered> render_icon(const PictureUrl& url, int socket) {
-    return render(url, socket, [&] { return picture_resize(icon_draw(), url.width, url.height); });
+    return render(url, std::int64_t{url.width} * url.height, socket,
+                  [&] { return picture_resize(icon_draw(), url.width, url.height); });
 }
 
 std::optional<Rendered> render_picture(const PictureUrl& url, const HttpRequest& request, const std::string& path) {
     const Text description = wants_description(url, request) ? db_get_description(url.id_text) : std::nullopt;
     const auto source = while_memory_lasts([&] { return picture_open(path); });
     if (!source) return std::nullopt;
-    return render(url, request.socket, [&] {
+    const std::int64_t pixels =
+        url.mode == kModeOriginal ? picture_source_pixels(*source) : std::int64_t{url.width} * url.height;
+    return render(url, pixels, request.socket, [&] {
         RgbPicture picture = jpeg_load_scaled(*source, url.width, url.height, url.mode);
         if (has_text(description)) picture_overlay_description(picture, *description);
         return picture;
