@@ -1,13 +1,10 @@
 #include "meta/picture_page.h"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <new>
 #include <string>
 
 #include "core/file.h"
-#include "core/process_wide.h"
 #include "core/settings.h"
 #include "core/share.h"
 #include "core/socket.h"
@@ -19,6 +16,7 @@
 #include "meta/icon.h"
 #include "meta/jpeg_codec.h"
 #include "meta/picture_load.h"
+#include "meta/picture_turn.h"
 #include "meta/planar.h"
 #include "upnp/clients.h"
 
@@ -28,28 +26,10 @@ constexpr int kMaxSide = 4096;
 constexpr int kLeastOverlayWidth = 201;  // below it no description could be read
 constexpr std::size_t kSendUnit = 16384;
 
-// Decoding and scaling keep a processor busy and take memory by the size of the picture; finished pictures wait in
-// memory for receivers that read slowly or not at all.
-constexpr std::int64_t kMaxScalings = 2;
-constexpr std::int64_t kMaxUnsentBytes = 256 * 1024 * 1024;
-// Pages of thumbnails of several receivers at once. By the figures of docs/performance.md the last of so many waits
-// for 4 s, or for 20 s where all want the largest size.
-constexpr std::int64_t kMaxWaiting = 128;
-constexpr std::uint32_t kWaitMs = 600'000;
-constexpr int kLookMs = 500;  // while waiting, for receivers that have gone
 // Nobody pauses a picture: a receiver that takes nothing for so long is gone. The largest picture in the longer time
 // is 56 kB/s.
 constexpr int kSendMs = 60'000;
 constexpr std::uint32_t kSendAllMs = 600'000;
-
-struct PictureLimits {
-    ShareLimit waiting{kMaxWaiting};
-    ShareLimit scalings{kMaxScalings};
-    ShareLimit unsent{kMaxUnsentBytes};
-};
-PictureLimits& limits() {
-    return process_wide<PictureLimits>();
-}
 
 bool is_side(int pixels) {
     return pixels >= 1 && pixels <= kMaxSide;
@@ -78,10 +58,10 @@ bool wants_description(const PictureUrl& url, const HttpRequest& request) {
            client_type(request.peer) != ClientKind::tv_remote;
 }
 
-// The finished bytes, with the memory they take accounted for.
+// The finished bytes, with the memory they take accounted for. No bytes when they could not be made.
 struct Rendered {
-    std::string bytes;
-    Share unsent;
+    std::optional<std::string> bytes;
+    std::optional<Share> unsent;
 };
 
 // Missing when memory is out.
@@ -94,45 +74,21 @@ auto while_memory_lasts(Work work) -> std::optional<decltype(work())> {
     }
 }
 
-// Whether anybody is there to have the picture. A reset says no. The end of the peer's sending may be that of its
-// interest: the system does not tell a peer that has closed from one that only sends no more, and could find out only
-// by sending it something. Receivers that end their sending early are rare and those that give up are not, so such a
-// request is dropped where others wait and answered where none does.
-bool is_wanted(int socket) {
-    pollfd peer{.fd = socket, .events = POLLRDHUP, .revents = 0};
-    if (poll(&peer, 1, 0) <= 0) return true;
-    return (peer.revents & (POLLHUP | POLLERR)) == 0 && limits().waiting.in_use() == 1;
-}
-
-// The caller is counted among those that wait.
-std::optional<Share> wait_for(ShareLimit& limit, std::int64_t amount, int socket) {
-    auto share = Share::take(limit, amount, 0);
-    for (const std::uint32_t begun = uptime_ms(); !share && uptime_ms() - begun < kWaitMs;) {
-        share = Share::take(limit, amount, kLookMs);
-        if (!is_wanted(socket)) return std::nullopt;
-    }
-    return share;
-}
-
-// Memory for the result comes before the turn: a turn that waited for receivers to read would be lost to all others.
+// Missing when there was no turn: nobody is there to have the picture any more.
 template <typename Draw>
 std::optional<Rendered> render(const PictureUrl& url, std::int64_t pixels, int socket, Draw draw) {
-    auto waiting = Share::take(limits().waiting, 1, 0);
-    auto unsent =
-        waiting ? wait_for(limits().unsent, pixels * half_bytes_of_pixel(url.suffix) / 2, socket) : std::nullopt;
-    const auto turn = unsent ? wait_for(limits().scalings, 1, socket) : std::nullopt;
+    auto turn = picture_take_turn(socket, pixels * half_bytes_of_pixel(url.suffix) / 2);
     if (!turn) return std::nullopt;
-    waiting->give_back();
-    std::optional<std::string> bytes;
+    Rendered rendered;
     const auto work = [&] {
-        bytes = while_memory_lasts([&] { return encode(draw(), url.suffix); }).value_or(std::nullopt);
+        rendered.bytes = while_memory_lasts([&] { return encode(draw(), url.suffix); }).value_or(std::nullopt);
     };
     // One picture comes as fast as it can; when there are more, other answers must not wait for them.
-    const bool alone = limits().scalings.in_use() == 1;
-    alone ? work() : run_giving_way(work);
-    if (!bytes) return std::nullopt;
-    unsent->resize(static_cast<std::int64_t>(bytes->size()));
-    return Rendered{std::move(*bytes), std::move(*unsent)};
+    turn->alone() ? work() : run_giving_way(work);
+    if (!rendered.bytes) return rendered;
+    turn->unsent.resize(static_cast<std::int64_t>(rendered.bytes->size()));
+    rendered.unsent = std::move(turn->unsent);
+    return rendered;
 }
 
 std::optional<Rendered> render_icon(const PictureUrl& url, int socket) {
@@ -143,7 +99,7 @@ std::optional<Rendered> render_icon(const PictureUrl& url, int socket) {
 std::optional<Rendered> render_picture(const PictureUrl& url, const HttpRequest& request, const std::string& path) {
     const Text description = wants_description(url, request) ? db_get_description(url.id_text) : std::nullopt;
     const auto source = while_memory_lasts([&] { return picture_open(path); });
-    if (!source) return std::nullopt;
+    if (!source) return Rendered{};
     const std::int64_t pixels =
         url.mode == kModeOriginal ? picture_source_pixels(*source) : std::int64_t{url.width} * url.height;
     return render(url, pixels, request.socket, [&] {
@@ -194,12 +150,13 @@ HandlerResult picture_handler(HttpRequest& request) {
     const bool icon = str_contains(url->suffix, ".goicon");
     if (!icon && !can_be_opened(resource->path)) return http_send_not_found(request);
     const auto rendered = icon ? render_icon(*url, request.socket) : render_picture(*url, request, resource->path);
-    if (!rendered) return http_send_not_found(request);
+    if (!rendered) return HandlerResult::close;
+    if (!rendered->bytes) return http_send_not_found(request);
 
     // Kept on purpose: the type is that of JPEG pictures for the raw forms, too.
     request.content_type = "image/jpeg";
     request.extra_headers += dlna_answer_headers(request.header, request.content_type, resource->path);
-    return send_picture(request, rendered->bytes);
+    return send_picture(request, *rendered->bytes);
 }
 
 void picture_overlay_description(RgbPicture& /*picture*/, std::string_view /*description*/) {}

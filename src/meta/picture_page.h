@@ -17,9 +17,9 @@ struct PictureUrl {
 // Missing for a URL that lacks one of the pieces.
 std::optional<PictureUrl> picture_parse_url(std::string_view url);
 
-// The not-found answer for a URL of another form, for sizes outside 1 to 4096, for ids of nothing, for files that are
-// not there, and where too many wait for their pictures already. A file that is no good JPEG is answered with a grey
-// picture.
+// The not-found answer for a URL of another form, for sizes outside 1 to 4096, for ids of nothing and for files that
+// are not there. A file that is no good JPEG is answered with a grey picture, and a receiver that has gone with a
+// close.
 HandlerResult picture_handler(HttpRequest& request);
 
 // Where a description would be drawn into a picture. Draws nothing yet.

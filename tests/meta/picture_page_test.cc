@@ -8,6 +8,7 @@
 #include "core/process.h"
 #include "meta/jpeg_codec.h"
 #include "meta/picture_item.h"
+#include "meta/picture_turn.h"
 #include "support/handler_call.h"
 #include "support/jpeg_builder.h"
 #include "support/scratch.h"
@@ -80,6 +81,10 @@ TEST_F(PicturePage, AnswersInTheFormOfTheSuffix) {
     ASSERT_EQ(icon.height, 112);
     EXPECT_GT(icon.at(84, 80)[0], icon.at(84, 80)[2] + 100) << "a yellow folder";
     EXPECT_EQ(get(id + "(10x10,1).goicon.yuv").body.size(), 150u);
+
+    const SocketPair idle;
+    const auto others = picture_take_turn(idle.server, 255 * 1024 * 1024);
+    EXPECT_EQ(get(id + "(4096x4096,0).tini").body.size(), 64u * 48 * 2) << "waits for no more memory than it takes";
 }
 
 TEST_F(PicturePage, AnswersNotFoundForWhatItCannotKnow) {
