@@ -1,12 +1,10 @@
 """Pictures are listed with what their cameras wrote and served at the sizes that receivers ask for."""
 
-import contextlib
 import importlib.util
 import json
 import os
 import pathlib
 import re
-import select
 import shutil
 import threading
 import types
@@ -261,31 +259,3 @@ def test_many_large_pictures_at_once(network, start_daemon, tmp_path):
     assert browsed > 1, "browsing waits for pictures"
     if not SANITIZER:
         assert peak - before < 64 << 20, "pictures are held in memory all at once"
-
-
-def test_receivers_that_go_or_do_not_read(network, start_daemon, tmp_path):
-    cut = pictures.make(tmp_path / "content" / "cut.jpg", 4000, 3000)
-    os.truncate(cut, cut.stat().st_size - 100)
-    pictures.make(tmp_path / "content" / "small.jpg", 64, 48)
-    server = start_daemon(network.server, tmp_path / "content", port=9034, settings={"httpport": 9034, "scantime": 0})
-    server.wait_until_up()
-    server.wait_for_scan()
-    client = server.client(network.receiver)
-    entries, threads = listed(client), server.threads()
-
-    def ask(title, rest):
-        connection = client.connect()
-        connection.sendall(f"GET /picture/{entries[title].id}{rest} HTTP/1.1\r\n\r\n".encode())
-        return connection
-
-    # Nobody decodes for those that have gone; the log counts the decodings, since all of them fail.
-    for connection in [ask("cut", "(4096x4096,1).jpg") for _ in range(60)]:
-        connection.close()
-    daemon.wait_until(lambda: server.threads() <= threads + 2, "the requests are over", 60)
-    assert server.log().count("Error on decoding JPEG") < 30
-
-    # Those that do not read fill the memory for finished pictures; the turns at scaling stay free.
-    with contextlib.ExitStack() as stack:
-        idle = [stack.enter_context(ask("small", "(4096x4096,1).yuv")) for _ in range(14)]
-        daemon.wait_until(lambda: len(select.select(idle, [], [], 0)[0]) >= 10, "the memory is full", 120)
-        assert get(client, entries["small"], "(160x160,1).jpg").status == 200
