@@ -14,7 +14,6 @@ struct Subject {
     const MediaItem* item;
     bool is_reference;
     std::int32_t track;
-    const ItemFits* known = nullptr;
 };
 
 // Room for the digits of the numbers among the properties.
@@ -117,14 +116,7 @@ bool fits_text(SearchOperator op, std::string_view value, std::string_view wante
     }
 }
 
-// Whether an item and all its references have the same value.
-bool is_of_item(SearchProperty property) {
-    return property != SearchProperty::id && property != SearchProperty::reference_id &&
-           property != SearchProperty::track_number;
-}
-
 bool fits(const SearchRelation& relation, const Subject& subject) {
-    if (subject.known != nullptr && is_of_item(relation.property)) return subject.known->test(relation.number);
     Digits digits{};
     Value value = value_of(subject, relation.property, digits);
     if (relation.op == SearchOperator::exists) return value.has_value() == (relation.value == "true");
@@ -152,20 +144,32 @@ bool fits(const SearchTerm& term, const Subject& subject) {
 }
 
 bool fits(const SearchGroup& group, const Subject& subject) {
-    return std::any_of(group.any_of.begin(), group.any_of.end(), [&](const std::vector<SearchTerm>& all_of) {
-        return std::all_of(all_of.begin(), all_of.end(), [&](const SearchTerm& term) { return fits(term, subject); });
+    return std::any_of(group.any_of.begin(), group.any_of.end(), [&](const SearchRow& row) {
+        return std::all_of(row.all_of.begin(), row.all_of.end(),
+                           [&](const SearchTerm& term) { return fits(term, subject); });
     });
 }
 
 void find_fits(const SearchGroup& group, const Subject& subject, ItemFits& found) {
-    for (const std::vector<SearchTerm>& all_of : group.any_of) {
-        for (const SearchTerm& term : all_of) {
-            if (const auto* const nested = std::get_if<SearchGroup>(&term.what)) find_fits(*nested, subject, found);
-            const auto* const relation = std::get_if<SearchRelation>(&term.what);
-            if (relation != nullptr && is_of_item(relation->property))
-                found.set(relation->number, fits(*relation, subject));
-        }
+    for (const SearchRow& row : group.any_of) {
+        const bool fit = std::all_of(row.all_of.begin(), row.all_of.end(),
+                                     [&](const SearchTerm& term) { return term.tells_apart || fits(term, subject); });
+        if (fit) found.set(row.tells_apart ? row.number : group.number);
+        for (const SearchTerm& term : row.all_of)
+            if (const auto* const nested = std::get_if<SearchGroup>(&term.what); nested != nullptr && term.tells_apart)
+                find_fits(*nested, subject, found);
     }
+}
+
+bool fits_beside(const SearchGroup& group, const Subject& subject, const ItemFits& known) {
+    return known.test(group.number) || std::any_of(group.any_of.begin(), group.any_of.end(), [&](const SearchRow& row) {
+               return row.tells_apart && known.test(row.number) &&
+                      std::all_of(row.all_of.begin(), row.all_of.end(), [&](const SearchTerm& term) {
+                          if (!term.tells_apart) return true;
+                          const auto* const nested = std::get_if<SearchGroup>(&term.what);
+                          return nested != nullptr ? fits_beside(*nested, subject, known) : fits(term, subject);
+                      });
+           });
 }
 
 Subject subject_of(const StoreLock& lock, const MediaObject& object) {
@@ -190,9 +194,7 @@ ItemFits search_item_fits(const StoreLock& lock, const SearchCriteria& criteria,
 
 bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object,
                     const ItemFits& fits_of_item) {
-    Subject subject = subject_of(lock, object);
-    subject.known = &fits_of_item;
-    return fits(criteria.top, subject);
+    return fits_beside(criteria.top, subject_of(lock, object), fits_of_item);
 }
 
 bool search_matches_as_reference(const StoreLock& lock, const SearchCriteria& criteria, const MediaItem& item) {

@@ -11,9 +11,10 @@
 
 bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object);
 
-// Which relations an item fits whatever stands for it, by their numbers; those that tell references apart are left out.
-// A search that has to look at every reference finds these once an item.
-using ItemFits = std::bitset<kMaxSearchRelations>;
+// What is true of an item whatever stands for it: of a group, that a row which tells nothing apart fits; of another
+// row, that its terms fit which tell nothing apart. A search that has to look at every reference finds these once an
+// item.
+using ItemFits = std::bitset<2 * kMaxSearchTerms + 2>;
 ItemFits search_item_fits(const StoreLock& lock, const SearchCriteria& criteria, const MediaItem& item);
 // The same verdict as without the fits of the item behind the object.
 bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object,

@@ -116,6 +116,7 @@ public:
         std::optional<SearchGroup> top = group(text, 0);
         if (!top) return std::nullopt;
         criteria_.top = std::move(*top);
+        number(criteria_.top);
         return std::move(criteria_);
     }
 
@@ -131,12 +132,14 @@ private:
             if (!group.any_of.empty() && before == Connective::none) decided = true;
             if (decided) return;
             if (before != Connective::conjunction) group.any_of.emplace_back();
-            group.any_of.back().push_back(std::move(term));
+            SearchRow& row = group.any_of.back();
+            row.tells_apart |= term.tells_apart;
+            row.all_of.push_back(std::move(term));
         }
     };
 
     std::optional<SearchGroup> group(std::string_view rest, std::size_t depth) {
-        if (rest.starts_with('*')) return SearchGroup{.any_of = {{SearchTerm{true}}}};
+        if (rest.starts_with('*')) return SearchGroup{.any_of = {SearchRow{.all_of = {SearchTerm{true}}}}};
         Rows rows;
         std::size_t tokens = 0;
         Connective before = Connective::none;
@@ -165,15 +168,16 @@ private:
     std::optional<SearchTerm> term(std::string_view& rest, std::size_t depth) {
         if (!rest.starts_with('(')) return relation(rest);
         const auto inside = take_group(rest);
-        if (!inside || depth == kMaxSearchDepth) return std::nullopt;
+        if (!inside || depth == kMaxSearchDepth || ++terms_ > kMaxSearchTerms) return std::nullopt;
         std::optional<SearchGroup> nested = group(*inside, depth + 1);
         if (!nested) return std::nullopt;
-        return SearchTerm{std::move(*nested)};
+        const bool tells_apart = std::ranges::any_of(nested->any_of, &SearchRow::tells_apart);
+        return SearchTerm{std::move(*nested), tells_apart};
     }
 
     std::optional<SearchTerm> relation(std::string_view& rest) {
         const auto property = take_name(rest, kProperties);
-        if (!property || ++relations_ > kMaxSearchRelations) return std::nullopt;
+        if (!property || ++terms_ > kMaxSearchTerms) return std::nullopt;
         skip_spaces(rest);
         const auto op = take_name(rest, kOperators);
         if (!op) return std::nullopt;
@@ -185,15 +189,27 @@ private:
         } else if (!rest.empty()) {
             value = take_bare(rest);
         }
-        criteria_.uses_id |= property->property == SearchProperty::id;
-        criteria_.uses_reference_id |= property->property == SearchProperty::reference_id;
-        criteria_.uses_track_number |= property->property == SearchProperty::track_number;
-        return SearchTerm{
-            SearchRelation{property->property, op->op, std::move(value), static_cast<std::uint8_t>(relations_ - 1)}};
+        const bool id = property->property == SearchProperty::id;
+        const bool reference_id = property->property == SearchProperty::reference_id;
+        const bool track_number = property->property == SearchProperty::track_number;
+        criteria_.uses_id |= id;
+        criteria_.uses_reference_id |= reference_id;
+        criteria_.uses_track_number |= track_number;
+        return SearchTerm{SearchRelation{property->property, op->op, std::move(value)},
+                          id || reference_id || track_number};
+    }
+
+    void number(SearchGroup& group) {
+        group.number = next_number_++;
+        for (SearchRow& row : group.any_of) {
+            row.number = next_number_++;
+            for (SearchTerm& term : row.all_of)
+                if (auto* const nested = std::get_if<SearchGroup>(&term.what)) number(*nested);
+        }
     }
 
     SearchCriteria criteria_;
-    std::size_t relations_ = 0;
+    std::size_t terms_ = 0, next_number_ = 0;
 };
 
 }  // namespace
@@ -204,7 +220,7 @@ std::optional<SearchCriteria> search_compile(std::string_view text) {
 
 std::optional<std::string_view> search_pinned_id(const SearchCriteria& criteria) {
     if (criteria.top.any_of.size() != 1) return std::nullopt;
-    for (const SearchTerm& term : criteria.top.any_of.front()) {
+    for (const SearchTerm& term : criteria.top.any_of.front().all_of) {
         const SearchRelation* const relation = std::get_if<SearchRelation>(&term.what);
         const bool pins = relation != nullptr && relation->property == SearchProperty::id &&
                           relation->op == SearchOperator::equal && relation->value;

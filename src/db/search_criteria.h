@@ -47,17 +47,24 @@ enum class SearchOperator : std::uint8_t {
 struct SearchRelation {
     SearchProperty property;
     SearchOperator op;
-    Text value;               // at most 1023 bytes; missing where the criteria ended
-    std::uint8_t number = 0;  // among the relations of the criteria, below kMaxSearchRelations
+    Text value;  // at most 1023 bytes; missing where the criteria ended
 };
 
-struct SearchTerm;
+struct SearchRow;
 // True when all terms of any of its rows are: "and" binds tighter than "or". No rows at all: false.
 struct SearchGroup {
-    std::vector<std::vector<SearchTerm>> any_of;
+    std::vector<SearchRow> any_of;
+    std::size_t number = 0;  // among all groups and rows, below 2 * kMaxSearchTerms + 2
 };
 struct SearchTerm {
     std::variant<SearchRelation, SearchGroup, bool> what;
+    // Whether something in it can fit an item and not its reference, or one reference and not another.
+    bool tells_apart = false;
+};
+struct SearchRow {
+    std::vector<SearchTerm> all_of = {};
+    bool tells_apart = false;
+    std::size_t number = 0;
 };
 
 struct SearchCriteria {
@@ -67,13 +74,12 @@ struct SearchCriteria {
 };
 
 // Missing for bad criteria: an unknown property or operator, an open quote or group, a connective without both its
-// sides, more than kMaxSearchTokens truths and connectives in a group, kMaxSearchDepth nested groups or
-// kMaxSearchRelations in all.
+// sides, more than kMaxSearchTokens truths and connectives in a group, kMaxSearchDepth groups in one another or
+// kMaxSearchTerms relations and groups in all.
 std::optional<SearchCriteria> search_compile(std::string_view text);
 constexpr std::size_t kMaxSearchTokens = 128;
 constexpr std::size_t kMaxSearchDepth = 64;
-// As many as a group can have. The store is locked while a search looks at every item.
-constexpr std::size_t kMaxSearchRelations = 64;
+constexpr std::size_t kMaxSearchTerms = 256;
 
 // The only id that can match, when the criteria demand one: `@id = "12"`, alone or joined by "and".
 std::optional<std::string_view> search_pinned_id(const SearchCriteria& criteria);
