@@ -1,11 +1,16 @@
 // A container as an m3u playlist, for receivers that play whole folders.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include "core/str.h"
 
+// A track stands below the music folder once for every view: no player wants so long a list.
+constexpr std::size_t kMaxM3uBytes = 4'000'000;
+
 // "#EXTM3U" and one URL a line for every track at and below the container, each container's own tracks in the order in
-// which Browse lists them; base_url ends in "/". Stops behind 1,000,000 bytes. Missing when the text is not the id of a
-// container: digits to its end, or to a ".". Takes the store lock.
+// which Browse lists them; base_url ends in "/". A container stops behind 1,000,000 bytes of its own tracks, and all of
+// it behind kMaxM3uBytes. Missing when the text is not the id of a container: digits to its end, or to a ".". Takes the
+// store lock, once for each container.
 Text m3u_container(std::string_view base_url, std::string_view container_id);
