@@ -109,22 +109,40 @@ bool has_room(const std::string& path, std::size_t bytes) {
     return !known || bytes <= free_blocks * disk.f_frsize + used_now;
 }
 
-void save(const std::string& path, const RunningFlag& running) {
-    log_message(LOG_INFO, LOG_DB, "writing DB\n");
-    const auto text = format_library(running);
-    if (!text) return;
-    if (!has_room(path, text->bytes())) {
-        log_message(LOG_ERROR, LOG_DB, "no room for %s: %zu bytes\n", path.c_str(), text->bytes());
-        return;
-    }
+bool write_file(const std::string& path, const DbText& text) {
     File file = file_create(path);
     if (!file) {
         log_message(LOG_ERROR, LOG_DB, "could not open %s for writing\n", path.c_str());
-        return;
+        return false;
     }
     const auto write = [&](const std::string& piece) { return file.write_all(piece); };
-    if (!std::ranges::all_of(text->pieces(), write) || !file.close())
-        log_message(LOG_ERROR, LOG_DB, "could not write %s: %s\n", path.c_str(), error_text().c_str());
+    const bool whole = std::ranges::all_of(text.pieces(), write) && file.close();
+    if (!whole) log_message(LOG_ERROR, LOG_DB, "could not write %s: %s\n", path.c_str(), error_text().c_str());
+    return whole;
+}
+
+// Missing, and logged, when there is nothing to write or no room for it.
+std::optional<DbText> text_to_save(const std::string& path, const RunningFlag& running) {
+    log_message(LOG_INFO, LOG_DB, "writing DB\n");
+    auto text = format_library(running);
+    if (!text || has_room(path, text->bytes())) return text;
+    log_message(LOG_ERROR, LOG_DB, "no room for %s: %zu bytes\n", path.c_str(), text->bytes());
+    return std::nullopt;
+}
+
+void save(const std::string& path, const RunningFlag& running) {
+    if (const auto text = text_to_save(path, running)) write_file(path, *text);
+}
+
+// The process may end before the disk has everything: the former file stays until it has.
+void save_at_the_end(const std::string& path) {
+    RunningFlag running;
+    running.set_running();
+    const auto text = text_to_save(path, running);
+    const std::string beside = path + ".new";
+    if (!text || !write_file(beside, *text)) return;
+    if (std::rename(beside.c_str(), path.c_str()) != 0)
+        log_message(LOG_ERROR, LOG_DB, "could not rename %s: %s\n", beside.c_str(), error_text().c_str());
 }
 
 struct LookedAt {
@@ -204,9 +222,7 @@ void dbfile_write_thread(RunningFlag& running) {
     }
     // Nobody is served any more, so these are all the plays there are.
     if (reading || current_mark().plays <= written.plays) return;
-    RunningFlag saving;
-    saving.set_running();
-    if (const Text path = usable_path()) save(*path, saving);
+    if (const Text path = usable_path()) save_at_the_end(*path);
 }
 
 void dbfile_read_record(DbLines& lines) {
