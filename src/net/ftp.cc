@@ -195,12 +195,8 @@ private:
         socket_send_all(control_.fd(), "QUIT");
         shutdown(control_.fd(), SHUT_WR);
         log_message(LOG_INFO, LOG_HTTP, "FTP command: QUIT\n");
-        // Ordinary: servers that look at whole lines alone close the connection, or answer with a number of their own.
-        char byte = 0;
-        const bool answers =
-            socket_wait_readable(control_.fd(), kQuitMs) && recv(control_.fd(), &byte, 1, MSG_PEEK) > 0;
-        const int code = answers ? ftp_command(control_.fd(), {}, &reply_, kQuitMs) : 0;
-        if (code != 221) log_message(LOG_INFO, LOG_HTTP, "QUIT: %d\n", code);
+        const int code = ftp_command(control_.fd(), {}, &reply_, kQuitMs);
+        if (code != 221) log_message(LOG_ERROR, LOG_HTTP, "QUIT: %d\n", code);
     }
 
     HandlerResult refused(const char* step, int code) {
