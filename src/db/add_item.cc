@@ -114,6 +114,7 @@ MediaItem make_item(const StoreLock& lock, const NewItem& wanted, const CleanTex
     item.id = tree_take_id(lock);  // before the containers that are made for it, and also when it is refused
     item.object_class = wanted.media_class;
     item.title = SharedText{texts.title};
+    item.titled_by_file = !has_text(wanted.title);
     item.artist = shared(texts.artist);
     item.album = shared(texts.album);
     item.genre = shared(texts.genre);
@@ -219,20 +220,16 @@ AddResult db_add_item(const NewItem& wanted) {
     return result;
 }
 
-bool db_is_titled_by_file(std::string_view path) {
-    const std::string title = clean_title({}, path);
-    StoreLock lock;
-    const MediaItem* const item = db_find_in_type(lock, path, ObjectClass::music_track);
-    return item != nullptr && item->title.view() == title;
-}
-
-void db_retitle_track(const std::string& path, std::string_view title) {
+void db_title_by_playlist(const std::string& path, std::string_view title) {
     CleanTexts texts;
     texts.title = clean_title(title, path);
     texts.relative_path = view_relative_path(path);
+    const std::string of_file = clean_title({}, path);
     StoreLock lock;
     MediaItem* const present = db_find_in_type(lock, path, ObjectClass::music_track);
-    if (present == nullptr || texts.title.empty() || present->title.view() == texts.title) return;
+    if (present == nullptr || !present->titled_by_file || present->title.view() != of_file) return;
+    present->titled_by_file = false;  // the first playlist names it, or two would rename it for ever
+    if (texts.title == of_file) return;
     const FormerPlaces former = places_of(lock, *present);
     MediaItem retitled = *present;
     retitled.title = SharedText{texts.title};

@@ -28,10 +28,9 @@ struct NewItem {
 // predecessor's places in playlists.
 AddResult db_add_item(const NewItem& item);
 
-// Whether a track is known by a title that was made from its file's name.
-bool db_is_titled_by_file(std::string_view path);
-// Gives a known track another title: an item with a fresh id, its fields and its places in playlists takes its place.
-void db_retitle_track(const std::string& path, std::string_view title);
+// What a playlist calls a track becomes its title when it has none but one made from its file's name: an item with a
+// fresh id, its fields and its places in playlists takes its place. Only the first such title counts.
+void db_title_by_playlist(const std::string& path, std::string_view title);
 
 // A reader that knows the bitrate sets it right after the item was added; unknown paths are ignored.
 void db_set_bitrate(std::string_view path, ObjectClass media_class, std::int32_t kilobits_per_second);

@@ -75,6 +75,7 @@ struct MediaItem : MediaObject {
     MediaItem() : MediaObject(ObjectKind::item) {}
 
     ObjectClass object_class = ObjectClass::music_track;
+    bool titled_by_file = false;           // its title was made from the file name when it was added
     ObjectId first_reference = kNoObject;  // head of the chain through the item's references
     // Missing and empty differ: a missing album is listed as "Unknown", an empty one nowhere.
     SharedText title, artist, album, genre, playlist, date, path, duration, description, keywords;

@@ -27,8 +27,7 @@ std::int32_t db_system_update_id();
 // The object with this id in the subtree below start, start's own siblings included; null when there is none.
 MediaObject* db_find_by_id(const StoreLock& lock, const MediaContainer& start, ObjectId id);
 // The item (of a reference its target) with the id that a receiver's text names; null for containers and unknown ids.
-// The text must be all digits behind optional blanks and a sign, up to its end or
-// up to one of "._(?/".
+// The text must be all digits behind optional blanks and a sign, up to its end or up to one of "._(?/".
 MediaItem* db_find_item_by_id_text(const StoreLock& lock, std::string_view id_text);
 
 // The first item below the container whose path equals the given one; a reference counts through its target.

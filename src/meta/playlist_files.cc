@@ -60,13 +60,6 @@ std::string title_of(const FoundEntry& entry) {
     return name.empty() ? entry.place.path : name;
 }
 
-// Playlists come behind all other files of a scan, so a file that they name is mostly known when its title is.
-void retitle(const FoundEntry& entry) {
-    const std::string& path = entry.place.path;
-    if (entry.title->empty() || !str_equal_nocase(path_extension(path), "mp3") || !db_is_titled_by_file(path)) return;
-    if (!has_text(mp3_read_tags(path).title)) db_retitle_track(path, *entry.title);
-}
-
 // Whatever its type, the file is read as an MP3 file: it is one, or nothing else has claimed it.
 NewItem item_of_file(const std::string& path) {
     constexpr std::int32_t kOlderThanAnything = std::numeric_limits<std::int32_t>::min();
@@ -120,6 +113,9 @@ public:
     // A playlist that would come out as it is stays as it is: receivers that play it go on with the ids that they know.
     void finish() const {
         if (!goes_on()) return;
+        // Playlists come behind all other files of a scan, so a file that they name is mostly known when its title is.
+        for (const FoundEntry& entry : entries_)
+            if (!entry.title->empty()) db_title_by_playlist(entry.place.path, *entry.title);
         const bool shuffled = settings_get_bool(Setting::randomizeplaylists);
         if (!shuffled && stands_already()) return;
         // Not rand(): shuffled listings begin its sequence anew with the receiver's seed, and go on in it.
@@ -168,7 +164,6 @@ private:
 
     // False when the store refuses it.
     bool add_item(const FoundEntry& entry, std::int32_t track) const {
-        retitle(entry);
         NewItem item = item_of(entry);
         item.playlist = name_;
         item.track = track;

@@ -112,7 +112,7 @@ class Daemon:
         except (OSError, wire.Closed):
             return False
 
-    def rescan(self, directory=""):
+    def rescan(self, directory="", deadline=30):
         """Has the files read again and returns when all that follows from it is in the tree, removals included.
 
         A request is taken when the scan of the one before is over, and what a scan leaves to tidy up is done before the
@@ -120,7 +120,7 @@ class Daemon:
         taken = (f"<html><head><title>Rescan</title></head><body>rescan initiated on {directory or 'content root directories'}!"
                  "</body></html>").encode()
         for _ in range(3):
-            wait_until(lambda: self.client().get(f"/rescan{directory}").body == taken, "a rescan is taken")
+            wait_until(lambda: self.client().get(f"/rescan{directory}").body == taken, "a rescan is taken", deadline)
 
     # How it is
 

@@ -76,7 +76,7 @@ def test_tags_and_durations(formats):
         "bare": ("", "", "", "", "0", "0:00:03.000", "audio/x-ms-wma"),
         "M4a Söng": ("M4a Artist", "M4a Album", "Rock", "2005-01-01", "3", "0:00:10.023", "audio/mp4"),
         "Wav Song": ("Wav Artist", "Wav Album", "Jazz", "", "0", "0:00:04.000", "audio/x-wav"),
-        "plain": ("", "", "", "", "0", "0:00:03.000", "audio/x-wav"),
+        "Other title": ("", "", "", "", "0", "0:00:03.000", "audio/x-wav"),
         "raw": ("", "", "", "", "0", "0:00:03.000", "audio/L16;rate=44100;channels=2"),
         "tone48Mono": ("", "", "", "", "0", "0:00:07.000", "audio/L16;rate=48000;channels=1"),
         "Mp3 Song": ("Mp3 Artist", "", "", "", "0", "0:00:02.006", "audio/mpeg"),
@@ -92,7 +92,7 @@ def test_listed_under_artist_and_album(formats, kind):
 
 
 @pytest.mark.parametrize("title, codec, seconds", [
-    ("Wma Söng", "wmav2", 30), ("M4a Söng", "aac", 10), ("Wav Song", "pcm_s16le", 4), ("plain", "pcm_s16le", 3),
+    ("Wma Söng", "wmav2", 30), ("M4a Söng", "aac", 10), ("Wav Song", "pcm_s16le", 4), ("Other title", "pcm_s16le", 3),
 ])
 def test_plays(formats, title, codec, seconds):
     url = tracks_by_title(formats.client)[title].url
@@ -115,8 +115,8 @@ def test_playlists_hold_what_they_name(formats):
     def entries(name):
         return [(entry.text(wire.UPNP + "originalTrackNumber"), entry.title)
                 for entry in formats.client.browse(formats.client.child("0", "Music", "Playlists", name).id)]
-    # What the scan read keeps its title; a list names only what has none.
-    assert sorted(entries("Mixed"), key=str) == [("1", "plain"), ("2", "M4a Söng"), ("3", "Wma Söng"), (None, "Other title")]
+    # What has a title keeps it; a list names only what has none.
+    assert sorted(entries("Mixed"), key=str) == [("1", "Other title"), ("2", "M4a Söng"), ("3", "Wma Söng"), (None, "Other title")]
     assert sorted(entries("Named")) == [("1", "Mp3 Song"), ("2", "raw")]
     assert sorted(entries("Media")) == [("1", "bare"), ("2", "Wav Song")]
     assert len(formats.client.tracks()) == 8, "no file is there twice"
@@ -180,6 +180,9 @@ def test_changed_and_removed_playlists(network, start_daemon, tmp_path):
     server.rescan()
     assert lists()["titled"] == ["A", "Artist - Song", "Artist - Song"]
     assert sorted(track.title for track in client.tracks()) == ["A", "Artist - Song", "Artist - Song", "B", "C"]
+    os.utime(folder / "n1.mp3")
+    server.rescan()
+    assert lists()["titled"] == ["A", "Artist - Song", "Artist - Song"], "a changed file is named again"
 
 
 def wide(text):
@@ -256,4 +259,4 @@ def test_hostile_playlists(network, start_daemon, tmp_path):
         assert entry.title == "Song"
     assert client.get(entry.path).body == song.read_bytes()
 
-    server.survives(server.rescan)
+    server.survives(lambda: server.rescan(deadline=120))
