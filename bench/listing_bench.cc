@@ -122,6 +122,14 @@ BENCHMARK_DEFINE_F(FullStore, search_by_track_number)
 (benchmark::State& state) {
     search_tree(state, "upnp:originalTrackNumber = \"40\"");
 }
+// As many relations as a group takes, beside one that every reference has to be asked for itself.
+BENCHMARK_DEFINE_F(FullStore, search_by_id_or_many_titles)
+(benchmark::State& state) {
+    std::string criteria = "@id = \"7\"";
+    for (int i = 0; i < 62; ++i) criteria += " or dc:title contains \"no such " + std::to_string(i) + "\"";
+    search_tree(state, criteria.c_str());
+}
+BENCHMARK_REGISTER_F(FullStore, search_by_id_or_many_titles)->Unit(benchmark::kMillisecond);
 BENCHMARK_REGISTER_F(FullStore, search_a_title)->Unit(benchmark::kMillisecond);
 BENCHMARK_REGISTER_F(FullStore, search_a_twentieth)->Unit(benchmark::kMillisecond);
 BENCHMARK_REGISTER_F(FullStore, search_all_tracks)->Unit(benchmark::kMillisecond);
