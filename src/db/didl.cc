@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "core/mime.h"
 #include "core/settings.h"
 #include "core/time_text.h"
 #include "db/group_facts.h"
 #include "db/store.h"
-#include "http/mime.h"
 #include "meta/renditions.h"
 
 namespace {

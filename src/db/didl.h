@@ -11,10 +11,10 @@
 #include <string_view>
 
 #include "core/text_buffer.h"
+#include "core/xml_escape.h"
 #include "db/didl_filter.h"
 #include "db/tree.h"
 #include "upnp/clients.h"
-#include "upnp/xml_escape.h"
 
 constexpr std::size_t kMaxElement = 1023;
 

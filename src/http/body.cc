@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-#include "http/url_decode.h"
+#include "core/url_decode.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include "core/process_wide.h"
 #include "core/str.h"
 #include "core/thread.h"
+#include "core/url_decode.h"
 #include "http/body.h"
 #include "http/read.h"
-#include "http/url_decode.h"
 
 namespace {
 

@@ -9,13 +9,13 @@
 #include <string>
 
 #include "core/log.h"
+#include "core/mime.h"
 #include "core/process_wide.h"
 #include "core/str.h"
 #include "db/store.h"
 #include "http/answer.h"
 #include "http/body.h"
 #include "http/dlna_headers.h"
-#include "http/mime.h"
 #include "http/now_playing.h"
 #include "http/range.h"
 #include "http/respond.h"

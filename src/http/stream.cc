@@ -9,12 +9,12 @@
 
 #include "core/file.h"
 #include "core/log.h"
+#include "core/mime.h"
 #include "core/settings.h"
 #include "core/thread.h"
 #include "db/store.h"
 #include "http/dlna_headers.h"
 #include "http/file_sender.h"
-#include "http/mime.h"
 #include "http/now_playing.h"
 #include "http/pacing.h"
 #include "http/range.h"

@@ -4,8 +4,8 @@
 #include <cstdint>
 
 #include "core/file.h"
-#include "http/url_decode.h"
-#include "upnp/xml_escape.h"
+#include "core/url_decode.h"
+#include "core/xml_escape.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "core/str.h"
-#include "upnp/xml.h"
-#include "upnp/xml_escape.h"
+#include "core/xml.h"
+#include "core/xml_escape.h"
 
 namespace {
 

@@ -13,12 +13,12 @@
 #include "core/settings.h"
 #include "core/str.h"
 #include "core/text_buffer.h"
+#include "core/xml.h"
+#include "core/xml_escape.h"
 #include "db/store.h"
 #include "db/upkeep.h"
 #include "http/client.h"
 #include "meta/genres.h"
-#include "upnp/xml.h"
-#include "upnp/xml_escape.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "core/str.h"
+#include "core/url_decode.h"
 #include "http/respond.h"
-#include "http/url_decode.h"
 #include "scan/scanner.h"
 
 namespace {

@@ -4,6 +4,7 @@
 
 #include "core/settings.h"
 #include "core/text_buffer.h"
+#include "core/xml_escape.h"
 #include "db/browse_id.h"
 #include "db/didl.h"
 #include "db/listing.h"
@@ -11,7 +12,6 @@
 #include "db/update.h"
 #include "upnp/clients.h"
 #include "upnp/soap.h"
-#include "upnp/xml_escape.h"
 
 namespace {
 

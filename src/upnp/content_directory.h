@@ -6,8 +6,8 @@
 #include <cstdint>
 
 #include "core/str.h"
+#include "core/xml.h"
 #include "http/request.h"
-#include "upnp/xml.h"
 
 struct BrowseArguments {
     Text object_id = {};  // ObjectID; of a Search the ContainerID

@@ -4,9 +4,9 @@
 
 #include "core/settings.h"
 #include "core/str.h"
+#include "core/xml_escape.h"
 #include "upnp/device_id.h"
 #include "upnp/soap.h"
-#include "upnp/xml_escape.h"
 
 namespace {
 

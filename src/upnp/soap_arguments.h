@@ -4,8 +4,8 @@
 
 #include <string_view>
 
+#include "core/xml.h"
 #include "upnp/content_directory.h"
-#include "upnp/xml.h"
 
 // What follows the name SOAPACTION in a header, looked for in exactly that case first and then in any; empty without
 // it.

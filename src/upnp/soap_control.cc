@@ -4,11 +4,11 @@
 #include <memory>
 
 #include "core/str.h"
+#include "core/xml.h"
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/soap.h"
 #include "upnp/soap_arguments.h"
-#include "upnp/xml.h"
 
 namespace {
 

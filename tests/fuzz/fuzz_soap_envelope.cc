@@ -1,10 +1,10 @@
 // A control request as a peer may send it: the first line is its header, the rest its body.
 #include <algorithm>
 
+#include "core/xml.h"
+#include "core/xml_escape.h"
 #include "target.h"
 #include "upnp/soap_arguments.h"
-#include "upnp/xml.h"
-#include "upnp/xml_escape.h"
 
 void fuzz(Bytes input) {
     const std::string_view request = as_text(input);

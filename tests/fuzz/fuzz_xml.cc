@@ -1,9 +1,9 @@
 // The XML reader and the decoding and escaping of its texts, and the station list of a directory, which may be
 // anybody's: every station that the store would take has an "http://" URL and a genre of the table.
+#include "core/xml.h"
+#include "core/xml_escape.h"
 #include "net/radio.h"
 #include "target.h"
-#include "upnp/xml.h"
-#include "upnp/xml_escape.h"
 
 void fuzz(Bytes input) {
     const std::string_view document = as_text(input);

@@ -5,7 +5,7 @@
 #include <limits>
 #include <ostream>
 
-#include "http/url_decode.h"
+#include "core/url_decode.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "core/settings.h"
-#include "upnp/xml.h"
+#include "core/xml.h"
 
 namespace {
 

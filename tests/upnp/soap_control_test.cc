@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "core/settings.h"
+#include "core/xml.h"
 #include "db/store.h"
 #include "support/handler_call.h"
 #include "upnp/soap.h"
-#include "upnp/xml.h"
 
 using testing::HasSubstr;
 

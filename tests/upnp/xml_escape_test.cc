@@ -1,4 +1,4 @@
-#include "upnp/xml_escape.h"
+#include "core/xml_escape.h"
 
 #include <gtest/gtest.h>
 

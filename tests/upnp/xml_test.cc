@@ -1,4 +1,4 @@
-#include "upnp/xml.h"
+#include "core/xml.h"
 
 #include <gtest/gtest.h>
 

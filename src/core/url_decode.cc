@@ -1,4 +1,4 @@
-#include "http/url_decode.h"
+#include "core/url_decode.h"
 
 int hex_digit(char c) {
     if (c >= '0' && c <= '9') return c - '0';

@@ -1,4 +1,4 @@
-#include "http/mime.h"
+#include "core/mime.h"
 
 #include <array>
 

@@ -1,10 +1,10 @@
-#include "upnp/xml.h"
+#include "core/xml.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "core/log.h"
-#include "upnp/xml_escape.h"
+#include "core/xml_escape.h"
 
 namespace {
 
