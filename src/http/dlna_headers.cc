@@ -1,7 +1,7 @@
 #include "http/dlna_headers.h"
 
 #include "core/str.h"
-#include "http/answer.h"
+#include "net/answer.h"
 
 namespace {
 

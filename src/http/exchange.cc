@@ -8,10 +8,10 @@
 #include "core/log.h"
 #include "core/socket.h"
 #include "core/str.h"
-#include "http/body.h"
-#include "http/read.h"
 #include "http/respond.h"
 #include "http/url_table.h"
+#include "net/body.h"
+#include "net/read.h"
 #include "upnp/clients.h"
 
 namespace {

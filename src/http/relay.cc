@@ -13,15 +13,15 @@
 #include "core/process_wide.h"
 #include "core/str.h"
 #include "db/store.h"
-#include "http/answer.h"
-#include "http/body.h"
 #include "http/dlna_headers.h"
 #include "http/now_playing.h"
 #include "http/range.h"
 #include "http/respond.h"
-#include "http/socket_copy.h"
-#include "http/source.h"
+#include "net/answer.h"
+#include "net/body.h"
 #include "net/ftp.h"
+#include "net/socket_copy.h"
+#include "net/source.h"
 
 namespace {
 

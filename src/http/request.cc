@@ -3,7 +3,7 @@
 #include <array>
 
 #include "core/str.h"
-#include "http/answer.h"
+#include "net/answer.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 #include "core/start_directory.h"
 #include "core/str.h"
 #include "http/exchange.h"
-#include "http/socket_reader.h"
+#include "net/socket_reader.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "core/thread.h"
-#include "http/connections.h"
 #include "http/url_table.h"
+#include "net/connections.h"
 
 struct HttpServerInstance {
     RunningFlag running;     // of the accept thread

@@ -6,9 +6,9 @@
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/str.h"
-#include "http/client.h"
 #include "meta/exif.h"
 #include "meta/jpeg_codec.h"
+#include "net/client.h"
 
 namespace {
 

@@ -15,11 +15,11 @@
 #include "core/socket.h"
 #include "core/str.h"
 #include "core/thread.h"
-#include "http/client.h"
 #include "http/respond.h"
-#include "http/socket_copy.h"
-#include "http/source.h"
+#include "net/client.h"
 #include "net/ftp_control.h"
+#include "net/socket_copy.h"
+#include "net/source.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include "core/log.h"
 #include "core/socket.h"
 #include "core/thread.h"
-#include "http/socket_reader.h"
+#include "net/socket_reader.h"
 
 namespace {
 

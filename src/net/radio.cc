@@ -17,8 +17,8 @@
 #include "core/xml_escape.h"
 #include "db/store.h"
 #include "db/upkeep.h"
-#include "http/client.h"
 #include "meta/genres.h"
+#include "net/client.h"
 
 namespace {
 

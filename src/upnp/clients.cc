@@ -9,7 +9,7 @@
 #include "core/process_wide.h"
 #include "core/settings.h"
 #include "core/str.h"
-#include "http/client.h"
+#include "net/client.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "http/client.h"
+#include "net/client.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
-#include "http/read.h"
+#include "net/read.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <thread>
 
-#include "http/body.h"
+#include "net/body.h"
 #include "support/http_peer.h"
 
 namespace {

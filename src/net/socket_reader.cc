@@ -1,4 +1,4 @@
-#include "http/socket_reader.h"
+#include "net/socket_reader.h"
 
 #include <poll.h>
 #include <sys/socket.h>

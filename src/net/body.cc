@@ -1,4 +1,4 @@
-#include "http/body.h"
+#include "net/body.h"
 
 #include <algorithm>
 #include <array>

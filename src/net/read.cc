@@ -1,4 +1,4 @@
-#include "http/read.h"
+#include "net/read.h"
 
 #include <poll.h>
 
@@ -11,7 +11,7 @@
 #include "core/log.h"
 #include "core/socket.h"
 #include "core/thread.h"
-#include "http/socket_reader.h"
+#include "net/socket_reader.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "http/socket_reader.h"
+#include "net/socket_reader.h"
 
 enum class BodyEnd {
     complete,

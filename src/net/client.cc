@@ -1,4 +1,4 @@
-#include "http/client.h"
+#include "net/client.h"
 
 #include <sys/socket.h>
 
@@ -10,8 +10,8 @@
 #include "core/str.h"
 #include "core/thread.h"
 #include "core/url_decode.h"
-#include "http/body.h"
-#include "http/read.h"
+#include "net/body.h"
+#include "net/read.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "http/connections.h"
+#include "net/connections.h"
 
 #include <netinet/tcp.h>
 #include <sys/socket.h>

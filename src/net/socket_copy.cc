@@ -1,4 +1,4 @@
-#include "http/socket_copy.h"
+#include "net/socket_copy.h"
 
 #include <fcntl.h>
 #include <poll.h>

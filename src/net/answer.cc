@@ -1,4 +1,4 @@
-#include "http/answer.h"
+#include "net/answer.h"
 
 #include <algorithm>
 #include <array>

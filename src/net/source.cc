@@ -1,4 +1,4 @@
-#include "http/source.h"
+#include "net/source.h"
 
 #include <sys/socket.h>
 
@@ -7,10 +7,10 @@
 
 #include "core/log.h"
 #include "core/thread.h"
-#include "http/body.h"
-#include "http/client.h"
-#include "http/connections.h"
-#include "http/read.h"
+#include "net/body.h"
+#include "net/client.h"
+#include "net/connections.h"
+#include "net/read.h"
 
 namespace {
 

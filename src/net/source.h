@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "core/socket.h"
-#include "http/answer.h"
+#include "net/answer.h"
 
 // A connection to a source. It is counted among the open ones while it lives, so that stopping the server wakes whoever
 // waits for it.
