@@ -10,10 +10,10 @@
 #include "core/str.h"
 #include "core/text_buffer.h"
 #include "db/add_item.h"
-#include "db/didl.h"
 #include "db/group_facts.h"
 #include "db/listing.h"
 #include "db/store.h"
+#include "upnp/didl.h"
 
 namespace {
 

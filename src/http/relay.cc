@@ -13,7 +13,6 @@
 #include "core/process_wide.h"
 #include "core/str.h"
 #include "db/store.h"
-#include "http/dlna_headers.h"
 #include "http/now_playing.h"
 #include "http/range.h"
 #include "http/respond.h"
@@ -22,6 +21,7 @@
 #include "net/ftp.h"
 #include "net/socket_copy.h"
 #include "net/source.h"
+#include "upnp/dlna_headers.h"
 
 namespace {
 

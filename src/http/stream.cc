@@ -13,7 +13,6 @@
 #include "core/settings.h"
 #include "core/thread.h"
 #include "db/store.h"
-#include "http/dlna_headers.h"
 #include "http/file_sender.h"
 #include "http/now_playing.h"
 #include "http/pacing.h"
@@ -21,6 +20,7 @@
 #include "http/respond.h"
 #include "meta/pcm_format.h"
 #include "upnp/clients.h"
+#include "upnp/dlna_headers.h"
 
 namespace {
 

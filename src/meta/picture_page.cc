@@ -11,7 +11,6 @@
 #include "core/str.h"
 #include "core/thread.h"
 #include "db/store.h"
-#include "http/dlna_headers.h"
 #include "http/respond.h"
 #include "meta/icon.h"
 #include "meta/jpeg_codec.h"
@@ -19,6 +18,7 @@
 #include "meta/picture_turn.h"
 #include "meta/planar.h"
 #include "upnp/clients.h"
+#include "upnp/dlna_headers.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include "core/settings.h"
 #include "core/text_buffer.h"
 #include "core/xml_escape.h"
-#include "db/browse_id.h"
-#include "db/didl.h"
 #include "db/listing.h"
 #include "db/store.h"
 #include "db/update.h"
+#include "upnp/browse_id.h"
 #include "upnp/clients.h"
+#include "upnp/didl.h"
 #include "upnp/soap.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "db/browse_id.h"
+#include "upnp/browse_id.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "db/didl.h"
+#include "upnp/didl.h"
 
 #include <gmock/gmock.h>
 

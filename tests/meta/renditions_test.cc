@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "db/didl.h"
 #include "support/store_fixture.h"
+#include "upnp/didl.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "http/dlna_headers.h"
+#include "upnp/dlna_headers.h"
 
 #include "core/str.h"
 #include "net/answer.h"

@@ -1,4 +1,4 @@
-#include "db/didl_filter.h"
+#include "upnp/didl_filter.h"
 
 #include <array>
 

@@ -12,9 +12,9 @@
 
 #include "core/text_buffer.h"
 #include "core/xml_escape.h"
-#include "db/didl_filter.h"
 #include "db/tree.h"
 #include "upnp/clients.h"
+#include "upnp/didl_filter.h"
 
 constexpr std::size_t kMaxElement = 1023;
 

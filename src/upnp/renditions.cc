@@ -1,4 +1,4 @@
-#include "meta/renditions.h"
+#include "upnp/renditions.h"
 
 #include <span>
 #include <string>

@@ -1,4 +1,4 @@
-#include "db/didl.h"
+#include "upnp/didl.h"
 
 #include <algorithm>
 
@@ -7,7 +7,7 @@
 #include "core/time_text.h"
 #include "db/group_facts.h"
 #include "db/store.h"
-#include "meta/renditions.h"
+#include "upnp/renditions.h"
 
 namespace {
 
