@@ -1,10 +1,10 @@
 #include "scan/readers.h"
 
 #include "core/str.h"
+#include "import/playlist_files.h"
 #include "meta/audio_item.h"
 #include "meta/mp3_item.h"
 #include "meta/picture_item.h"
-#include "meta/playlist_files.h"
 #include "meta/video_item.h"
 #include "meta/wma.h"
 

@@ -8,7 +8,7 @@
 #include "core/process_wide.h"
 #include "core/settings.h"
 #include "db/upkeep.h"
-#include "meta/playlist_files.h"
+#include "import/playlist_files.h"
 #include "scan/tree_walk.h"
 
 namespace {

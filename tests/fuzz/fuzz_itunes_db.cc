@@ -1,5 +1,5 @@
 // An iPod's database.
-#include "meta/itunes_db.h"
+#include "import/itunes_db.h"
 #include "target.h"
 
 void fuzz(Bytes input) {

@@ -1,5 +1,5 @@
 // A library file of iTunes, and the locations in it.
-#include "meta/itunes_xml.h"
+#include "import/itunes_xml.h"
 #include "target.h"
 
 void fuzz(Bytes input) {

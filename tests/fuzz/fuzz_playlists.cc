@@ -1,5 +1,5 @@
 // A playlist file in each of the formats.
-#include "meta/playlist_text.h"
+#include "import/playlist_text.h"
 #include "target.h"
 
 void fuzz(Bytes input) {

@@ -2,7 +2,7 @@
 // anybody's: every station that the store would take has an "http://" URL and a genre of the table.
 #include "core/xml.h"
 #include "core/xml_escape.h"
-#include "net/radio.h"
+#include "import/radio.h"
 #include "target.h"
 
 void fuzz(Bytes input) {

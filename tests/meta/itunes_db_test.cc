@@ -1,8 +1,8 @@
-#include "meta/itunes_db.h"
+#include "import/itunes_db.h"
 
 #include <gtest/gtest.h>
 
-#include "meta/itunes_thread.h"
+#include "import/itunes_thread.h"
 #include "support/asf_builder.h"
 #include "support/http_peer.h"
 #include "support/itunes_builder.h"

@@ -1,4 +1,4 @@
-#include "meta/itunes_xml.h"
+#include "import/itunes_xml.h"
 
 #include <gtest/gtest.h>
 

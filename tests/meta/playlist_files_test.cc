@@ -1,9 +1,9 @@
-#include "meta/playlist_files.h"
+#include "import/playlist_files.h"
 
 #include <cstdlib>
 #include <filesystem>
 
-#include "meta/playlist_entry.h"
+#include "import/playlist_entry.h"
 #include "support/mp3_builder.h"
 #include "support/scratch.h"
 #include "support/store_fixture.h"

@@ -1,4 +1,4 @@
-#include "meta/playlist_text.h"
+#include "import/playlist_text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "net/radio.h"
+#include "import/radio.h"
 
 #include <gmock/gmock.h>
 

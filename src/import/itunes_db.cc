@@ -1,4 +1,4 @@
-#include "meta/itunes_db.h"
+#include "import/itunes_db.h"
 
 #include <algorithm>
 #include <cerrno>

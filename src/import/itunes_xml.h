@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "core/thread.h"
+#include "import/library_item.h"
 #include "meta/file_window.h"
-#include "meta/library_item.h"
 
 // Hands every entry of every playlist but the first and the one called "Library", which are the whole library, to the
 // sink. Only tracks that are files count.

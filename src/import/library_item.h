@@ -15,7 +15,7 @@
 #include "core/str.h"
 #include "core/thread.h"
 #include "db/objects.h"
-#include "meta/playlist_entry.h"
+#include "import/playlist_entry.h"
 
 struct LibrarySong {
     std::int32_t id = 0;

@@ -1,4 +1,4 @@
-#include "meta/playlist_entry.h"
+#include "import/playlist_entry.h"
 
 #include <algorithm>
 #include <array>

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "core/thread.h"
+#include "import/library_item.h"
 #include "meta/file_window.h"
-#include "meta/library_item.h"
 #include "meta/tag_text.h"
 
 // Hands every entry of every playlist but the first, which is the whole library, to the sink. mount_path stands in for

@@ -1,4 +1,4 @@
-#include "meta/library_item.h"
+#include "import/library_item.h"
 
 #include <array>
 

@@ -1,4 +1,4 @@
-#include "meta/itunes_thread.h"
+#include "import/itunes_thread.h"
 
 #include <optional>
 #include <string>
@@ -7,8 +7,8 @@
 #include "core/file.h"
 #include "core/log.h"
 #include "core/settings.h"
-#include "meta/itunes_db.h"
-#include "meta/itunes_xml.h"
+#include "import/itunes_db.h"
+#include "import/itunes_xml.h"
 
 namespace {
 

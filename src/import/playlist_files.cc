@@ -1,4 +1,4 @@
-#include "meta/playlist_files.h"
+#include "import/playlist_files.h"
 
 #include <algorithm>
 #include <deque>
@@ -20,10 +20,10 @@
 #include "core/text_clean.h"
 #include "db/add_item.h"
 #include "db/imported_playlists.h"
+#include "import/playlist_entry.h"
+#include "import/playlist_text.h"
 #include "meta/file_window.h"
 #include "meta/mp3.h"
-#include "meta/playlist_entry.h"
-#include "meta/playlist_text.h"
 
 namespace {
 
