@@ -2,7 +2,7 @@
 // frame with the Xing header in it, and its cover.
 #include <algorithm>
 
-#include "meta/album_art.h"
+#include "handlers/covers.h"
 #include "meta/id3.h"
 #include "meta/mpeg_frame.h"
 #include "target.h"

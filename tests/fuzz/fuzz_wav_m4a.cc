@@ -1,5 +1,5 @@
 // Whole WAV and M4A files: their tags and their covers.
-#include "meta/album_art.h"
+#include "handlers/covers.h"
 #include "meta/container_picture.h"
 #include "meta/m4a.h"
 #include "meta/wav.h"

@@ -1,5 +1,5 @@
 // The head of anything that claims to be a WMA file, and its cover.
-#include "meta/album_art.h"
+#include "handlers/covers.h"
 #include "meta/asf.h"
 #include "target.h"
 

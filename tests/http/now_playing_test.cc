@@ -1,4 +1,4 @@
-#include "http/now_playing.h"
+#include "handlers/now_playing.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

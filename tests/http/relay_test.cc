@@ -1,4 +1,4 @@
-#include "http/relay.h"
+#include "handlers/relay.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <string>
 
 #include "core/process.h"
-#include "http/now_playing.h"
+#include "handlers/now_playing.h"
 #include "http/url_table.h"
 #include "support/handler_call.h"
 #include "support/http_peer.h"

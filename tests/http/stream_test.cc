@@ -1,4 +1,4 @@
-#include "http/stream.h"
+#include "handlers/stream.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,8 +10,8 @@
 
 #include "core/process.h"
 #include "db/upkeep.h"
-#include "http/now_playing.h"
-#include "http/playlist_page.h"
+#include "handlers/now_playing.h"
+#include "handlers/playlist_page.h"
 #include "support/handler_call.h"
 #include "support/scratch.h"
 #include "support/store_fixture.h"

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "meta/album_art.h"
+#include "handlers/covers.h"
 #include "meta/container_picture.h"
 #include "support/asf_builder.h"
 #include "support/mp3_builder.h"

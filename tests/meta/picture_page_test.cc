@@ -1,4 +1,4 @@
-#include "meta/picture_page.h"
+#include "handlers/picture_page.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,9 +6,9 @@
 #include <filesystem>
 
 #include "core/process.h"
+#include "handlers/picture_turn.h"
 #include "meta/jpeg_codec.h"
 #include "meta/picture_item.h"
-#include "meta/picture_turn.h"
 #include "support/handler_call.h"
 #include "support/jpeg_builder.h"
 #include "support/scratch.h"

@@ -1,4 +1,4 @@
-#include "meta/picture_turn.h"
+#include "handlers/picture_turn.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "scan/rescan_page.h"
+#include "handlers/rescan_page.h"
 
 #include <algorithm>
 #include <string>

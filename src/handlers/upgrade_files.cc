@@ -1,4 +1,4 @@
-#include "http/upgrade_files.h"
+#include "handlers/upgrade_files.h"
 
 #include <string>
 

@@ -1,4 +1,4 @@
-#include "http/relay.h"
+#include "handlers/relay.h"
 
 #include <sys/socket.h>
 
@@ -13,12 +13,12 @@
 #include "core/process_wide.h"
 #include "core/str.h"
 #include "db/store.h"
-#include "http/now_playing.h"
+#include "handlers/ftp_relay.h"
+#include "handlers/now_playing.h"
 #include "http/range.h"
 #include "http/respond.h"
 #include "net/answer.h"
 #include "net/body.h"
-#include "net/ftp.h"
 #include "net/socket_copy.h"
 #include "net/source.h"
 #include "upnp/dlna_headers.h"

@@ -1,4 +1,4 @@
-#include "http/playlist_page.h"
+#include "handlers/playlist_page.h"
 
 #include <string_view>
 

@@ -1,4 +1,4 @@
-#include "meta/picture_page.h"
+#include "handlers/picture_page.h"
 
 #include <algorithm>
 #include <new>
@@ -11,11 +11,11 @@
 #include "core/str.h"
 #include "core/thread.h"
 #include "db/store.h"
+#include "handlers/picture_load.h"
+#include "handlers/picture_turn.h"
 #include "http/respond.h"
 #include "meta/icon.h"
 #include "meta/jpeg_codec.h"
-#include "meta/picture_load.h"
-#include "meta/picture_turn.h"
 #include "meta/planar.h"
 #include "upnp/clients.h"
 #include "upnp/dlna_headers.h"

@@ -1,4 +1,4 @@
-#include "meta/picture_load.h"
+#include "handlers/picture_load.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "net/ftp.h"
+#include "handlers/ftp_relay.h"
 
 #include <sys/socket.h>
 

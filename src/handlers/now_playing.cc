@@ -1,4 +1,4 @@
-#include "http/now_playing.h"
+#include "handlers/now_playing.h"
 
 #include <algorithm>
 #include <mutex>

@@ -1,4 +1,4 @@
-#include "http/stream.h"
+#include "handlers/stream.h"
 
 #include <poll.h>
 
@@ -13,9 +13,9 @@
 #include "core/settings.h"
 #include "core/thread.h"
 #include "db/store.h"
+#include "handlers/now_playing.h"
+#include "handlers/pacing.h"
 #include "http/file_sender.h"
-#include "http/now_playing.h"
-#include "http/pacing.h"
 #include "http/range.h"
 #include "http/respond.h"
 #include "meta/pcm_format.h"

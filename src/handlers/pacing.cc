@@ -1,4 +1,4 @@
-#include "http/pacing.h"
+#include "handlers/pacing.h"
 
 #include <algorithm>
 #include <limits>

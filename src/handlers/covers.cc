@@ -1,4 +1,4 @@
-#include "meta/album_art.h"
+#include "handlers/covers.h"
 
 #include <algorithm>
 #include <array>
