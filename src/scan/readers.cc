@@ -3,10 +3,10 @@
 #include "core/str.h"
 #include "import/playlist_files.h"
 #include "meta/audio_item.h"
-#include "meta/mp3_item.h"
-#include "meta/picture_item.h"
-#include "meta/video_item.h"
 #include "meta/wma.h"
+#include "scan/mp3_item.h"
+#include "scan/picture_item.h"
+#include "scan/video_item.h"
 
 namespace {
 

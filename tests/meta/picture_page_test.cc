@@ -8,7 +8,7 @@
 #include "core/process.h"
 #include "handlers/picture_turn.h"
 #include "meta/jpeg_codec.h"
-#include "meta/picture_item.h"
+#include "scan/picture_item.h"
 #include "support/handler_call.h"
 #include "support/jpeg_builder.h"
 #include "support/scratch.h"

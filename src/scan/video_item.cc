@@ -1,4 +1,4 @@
-#include "meta/video_item.h"
+#include "scan/video_item.h"
 
 #include "core/file.h"
 #include "core/log.h"

@@ -1,4 +1,4 @@
-#include "meta/mp3_item.h"
+#include "scan/mp3_item.h"
 
 #include "meta/mp3.h"
 

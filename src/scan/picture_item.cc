@@ -1,4 +1,4 @@
-#include "meta/picture_item.h"
+#include "scan/picture_item.h"
 
 #include "core/log.h"
 #include "core/text_clean.h"
