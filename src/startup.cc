@@ -44,7 +44,7 @@ constexpr const char* kVersion = "2.71";
 constexpr std::string_view kUserAgent = "Mozilla/4.0 (Compatible, Pelorama UPnP MediaServer)";
 
 constexpr std::string_view kLoopback = "127.0.0.1";
-constexpr int kUpgradePort = 3640;  // where receivers that fetch their firmware look
+constexpr int kUpgradePort = 3640;  // where clients that fetch their firmware look
 
 constexpr int kLookAgainMs = 50;
 constexpr int kServerPassMs = 500;

@@ -8,7 +8,7 @@ constexpr std::string_view kHead =
     "# Pelorama ini file\n"
     "# change settings by commandline or by editing this file\n";
 
-// Receivers of this file are people and, through print_usage, the console: an "=" starts the explanation there, so a
+// This file is read by people and, through print_usage, the console: an "=" starts the explanation there, so a
 // line has one at most.
 constexpr auto kGroups = std::to_array<IniGroup>({
     {"# param -enableweb [n] = set to 0 to disable web configuration, 1 for local access only and 2 for public "

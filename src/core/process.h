@@ -31,7 +31,7 @@ void raise_descriptor_limit();
 // large requests does not leave its memory behind in heaps that nobody uses again. Before the first thread.
 void share_heaps();
 
-// A receiver that resets its connection is an error to handle, never the end of the server.
+// A client that resets its connection is an error to handle, never the end of the server.
 void ignore_broken_pipes();
 
 // Blocks SIGINT, SIGABRT and SIGTERM. Before the first thread, so that every thread inherits it and only the one that

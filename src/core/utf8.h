@@ -1,4 +1,4 @@
-// UTF-8 and Latin-1. The store's texts are UTF-8; old tags and some receivers know single bytes only.
+// UTF-8 and Latin-1. The store's texts are UTF-8; old tags and some clients know single bytes only.
 #pragma once
 
 #include <cstdint>

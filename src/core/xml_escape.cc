@@ -114,10 +114,10 @@ Text xml_escape_double(std::string_view text, HighBytes high_bytes) {
     return out;
 }
 
-Text xml_escape_for(std::string_view text, ReceiverText receiver) {
+Text xml_escape_for(std::string_view text, ClientText client) {
     const std::string legal = text_without_forbidden_controls(text);
     const bool is_utf8 = utf8_is_well_formed(legal);
-    if (receiver == ReceiverText::single_bytes)
+    if (client == ClientText::single_bytes)
         return xml_escape_double(is_utf8 ? utf8_to_latin1(legal) : legal, HighBytes::copy);
     if (is_utf8) return xml_escape_double(without_noncharacters(legal), HighBytes::copy);
     return xml_escape_double(legal, HighBytes::convert);

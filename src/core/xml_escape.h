@@ -22,9 +22,9 @@ enum class HighBytes { copy, convert };
 // 1021 bytes: with its terminator it has to stay below 1023.
 Text xml_escape_double(std::string_view text, HighBytes high_bytes);
 
-// What a receiver gets of a store text: the high-byte conversion of a Latin-1 text, and never a text converted twice.
-// Well-formed UTF-8 is escaped as it is, anything else converted; single_bytes receivers get Latin-1, "?" for what does
+// What a client gets of a store text: the high-byte conversion of a Latin-1 text, and never a text converted twice.
+// Well-formed UTF-8 is escaped as it is, anything else converted; single_bytes clients get Latin-1, "?" for what does
 // not fit. Characters that XML 1.0 has no form for are dropped, so that the fragment stays well-formed when it is
 // unpacked. Missing as above.
-enum class ReceiverText { utf8, single_bytes };
-Text xml_escape_for(std::string_view text, ReceiverText receiver);
+enum class ClientText { utf8, single_bytes };
+Text xml_escape_for(std::string_view text, ClientText client);

@@ -16,9 +16,9 @@ namespace {
 void join_playlist(const StoreLock& lock, MediaItem& item, const std::string& playlist, std::int32_t position) {
     MediaContainer* const playlists = store(lock).playlists;
     if (playlists == nullptr) return;
-    MediaContainer& list = db_find_or_add_container(
+    MediaContainer& list = tree_find_or_add_container(
         lock, *playlists, {.title = tree_intern(lock, playlist), .object_class = ObjectClass::playlist_container});
-    if (db_find_item_by_path(lock, list, item.path.view()) == nullptr) db_add_reference(lock, list, item, position);
+    if (db_find_item_by_path(lock, list, item.path.view()) == nullptr) tree_add_reference(lock, list, item, position);
 }
 
 // Where an item that goes stood in playlists, for the one that comes in its place. Only the importer of a music library
@@ -50,7 +50,7 @@ void take_places(const StoreLock& lock, MediaItem& item, const FormerPlaces& for
     for (const PlaylistSeat& seat : former.seats) {
         MediaContainer* const list = as_container(tree_object(lock, seat.playlist));
         if (list != nullptr && db_find_item_by_path(lock, *list, item.path.view()) == nullptr)
-            db_add_reference(lock, *list, item, seat.sort_key);
+            tree_add_reference(lock, *list, item, seat.sort_key);
     }
 }
 
@@ -149,7 +149,7 @@ AddResult link_station(const StoreLock& lock, MediaItem&& item, const CleanTexts
         return AddResult::added;
     }
     if (!has_text(texts.genre)) return AddResult::failed;
-    MediaContainer& genre = db_find_or_add_container(
+    MediaContainer& genre = tree_find_or_add_container(
         lock, *places.internet_radio, {.title = item.genre, .object_class = ObjectClass::music_container});
     tree_add_item(lock, genre, std::move(item));
     return AddResult::added;

@@ -74,7 +74,7 @@ SaveMark current_mark() {
 }
 
 // Until nothing has changed for a little over five seconds; missing when the thread is to end. Plays are no reason to
-// wait longer: a receiver that asks for a track in many ranges would keep everything else from being saved.
+// wait longer: a client that asks for a track in many ranges would keep everything else from being saved.
 std::optional<SaveMark> wait_for_quiet(const RunningFlag& running) {
     SaveMark mark = current_mark();
     for (int sleeps = 0; sleeps < kQuietSleeps;) {
@@ -207,7 +207,7 @@ void dbfile_write_thread(RunningFlag& running) {
     SaveMark written;
     std::uint32_t written_ms = uptime_ms();
     while (sleep_while_running(running, kPollMs)) {
-        // A receiver that asks for a track in many ranges would have everything written again and again.
+        // A client that asks for a track in many ranges would have everything written again and again.
         const SaveMark now = current_mark();
         const bool plays_due = now.plays > written.plays && uptime_ms() - written_ms >= kPlaysWaitMs;
         if (now.update_id <= written.update_id && !plays_due) continue;

@@ -1,4 +1,4 @@
-// What a folder of tracks shows of the tracks in it: their artist, genre, album art and play time. A receiver asks for
+// What a folder of tracks shows of the tracks in it: their artist, genre, album art and play time. A client asks for
 // all of it with every page, and a genre of 100,000 tracks without one album cover would have to be read to its end
 // each time; so what took long to find is remembered until the folder's list changes; play times are counted as it
 // changes. All under the store lock.

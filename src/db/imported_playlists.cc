@@ -8,7 +8,7 @@ namespace {
 // Null when there is none. "- Last Played -" and its kin are no imports, whatever a file is called.
 MediaContainer* find_playlist(const StoreLock& lock, std::string_view name) {
     MediaContainer* const playlists = store(lock).playlists;
-    MediaContainer* const found = playlists == nullptr ? nullptr : db_find_child_container(lock, name, *playlists);
+    MediaContainer* const found = playlists == nullptr ? nullptr : tree_find_child_container(lock, name, *playlists);
     return found == nullptr || found->permanent ? nullptr : found;
 }
 
@@ -56,7 +56,7 @@ std::vector<ObjectId> db_begin_playlist(std::string_view name) {
 
 void db_end_playlist(std::string_view name, const std::vector<ObjectId>& former) {
     for (const ObjectId id : former) {
-        StoreLock lock;  // one for each item: a receiver may browse in between
+        StoreLock lock;  // one for each item: a client may browse in between
         MediaItem* const item = item_of(lock, tree_object(lock, id));
         if (item == nullptr) continue;
         const MediaContainer* const playlist = find_playlist(lock, name);

@@ -20,7 +20,7 @@ ObjectIds child_ids(const StoreLock& lock, const MediaContainer& container) {
     return ids;
 }
 
-// As many swaps as there are entries, two draws each. The receiver asks for the pages of one shuffled list with one
+// As many swaps as there are entries, two draws each. The client asks for the pages of one shuffled list with one
 // seed, so the same seed must give the same order.
 void shuffle(ObjectIds& ids, std::uint32_t seed) {
     std::srand(seed);

@@ -8,7 +8,7 @@
 
 namespace {
 
-// A search text longer than any receiver's is not worth keeping.
+// A search text longer than any client's is not worth keeping.
 constexpr std::size_t kMaxSearchText = 4096;
 
 // What the listing was made from, as it was then.

@@ -50,7 +50,7 @@ Text m3u_container(std::string_view base_url, std::string_view container_id) {
     const ObjectId start = read_id(container_id);
     if (!is_container(start)) return std::nullopt;
     TextBuffer text{"#EXTM3U\r\n", 2048};
-    // Other receivers get their turn between two folders.
+    // Other clients get their turn between two folders.
     for (ObjectId folder = start; folder != kNoObject && text.length() <= kMaxM3uBytes;)
         folder = append_tracks(text, folder, start, order, base_url);
     return std::move(text).take();

@@ -1,4 +1,4 @@
-// A container as an m3u playlist, for receivers that play whole folders.
+// A container as an m3u playlist, for clients that play whole folders.
 #pragma once
 
 #include <cstddef>

@@ -37,7 +37,7 @@ enum class ObjectClass : std::uint8_t {
 std::string_view class_text(ObjectClass object_class);
 // The item class (one of the first four) with exactly this text.
 std::optional<ObjectClass> item_class_of(std::string_view text);
-// Album, artist, playlist or music container: what a receiver may list as a group of tracks.
+// Album, artist, playlist or music container: what a client may list as a group of tracks.
 bool is_music_grouping(ObjectClass object_class);
 
 struct MediaObject {

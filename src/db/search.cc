@@ -121,7 +121,7 @@ bool fits(const SearchRelation& relation, const Subject& subject) {
     Value value = value_of(subject, relation.property, digits);
     if (relation.op == SearchOperator::exists) return value.has_value() == (relation.value == "true");
     if (!relation.value) return false;
-    // Receivers list what has no value under "Unknown" and then search for that.
+    // Clients list what has no value under "Unknown" and then search for that.
     if (!value && *relation.value == "Unknown") value = "Unknown";
     if (!value) return false;
     if (relation.property == SearchProperty::track_number)

@@ -9,5 +9,5 @@
 #include "db/tree.h"
 
 // The matches in the order of the walk. each_title_once: of several matches with the same title (letter case aside)
-// only the first, as receivers want it that show one entry a track.
+// only the first, as clients want it that show one entry a track.
 std::vector<ObjectId> search_walk(const StoreLock& lock, const SearchCriteria& criteria, bool each_title_once);

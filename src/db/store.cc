@@ -9,7 +9,7 @@
 #include "core/settings.h"
 #include "core/text_buffer.h"
 #include "core/time_text.h"
-#include "db/play_lists.h"
+#include "db/played_lists.h"
 #include "db/view.h"
 
 namespace {
@@ -19,8 +19,8 @@ std::atomic<EventSink> event_sink{nullptr};
 // A fixed container titled by a setting; null (and no id taken) when the setting is empty or the parent does not exist.
 MediaContainer* add_place(const StoreLock& lock, MediaContainer* parent, const Text& title, ObjectClass object_class) {
     if (parent == nullptr || !has_text(title)) return nullptr;
-    return &db_add_container(lock, *parent,
-                             {.title = tree_intern(lock, *title), .object_class = object_class, .permanent = true});
+    return &tree_add_container(lock, *parent,
+                               {.title = tree_intern(lock, *title), .object_class = object_class, .permanent = true});
 }
 MediaContainer* add_place(const StoreLock& lock, MediaContainer* parent, Setting title, ObjectClass object_class) {
     return add_place(lock, parent, settings_get(title), object_class);
@@ -71,7 +71,7 @@ std::string db_collect_update_ids(const StoreLock& lock, MediaContainer& start) 
     return std::move(list).take();
 }
 
-// The id that a receiver's text names: blanks, a sign, digits, and then nothing but what ends an id in a URL. "12abc"
+// The id that a client's text names: blanks, a sign, digits, and then nothing but what ends an id in a URL. "12abc"
 // names nothing, and neither does a number that no id can have.
 std::optional<ObjectId> parse_id(std::string_view text) {
     const std::string_view trimmed = str_trim_left(text);
@@ -214,11 +214,11 @@ void db_played(std::string_view id_text) {
     ++item->play_count;
     ++store(lock).plays;
     item->last_played = static_cast<std::int32_t>(now);
-    if (item->object_class == ObjectClass::music_track) play_lists_note(lock, *item);
+    if (item->object_class == ObjectClass::music_track) played_lists_note(lock, *item);
 }
 
 std::string db_now_playing_line(ObjectId id, std::int64_t position) {
-    // What a receiver buffers of a video before it shows anything.
+    // What a client buffers of a video before it shows anything.
     constexpr std::int64_t kVideoLead = 1'500'000;
     StoreLock lock;
     const MediaItem* const item = item_of(lock, tree_object(lock, id));

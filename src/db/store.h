@@ -1,4 +1,4 @@
-// The content store as the rest of the server sees it: creation, look-ups by the ids and texts that receivers send,
+// The content store as the rest of the server sees it: creation, look-ups by the ids and texts that clients send,
 // plays, events. What adds items is in db/add_item.h, what keeps the tree tidy in db/upkeep.h, what changes a field in
 // db/update.h.
 #pragma once
@@ -26,7 +26,7 @@ std::int32_t db_system_update_id();
 
 // The object with this id in the subtree below start, start's own siblings included; null when there is none.
 MediaObject* db_find_by_id(const StoreLock& lock, const MediaContainer& start, ObjectId id);
-// The item (of a reference its target) with the id that a receiver's text names; null for containers and unknown ids.
+// The item (of a reference its target) with the id that a client's text names; null for containers and unknown ids.
 // The text must be all digits behind optional blanks and a sign, up to its end or up to one of "._(?/".
 MediaItem* db_find_item_by_id_text(const StoreLock& lock, std::string_view id_text);
 

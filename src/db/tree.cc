@@ -222,7 +222,7 @@ bool tree_is_below(const StoreLock&, const MediaObject& object, const MediaConta
     return false;
 }
 
-MediaContainer* db_find_child_container(const StoreLock&, std::string_view title, const MediaContainer& parent) {
+MediaContainer* tree_find_child_container(const StoreLock&, std::string_view title, const MediaContainer& parent) {
     const SharedText pooled = tree().texts.find(title);
     if (!pooled) return nullptr;
     const auto found = tree().child_index.find({parent.id, pooled.identity()});
@@ -274,7 +274,7 @@ MediaContainer& tree_create_root(const StoreLock&, std::string_view title) {
     return root;
 }
 
-MediaContainer& db_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted) {
+MediaContainer& tree_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted) {
     MediaContainer& container = tree().containers.create();
     container.id = tree_take_id(lock);
     container.title = wanted.title;
@@ -286,13 +286,13 @@ MediaContainer& db_add_container(const StoreLock& lock, MediaContainer& parent, 
     return container;
 }
 
-MediaContainer& db_find_or_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted) {
+MediaContainer& tree_find_or_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted) {
     const auto found = tree().child_index.find({parent.id, wanted.title.identity()});
-    return found != tree().child_index.end() ? *found->second : db_add_container(lock, parent, wanted);
+    return found != tree().child_index.end() ? *found->second : tree_add_container(lock, parent, wanted);
 }
 
-ItemReference& db_add_reference(const StoreLock& lock, MediaContainer& container, MediaItem& item,
-                                std::int32_t sort_key) {
+ItemReference& tree_add_reference(const StoreLock& lock, MediaContainer& container, MediaItem& item,
+                                  std::int32_t sort_key) {
     ItemReference& reference = tree().references.create();
     reference.id = tree_take_id(lock);
     reference.sort_key = sort_key;
@@ -326,7 +326,7 @@ void tree_remove_reference(const StoreLock& lock, ItemReference& reference) {
     tree().references.destroy(reference);
 }
 
-void db_remove_references(const StoreLock& lock, const MediaContainer& start, MediaItem& item) {
+void tree_remove_references(const StoreLock& lock, const MediaContainer& start, MediaItem& item) {
     tree_for_each_reference(lock, item, [&](ItemReference& reference) {
         if (tree_is_below(lock, reference, start)) tree_remove_reference(lock, reference);
     });
@@ -383,7 +383,7 @@ void tree_clear(const StoreLock&) {
     all.items.release_blocks();
     all.references.release_blocks();
     all.texts.clear();
-    // Counters go on: receivers may still remember ids and update ids of before.
+    // Counters go on: clients may still remember ids and update ids of before.
     const MediaStore former = all.store;
     all.store = MediaStore{.system_update_id = former.system_update_id,
                            .item_revision = former.item_revision + 1,

@@ -119,7 +119,7 @@ void tree_for_each_reference(const StoreLock& lock, const MediaItem& item, Visit
 }
 
 // The first child container with exactly this title; null when there is none.
-MediaContainer* db_find_child_container(const StoreLock& lock, std::string_view title, const MediaContainer& parent);
+MediaContainer* tree_find_child_container(const StoreLock& lock, std::string_view title, const MediaContainer& parent);
 
 // The container behind current in a depth-first walk over the containers at and below start; null at the end. The walk
 // needs no stack and no items: for (c = &start; c != nullptr; c = tree_next_container(lock, *c, start)).
@@ -149,13 +149,13 @@ struct NewContainer {
     std::int32_t view_number = 0;
 };
 // Prepends a new container and marks the parent changed.
-MediaContainer& db_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted);
+MediaContainer& tree_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted);
 // The child container with this title, created when there is none.
-MediaContainer& db_find_or_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted);
+MediaContainer& tree_find_or_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted);
 
 // Prepends a reference to the item and marks the container changed.
-ItemReference& db_add_reference(const StoreLock& lock, MediaContainer& container, MediaItem& item,
-                                std::int32_t sort_key);
+ItemReference& tree_add_reference(const StoreLock& lock, MediaContainer& container, MediaItem& item,
+                                  std::int32_t sort_key);
 // Lets an existing reference stand for another item; marks its container changed.
 void tree_retarget(const StoreLock& lock, ItemReference& reference, MediaItem& item, std::int32_t sort_key);
 
@@ -166,7 +166,7 @@ MediaItem& tree_add_item(const StoreLock& lock, MediaContainer& container, Media
 
 void tree_remove_reference(const StoreLock& lock, ItemReference& reference);
 // Removes every reference to the item that lies below start.
-void db_remove_references(const StoreLock& lock, const MediaContainer& start, MediaItem& item);
+void tree_remove_references(const StoreLock& lock, const MediaContainer& start, MediaItem& item);
 // Removes the item with all its references, wherever they are.
 void tree_remove_item(const StoreLock& lock, MediaItem& item);
 // Removes a container with everything below it, and every reference from elsewhere to an item that goes with it.

@@ -50,7 +50,7 @@ private:
                 if (id != expected_container) differ("wrong container chain", id);
                 expected_container = inner->next_container;
                 if (titles.insert(inner->title.view()).second &&
-                    db_find_child_container(lock_, inner->title.view(), container) != inner)
+                    tree_find_child_container(lock_, inner->title.view(), container) != inner)
                     differ("not the first of its title in the child index", id);
                 check_container(*inner);
                 music_seconds += inner->music_seconds;

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "db/keywords.h"
 #include "db/store.h"
-#include "db/tags.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ int db_update_field(const StoreLock& lock, MediaItem& item, std::string_view nam
     if (db_compare_text(present, current) != 0) return kOtherValue;
     if (field->field == &MediaItem::keywords) {
         item.keywords = SharedText{value};
-        if (store(lock).tags != nullptr) tags_add_item(lock, item);
+        if (store(lock).tags != nullptr) keywords_add_item(lock, item);
     } else {
         text = field->shared ? tree_intern(lock, value) : SharedText{value};
     }

@@ -49,7 +49,7 @@ void db_remove_file(const std::string& path) {
 void db_remove_vanished() {
     std::vector<LookedFor> gone = unseen_files();
     std::erase_if(gone, [](const LookedFor& file) { return file_status(file.path).has_value(); });
-    // One lock for each item: a receiver may browse in between.
+    // One lock for each item: a client may browse in between.
     for (const LookedFor& file : gone) {
         StoreLock lock;
         MediaItem* const item = item_of(lock, tree_object(lock, file.id));
@@ -85,7 +85,7 @@ void db_clear_radio() {
     StoreLock lock;
     MediaStore& places = store(lock);
     if (places.internet_radio == nullptr) return;
-    // Before the genres go, so that the update id stays; and also when there are none, so that receivers look again
+    // Before the genres go, so that the update id stays; and also when there are none, so that clients look again
     // after every reading of the directory.
     places.internet_radio->changed = true;
     std::vector<MediaContainer*> genres;

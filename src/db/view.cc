@@ -173,7 +173,7 @@ MediaContainer* view_folder_container(const StoreLock& lock, std::string_view pa
     MediaContainer* container = &start;
     for (std::size_t end = folders.find('/'); end != std::string_view::npos; end = folders.find('/')) {
         if (end == 0) return nullptr;
-        container = &db_find_or_add_container(
+        container = &tree_find_or_add_container(
             lock, *container,
             {.title = tree_intern(lock, folders.substr(0, end)), .object_class = container_class, .permanent = true});
         folders.remove_prefix(end + 1);
@@ -192,7 +192,7 @@ public:
 
     void place(MediaContainer& container, std::size_t depth) const {
         if (depth == levels_.size()) {
-            db_add_reference(lock_, container, item_, kViewSortKey);
+            tree_add_reference(lock_, container, item_, kViewSortKey);
             return;
         }
         const Level& level = levels_[depth];
@@ -205,7 +205,7 @@ private:
     static constexpr std::int32_t kViewSortKey = -1;
 
     MediaContainer& find_or_add(MediaContainer& parent, SharedText title, ObjectClass container_class) const {
-        return db_find_or_add_container(lock_, parent, {.title = std::move(title), .object_class = container_class});
+        return tree_find_or_add_container(lock_, parent, {.title = std::move(title), .object_class = container_class});
     }
 
     MediaContainer* level_container(const Level& level, MediaContainer& container) const {
@@ -259,8 +259,8 @@ void view_create_roots(const StoreLock& lock, MediaContainer& top, std::int32_t 
         if (elements->size() > kMaxLevels + 1)
             log_message(LOG_PROBLEM, LOG_DB, "view %s has more than %zu levels, the others are left out\n",
                         elements->front().c_str(), kMaxLevels);
-        db_add_container(lock, top,
-                         {.title = tree_intern(lock, elements->front()), .permanent = true, .view_number = number});
+        tree_add_container(lock, top,
+                           {.title = tree_intern(lock, elements->front()), .permanent = true, .view_number = number});
         views().levels[static_cast<std::size_t>(number)] = compile_view(*elements);
     }
 }

@@ -200,18 +200,18 @@ std::optional<EmbeddedPicture> wma_find_picture(FileWindow& file) {
     return std::nullopt;
 }
 
-HandlerResult albumart_mp3_handler(HttpRequest& request) {
+HandlerResult handle_albumart_mp3(HttpRequest& request) {
     return answer(request, "albumart-mp3/", mp3_find_picture);
 }
 
-HandlerResult albumart_wma_handler(HttpRequest& request) {
+HandlerResult handle_albumart_wma(HttpRequest& request) {
     return answer(request, "albumart-wma/", wma_find_picture);
 }
 
-HandlerResult albumart_m4a_handler(HttpRequest& request) {
+HandlerResult handle_albumart_m4a(HttpRequest& request) {
     return answer(request, "albumart-m4a/", m4a_find_picture);
 }
 
-HandlerResult albumart_wav_handler(HttpRequest& request) {
+HandlerResult handle_albumart_wav(HttpRequest& request) {
     return answer(request, "albumart-wav/", wav_find_picture);
 }

@@ -15,7 +15,7 @@ std::optional<EmbeddedPicture> wma_find_picture(FileWindow& file);
 // The same as for MP3 files, of the ID3 chunk of a RIFF file.
 std::optional<EmbeddedPicture> wav_find_picture(FileWindow& file);
 
-HandlerResult albumart_mp3_handler(HttpRequest& request);
-HandlerResult albumart_wma_handler(HttpRequest& request);
-HandlerResult albumart_m4a_handler(HttpRequest& request);
-HandlerResult albumart_wav_handler(HttpRequest& request);
+HandlerResult handle_albumart_mp3(HttpRequest& request);
+HandlerResult handle_albumart_wma(HttpRequest& request);
+HandlerResult handle_albumart_m4a(HttpRequest& request);
+HandlerResult handle_albumart_wav(HttpRequest& request);

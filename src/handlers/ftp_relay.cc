@@ -71,7 +71,7 @@ void copy_file(Transfer& transfer, int data_socket) {
         transfer.sent += n;
         if (n > 0 && transfer.progress) transfer.progress(transfer.sent);
     } while (n > 0 && transfer.sent < most);
-    if (copy.end() == SocketCopy::End::receiver_gone)
+    if (copy.end() == SocketCopy::End::client_gone)
         log_message(LOG_INFO, LOG_HTTP, "FTP data transfer interupted by client\n");
     transfer.complete = copy.end() == SocketCopy::End::source_ended || transfer.sent == transfer.length;
 }

@@ -46,7 +46,7 @@ std::string now_playing_page() {
 
 }  // namespace
 
-HandlerResult rpc_handler(HttpRequest& request) {
+HandlerResult handle_rpc(HttpRequest& request) {
     request.extra_headers += "Expires: 0\r\nPragma: no-cache\r\n";
     if (str_contains(request.url, "playing")) return http_send_text(request, 200, kHtmlType, now_playing_page());
     if (str_contains(request.url, "mode?stealth")) {

@@ -1,4 +1,4 @@
-// Music-only receivers have small buffers and stall when they are flooded, so their transfers pause now and then. This
+// Music-only clients have small buffers and stall when they are flooded, so their transfers pause now and then. This
 // is the arithmetic alone: sizes in bytes, times in milliseconds, rates in bytes per second of play time.
 #pragma once
 

@@ -20,8 +20,8 @@ constexpr std::string_view kWebcamMark = "#_webcam.jpg";
 constexpr int kPlaceholderSide = 100;
 constexpr int kMidGrey = 0x80;
 
-struct FetchLimit : ShareLimit {
-    FetchLimit() : ShareLimit(kMaxFetches) {}
+struct FetchLimit : Semaphore {
+    FetchLimit() : Semaphore(kMaxFetches) {}
 };
 
 RgbPicture placeholder() {
@@ -33,8 +33,8 @@ RgbPicture placeholder() {
 void fetch(PictureSource& source) {
     std::string_view url = source.name;
     if (url.ends_with(kWebcamMark)) url.remove_suffix(kWebcamMark.size());
-    source.fetch_share = Share::take(process_wide<FetchLimit>(), 1, kFetchWaitMs);
-    if (!source.fetch_share) return;
+    source.fetch_reservation = Reservation::take(process_wide<FetchLimit>(), 1, kFetchWaitMs);
+    if (!source.fetch_reservation) return;
     if (auto answer = http_talk(TalkMode::get, url)) source.fetched = std::move(*answer).take();
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "core/file.h"
-#include "core/share.h"
+#include "core/semaphore.h"
 #include "meta/scale.h"
 
 // An opened source, or none: what could not be opened or fetched becomes the placeholder when it is loaded.
@@ -15,7 +15,7 @@ struct PictureSource {
     File file;
     std::uint64_t file_size = 0;
     std::optional<std::string> fetched;
-    std::optional<Share> fetch_share;  // of what fetched pictures may take at once
+    std::optional<Reservation> fetch_reservation;  // of what fetched pictures may take at once
 };
 // Fetching may take a minute, so this comes before a turn at scaling is waited for. A URL that ends in "#_webcam.jpg"
 // is fetched without that mark.

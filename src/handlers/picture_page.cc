@@ -5,8 +5,8 @@
 #include <string>
 
 #include "core/file.h"
+#include "core/semaphore.h"
 #include "core/settings.h"
-#include "core/share.h"
 #include "core/socket.h"
 #include "core/str.h"
 #include "core/thread.h"
@@ -26,7 +26,7 @@ constexpr int kMaxSide = 4096;
 constexpr int kLeastOverlayWidth = 201;  // below it no description could be read
 constexpr std::size_t kSendUnit = 16384;
 
-// Nobody pauses a picture: a receiver that takes nothing for so long is gone. The largest picture in the longer time
+// Nobody pauses a picture: a client that takes nothing for so long is gone. The largest picture in the longer time
 // is 56 kB/s.
 constexpr int kSendMs = 60'000;
 constexpr std::uint32_t kSendAllMs = 600'000;
@@ -61,7 +61,7 @@ bool wants_description(const PictureUrl& url, const HttpRequest& request) {
 // The finished bytes, with the memory they take accounted for. No bytes when they could not be made.
 struct Rendered {
     std::optional<std::string> bytes;
-    std::optional<Share> unsent;
+    std::optional<Reservation> unsent;
 };
 
 // Missing when memory is out.
@@ -141,7 +141,7 @@ std::optional<PictureUrl> picture_parse_url(std::string_view url) {
         .id_text = *id, .width = text_int(*width), .height = text_int(*height), .mode = text_int(*mode), .suffix = url};
 }
 
-HandlerResult picture_handler(HttpRequest& request) {
+HandlerResult handle_picture(HttpRequest& request) {
     const auto url = picture_parse_url(request.url);
     if (!url || !is_side(url->width) || !is_side(url->height)) return http_send_not_found(request);
     const auto resource = db_get_resource(url->id_text);

@@ -1,5 +1,5 @@
 // "/picture/ID(WIDTHxHEIGHT,MODE)SUFFIX": a picture of the library at the size that a receiver asks for, as JPEG or in
-// the raw forms that some receivers want instead.
+// the raw forms that some clients want instead.
 #pragma once
 
 #include <optional>
@@ -18,9 +18,9 @@ struct PictureUrl {
 std::optional<PictureUrl> picture_parse_url(std::string_view url);
 
 // The not-found answer for a URL of another form, for sizes outside 1 to 4096, for ids of nothing and for files that
-// are not there. A file that is no good JPEG is answered with a grey picture, and a receiver that has gone with a
+// are not there. A file that is no good JPEG is answered with a grey picture, and a client that has gone with a
 // close.
-HandlerResult picture_handler(HttpRequest& request);
+HandlerResult handle_picture(HttpRequest& request);
 
 // Where a description would be drawn into a picture. Draws nothing yet.
 void picture_overlay_description(RgbPicture& picture, std::string_view description);

@@ -3,4 +3,4 @@
 
 #include "http/request.h"
 
-HandlerResult m3u_handler(HttpRequest& request);
+HandlerResult handle_m3u(HttpRequest& request);

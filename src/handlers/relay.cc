@@ -79,7 +79,7 @@ std::string content_type_of(const HttpSource& source) {
     return is_station ? "audio/mpeg" : type_by_name(url.substr(0, url.find_first_of("?#")));
 }
 
-// The lines of the source that the receiver needs, the more important ones first, as far as there is room for them.
+// The lines of the source that the client needs, the more important ones first, as far as there is room for them.
 std::string passed_on(const HttpSource& source, std::string lines, int version) {
     const auto add = [&](std::string_view more) {
         if (lines.size() + more.size() <= kPassedOnBytes) lines.append(more);
@@ -122,7 +122,7 @@ public:
         const bool whole = source_.body.coding == AnswerBody::Coding::chunked ? pass_chunks() : pass(left_by_header());
         if (copy_.end() == SocketCopy::End::source_failed)
             log_message(LOG_INFO, LOG_HTTPPROXY, "source went away: %s\n", source_.url.c_str());
-        // A receiver that was told of more would wait for it, so the end of the connection has to tell it.
+        // A client that was told of more would wait for it, so the end of the connection has to tell it.
         return whole && sent_ == request_.content_length ? HandlerResult::keep : HandlerResult::close;
     }
 
@@ -179,7 +179,7 @@ std::optional<RelayTarget> target_of(const HttpRequest& request, std::string_vie
 
 }  // namespace
 
-HandlerResult http_proxy_handler(HttpRequest& request) {
+HandlerResult handle_http_proxy(HttpRequest& request) {
     const auto target = target_of(request, "httpproxy/", "http://");
     if (!target || has_come_round(request)) return http_send_not_found(request);
     const auto source = http_open_source(target->url, request_lines(request), own_port(request.socket));
@@ -204,7 +204,7 @@ HandlerResult http_proxy_handler(HttpRequest& request) {
     return BodyRelay{request, *source, text_int(target->id_text)}.run();
 }
 
-HandlerResult ftp_proxy_handler(HttpRequest& request) {
+HandlerResult handle_ftp_proxy(HttpRequest& request) {
     const auto target = target_of(request, "ftpproxy/", "ftp://");
     if (!target) return http_send_not_found(request);
     request.content_type = type_by_name(target->url);

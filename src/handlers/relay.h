@@ -1,8 +1,8 @@
-// Relays for receivers that cannot reach a source themselves: "/httpproxy/ID.ext" passes an item's "http://" stream on,
+// Relays for clients that cannot reach a source themselves: "/httpproxy/ID.ext" passes an item's "http://" stream on,
 // "/ftpproxy/ID.ext" the file of an "ftp://" item. What cannot be reached is not found.
 #pragma once
 
 #include "http/request.h"
 
-HandlerResult http_proxy_handler(HttpRequest& request);
-HandlerResult ftp_proxy_handler(HttpRequest& request);
+HandlerResult handle_http_proxy(HttpRequest& request);
+HandlerResult handle_ftp_proxy(HttpRequest& request);

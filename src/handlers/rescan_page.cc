@@ -40,7 +40,7 @@ std::string page(RescanAnswer answer, std::string_view directory) {
 
 }  // namespace
 
-HandlerResult rescan_page(HttpRequest& request) {
+HandlerResult handle_rescan(HttpRequest& request) {
     const std::string directory = requested_directory(request.url);
     return http_send_text(request, 200, kHtmlType, page(scan_request_rescan(directory), directory));
 }

@@ -3,4 +3,4 @@
 
 #include "http/request.h"
 
-HandlerResult rescan_page(HttpRequest& request);
+HandlerResult handle_rescan(HttpRequest& request);

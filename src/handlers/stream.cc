@@ -47,7 +47,7 @@ std::string content_type_of(std::string_view url, std::string_view path) {
     return std::string{type.empty() ? "application/octet-stream" : type};
 }
 
-// Kept on purpose: milliseconds times bytes per second, so a receiver that seeks by seconds lands a thousand times too
+// Kept on purpose: milliseconds times bytes per second, so a client that seeks by seconds lands a thousand times too
 // far. Only the low 32 bits of the rate are used, and the product wraps.
 std::int64_t time_seek_offset(std::int64_t milliseconds, std::int64_t size, std::int32_t seconds) {
     const std::uint64_t rate = static_cast<std::uint32_t>(size / seconds);
@@ -133,13 +133,13 @@ HandlerResult send_body(const HttpRequest& request, const File& file, const Tran
             since_pause = 0;
         }
     }
-    // A receiver that was told of more would wait for it, so the end of the connection has to tell it.
+    // A client that was told of more would wait for it, so the end of the connection has to tell it.
     return sent == request.content_length ? HandlerResult::keep : HandlerResult::close;
 }
 
 }  // namespace
 
-HandlerResult disk_handler(HttpRequest& request) {
+HandlerResult handle_disk(HttpRequest& request) {
     constexpr std::string_view kMark = "disk/";
     const std::size_t mark = request.url.find(kMark);
     if (mark == std::string::npos) return HandlerResult::close;
@@ -168,7 +168,7 @@ HandlerResult disk_handler(HttpRequest& request) {
     return body ? send_body(request, file, transfer) : HandlerResult::keep;
 }
 
-HandlerResult continue_handler(HttpRequest& request) {
+HandlerResult handle_continue(HttpRequest& request) {
     constexpr std::string_view kMark = "continue/";
     const std::size_t mark = request.url.find(kMark);
     if (mark == std::string::npos) return HandlerResult::close;
@@ -190,7 +190,7 @@ HandlerResult continue_handler(HttpRequest& request) {
     const std::string_view extension = path_extension(resource->path);
     request.url = text_format(256, "%sdisk/%ld.%s", request.url.substr(0, mark).c_str(),
                               static_cast<long>(text_int(id_text)), std::string{extension}.c_str());
-    return disk_handler(request);
+    return handle_disk(request);
 }
 
 Text idx_path_for(std::string_view media_path) {

@@ -8,8 +8,8 @@
 #include "core/str.h"
 #include "http/request.h"
 
-HandlerResult disk_handler(HttpRequest& request);
-HandlerResult continue_handler(HttpRequest& request);
+HandlerResult handle_disk(HttpRequest& request);
+HandlerResult handle_continue(HttpRequest& request);
 
 // The index file of a media path in the directory of the setting `idxdir`; missing when that is not set.
 Text idx_path_for(std::string_view media_path);

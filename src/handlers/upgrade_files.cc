@@ -7,7 +7,7 @@
 #include "http/file_sender.h"
 #include "http/respond.h"
 
-HandlerResult upgrade_file_handler(HttpRequest& request) {
+HandlerResult handle_upgrade_file(HttpRequest& request) {
     const Text folder = settings_get(Setting::netgearupgrade);
     if (!has_text(folder)) return http_send_not_found(request);
 

@@ -1,6 +1,6 @@
-// Plain files out of the directory of the setting `netgearupgrade`, for receivers that fetch their firmware here.
+// Plain files out of the directory of the setting `netgearupgrade`, for clients that fetch their firmware here.
 #pragma once
 
 #include "http/request.h"
 
-HandlerResult upgrade_file_handler(HttpRequest& request);
+HandlerResult handle_upgrade_file(HttpRequest& request);

@@ -106,7 +106,7 @@ HandlerResult dispatch(HttpRequest& request) {
     const HttpHandler handler = http_find_handler(request.method, request.url);
     if (handler == nullptr) return refuse(request);
     const HandlerResult result = handler(request);
-    // The receiver finds the end of a body without a length by the close.
+    // The client finds the end of a body without a length by the close.
     const bool last = request.close || request.content_length < 0;
     return result == HandlerResult::keep && last ? HandlerResult::close : result;
 }

@@ -53,7 +53,7 @@ std::int64_t parse_npt_time(std::string_view text) {
             break;
         }
     }
-    // Kept on purpose: receivers are served by both readings, see the header.
+    // Kept on purpose: clients are served by both readings, see the header.
     const std::int64_t sum = saturating_add(total, number);
     return fraction ? sum : saturating_multiply(sum, 1000);
 }

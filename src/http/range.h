@@ -1,4 +1,4 @@
-// Byte ranges (RFC 9110, section 14) and time-seek ranges (DLNA) as receivers write them in a request header.
+// Byte ranges (RFC 9110, section 14) and time-seek ranges (DLNA) as clients write them in a request header.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ struct ByteRange {
 
 ByteRange http_parse_range(std::string_view header);
 
-// A normal-play-time text in milliseconds, with the receivers' reading of it: digits alone are seconds ("90" is
+// A normal-play-time text in milliseconds, with the clients' reading of it: digits alone are seconds ("90" is
 // 90,000), the digits of a fraction are milliseconds as they stand ("90.5" is 90,005), and a colon form without a
 // fraction is scaled by 1000 once more. Stops at the first other character; saturates.
 std::int64_t parse_npt_time(std::string_view text);

@@ -85,7 +85,7 @@ std::int32_t library_time_key(std::string_view modified) {
     const auto number = [modified](std::size_t at, std::size_t digits) {
         return at < modified.size() ? static_cast<std::uint32_t>(text_int(modified.substr(at, digits))) : 0u;
     };
-    // Every month has 31 days and every year 366, and the sum wraps: receivers' lists are ordered by it, nothing more.
+    // Every month has 31 days and every year 366, and the sum wraps: clients' lists are ordered by it, nothing more.
     const std::uint32_t days = number(5, 2) * 31u + number(0, 4) * 366u + number(8, 2);
     const std::uint32_t seconds = number(11, 2) * 3600u + number(14, 2) * 60u + number(17, 2);
     return static_cast<std::int32_t>(days * 86400u + seconds + 1812157440u);

@@ -110,7 +110,7 @@ public:
         return true;
     }
 
-    // A playlist that would come out as it is stays as it is: receivers that play it go on with the ids that they know.
+    // A playlist that would come out as it is stays as it is: clients that play it go on with the ids that they know.
     void finish() const {
         if (!goes_on()) return;
         // Playlists come behind all other files of a scan, so a file that they name is mostly known when its title is.
@@ -118,7 +118,7 @@ public:
             if (!entry.title->empty()) db_title_by_playlist(entry.place.path, *entry.title);
         const bool shuffled = settings_get_bool(Setting::randomizeplaylists);
         if (!shuffled && stands_already()) return;
-        // Not rand(): shuffled listings begin its sequence anew with the receiver's seed, and go on in it.
+        // Not rand(): shuffled listings begin its sequence anew with the client's seed, and go on in it.
         std::minstd_rand random{std::random_device{}()};
         const std::vector<ObjectId> former = db_begin_playlist(name_);
         Paths refused;

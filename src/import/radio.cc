@@ -84,7 +84,7 @@ void add_placeholder() {
     {
         const StoreLock lock;
         const MediaContainer* const radio = store(lock).internet_radio;
-        if (radio != nullptr && db_find_child_container(lock, kNoConnection, *radio) != nullptr) return;
+        if (radio != nullptr && tree_find_child_container(lock, kNoConnection, *radio) != nullptr) return;
     }
     db_add_item({.title = std::string{kNoConnection},
                  .media_class = ObjectClass::audio_broadcast,

@@ -27,7 +27,7 @@ constexpr std::string_view kFormatTag = "\x61\x01"sv;  // of the second generati
 constexpr std::size_t kFormatFirst = 4, kFormatTail = 20;
 constexpr std::uint32_t kMostChannels = 9, kLeastSampleRate = 8000;
 constexpr std::int64_t kFormatBytes = 17;     // behind its start, before what its last field counts
-constexpr std::int64_t kUnplayedSeconds = 2;  // receivers stopped early with what the byte rate alone gives
+constexpr std::int64_t kUnplayedSeconds = 2;  // clients stopped early with what the byte rate alone gives
 
 constexpr std::uint32_t kLongestName = 100, kCountUnknown = 100;
 constexpr std::uint32_t kTypeDword = 3;

@@ -155,7 +155,7 @@ private:
                 return take_side(entry, info_.width);
             case kPixelYDimension:
                 return take_side(entry, info_.height);
-            default:  // Software (305) and everything else says nothing that receivers are shown
+            default:  // Software (305) and everything else says nothing that clients are shown
                 return;
         }
     }

@@ -6,7 +6,7 @@
 namespace {
 
 // Indexed by number. The odd spellings (64, 67, 85, 100, 118, 123, 140 and others) are those that taggers write and
-// that receivers have listed for years, so they stay.
+// that clients have listed for years, so they stay.
 // clang-format off
 constexpr auto kGenres = std::to_array<std::string_view>({
     /*   0 */ "Blues", "Classic Rock", "Country", "Dance", "Disco", "Funk", "Grunge", "Hip-Hop", "Jazz", "Metal",

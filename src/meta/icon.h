@@ -3,5 +3,5 @@
 
 #include "meta/scale.h"
 
-// 168 x 112 pixels, the size in which receivers ask for it.
+// 168 x 112 pixels, the size in which clients ask for it.
 RgbPicture icon_draw();

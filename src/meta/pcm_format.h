@@ -1,5 +1,5 @@
 // Raw 16-bit sound has no header: the file's name is all there is to tell its rate and channels. The label that a
-// receiver gets and the play time that it is shown follow the same rule.
+// client gets and the play time that it is shown follow the same rule.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Picture forms that receivers without a JPEG decoder take.
+// Picture forms that clients without a JPEG decoder take.
 #pragma once
 
 #include <string>

@@ -183,7 +183,7 @@ Placement picture_place(int source_width, int source_height, int width, int heig
                 .fitted_width = source_width,
                 .fitted_height = source_height};
     }
-    // Single precision, as receivers have always been given it.
+    // Single precision, as clients have always been given it.
     const int shown_width = mode == kModeStretched ? rounded(static_cast<float>(source_width) * 1.125F) : source_width;
     const auto across = static_cast<float>(width), down = static_cast<float>(height);
     const auto shown_across = static_cast<float>(shown_width), source_down = static_cast<float>(source_height);

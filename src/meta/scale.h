@@ -1,4 +1,4 @@
-// Pictures as RGB buffers, where they go on the canvas that a receiver asks for, and the bilinear scaler that puts them
+// Pictures as RGB buffers, where they go on the canvas that a client asks for, and the bilinear scaler that puts them
 // there. Fixed point throughout, in thousandths of a pixel.
 #pragma once
 

@@ -1,5 +1,5 @@
 // UTF-16 texts of tags and libraries as this system keeps them. By default a character that is not ASCII becomes "?",
-// which is what old receivers were always given; with PELORAMA_CHARSET=UTF-8 in the environment the text becomes UTF-8
+// which is what old clients were always given; with PELORAMA_CHARSET=UTF-8 in the environment the text becomes UTF-8
 // in full.
 #pragma once
 

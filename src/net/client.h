@@ -1,4 +1,4 @@
-// The client side of HTTP: small exchanges with receivers, station directories and picture sources. Connecting takes at
+// The client side of HTTP: small exchanges with clients, station directories and picture sources. Connecting takes at
 // most 5 s, silence lasts at most 10 s, an answer has at most 16 MiB. Every failure is "nothing": callers treat it as
 // not reachable.
 #pragma once
@@ -15,7 +15,7 @@ void http_set_user_agent(std::string_view text);
 
 constexpr int kConnectMs = 5000;
 constexpr int kMaxInterimAnswers = 8;                  // such as "100 Continue", in front of the one that counts
-constexpr std::size_t kAnswerHeaderBytes = 16 * 1024;  // today's web servers say more than a receiver does
+constexpr std::size_t kAnswerHeaderBytes = 16 * 1024;  // today's web servers say more than a client does
 
 // A connection to the host and port of an "http://" (80) or "ftp://" (21) URL; user and password in it are not used.
 Socket http_connect(std::string_view url, int timeout_ms = kConnectMs);

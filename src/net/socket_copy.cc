@@ -69,7 +69,7 @@ bool SocketCopy::give(std::int64_t count) {
         } else if (n < 0 && errno == EAGAIN) {
             socket_wait_writable(to_, -1);
         } else if (n == 0 || errno != EINTR) {
-            end_ = End::receiver_gone;
+            end_ = End::client_gone;
             return false;
         }
     }
@@ -77,11 +77,11 @@ bool SocketCopy::give(std::int64_t count) {
 }
 
 void SocketCopy::wait_for_source() {
-    // The receiver's end, or ours of its connection, is always told. Urgent data (RFC 6093) is nothing that a file or a
+    // The client's end, or ours of its connection, is always told. Urgent data (RFC 6093) is nothing that a file or a
     // stream has: splice stops in front of it while the rest behind it counts as readable.
     std::array<pollfd, 2> waiting{
         {{.fd = from_, .events = POLLIN | POLLPRI, .revents = 0}, {.fd = to_, .events = 0, .revents = 0}}};
     const int ready = poll(waiting.data(), waiting.size(), silence_ms_);
     if (ready == 0 || (waiting[0].revents & POLLPRI) != 0) end_ = End::source_failed;
-    if (ready > 0 && waiting[1].revents != 0) end_ = End::receiver_gone;
+    if (ready > 0 && waiting[1].revents != 0) end_ = End::client_gone;
 }

@@ -9,7 +9,7 @@
 class SocketCopy {
 public:
     // Both sockets stay the caller's, and do not block while this lives. The source may be silent for silence_ms at
-    // most; a receiver that takes nothing is waited for, it is a paused player.
+    // most; a client that takes nothing is waited for, it is a paused player.
     SocketCopy(int from, int to, int silence_ms);
     ~SocketCopy();
     SocketCopy(const SocketCopy&) = delete;
@@ -19,7 +19,7 @@ public:
         open,
         source_ended,
         source_failed,  // it was silent for too long, or went away
-        receiver_gone,
+        client_gone,
     };
     End end() const { return end_; }
 

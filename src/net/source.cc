@@ -46,7 +46,7 @@ public:
     std::optional<HttpSource> run(std::string url) {
         for (;;) {
             auto source = ask(url, request_lines_);
-            // Receivers ask for ranges of a stream; of a playlist that leads to it they would not be enough.
+            // Clients ask for ranges of a stream; of a playlist that leads to it they would not be enough.
             if (source && source->status != 200 && is_playlist(*source)) source = ask(url, without_range_);
             if (!source) return std::nullopt;
             Text next;

@@ -32,5 +32,5 @@ std::vector<ScanTarget> content_directories();
 // and is refused, and so is a name that only begins like a content directory ("/music2").
 std::optional<ScanTarget> rescan_target(std::string_view directory);
 
-// Whether rescan_page takes the directory: it has a target, or is empty and means all of them.
+// Whether handle_rescan takes the directory: it has a target, or is empty and means all of them.
 bool rescan_dir_valid(std::string_view directory);

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "core/str.h"
-#include "db/play_lists.h"
+#include "db/played_lists.h"
 #include "upnp/clients.h"
 
 namespace {
@@ -51,7 +51,7 @@ BrowseId browse_id_read(std::string_view text, std::string_view address) {
             set_client_type(ClientKind::linksys, address);
         return {.place = known->place};
     }
-    // Music-only receivers start in the music folder.
+    // Music-only clients start in the music folder.
     if (text == "0" && is_music_client(address)) return {.place = BrowsePlace::music};
     return {.place = BrowsePlace::number, .number = read_number(text)};
 }
@@ -60,6 +60,6 @@ ObjectId db_map_browse_id(const StoreLock& lock, const BrowseId& wanted) {
     const MediaContainer* const place = container_at(lock, wanted.place);
     const ObjectId id = place != nullptr ? place->id : wanted.number;
     if (MediaContainer* const container = as_container(tree_object(lock, id)))
-        play_lists_fill_if_empty(lock, *container);
+        played_lists_fill_if_empty(lock, *container);
     return id;
 }

@@ -1,4 +1,4 @@
-// The ObjectIDs that receivers send. Most are numbers; some music-only receivers ask for "0\Music\" and its kin, names
+// The ObjectIDs that clients send. Most are numbers; some music-only clients ask for "0\Music\" and its kin, names
 // of folders that they expect every server to have.
 //
 // Asking for "0\Music\" is also how such a receiver makes itself known: its address is recorded as a "LinkSys Wireless

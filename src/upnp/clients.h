@@ -1,4 +1,4 @@
-// Receivers differ in what they can handle: the server remembers, per address, which kind of device it has seen there.
+// Clients differ in what they can handle: the server remembers, per address, which kind of device it has seen there.
 #pragma once
 
 #include <cstddef>
@@ -33,7 +33,7 @@ struct KnownClient {
 };
 std::optional<KnownClient> client_at(std::size_t index);
 
-// Music-only receivers start in the music folder and are paced while they stream: kinds 1, 4, 9 and 10, and every
+// Music-only clients start in the music folder and are paced while they stream: kinds 1, 4, 9 and 10, and every
 // address of the setting `musicclient`.
 bool is_music_client(std::string_view address);
 

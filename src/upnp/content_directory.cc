@@ -33,7 +33,7 @@ constexpr const char* kListHead =
     "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
     "xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\"&gt;";
 
-// The UpdateID is always 0: receivers follow the evented ids.
+// The UpdateID is always 0: clients follow the evented ids.
 constexpr const char* kListTail =
     "&lt;/DIDL-Lite&gt;</Result><NumberReturned>%d</NumberReturned><TotalMatches>%d</TotalMatches>"
     "<UpdateID>0</UpdateID>";
@@ -41,13 +41,13 @@ constexpr const char* kListTail =
 class ListAnswer {
 public:
     ListAnswer(const char* action, const Text& filter, const HttpRequest& request)
-        : action_(action), filter_(filter), receiver_(didl_receiver(request.peer, request.base_url)) {
+        : action_(action), filter_(filter), client_(didl_receiver(request.peer, request.base_url)) {
         text_.append(text_format(1024, kListHead, action_));
     }
 
     // The only work on an answer that needs the store.
     void append(const StoreLock& lock, const MediaObject& object) {
-        didl_append_object(lock, text_, object, filter_, receiver_);
+        didl_append_object(lock, text_, object, filter_, client_);
         ++returned_;
     }
     // Objects from first on, at most limit of them (0: no limit). Both are ui4 on the wire, so what a 32-bit number
@@ -70,7 +70,7 @@ public:
 private:
     const char* action_;
     DidlFilter filter_;
-    DidlReceiver receiver_;
+    DidlClient client_;
     TextBuffer text_{kSoapHead, kFirstCapacity};
     int returned_ = 0;
 };
@@ -95,7 +95,7 @@ WantedContainer find_container(const StoreLock& lock, const BrowseId& id) {
     return {.container = container, .fault = container != nullptr ? kNone : kBadArguments};
 }
 
-// Some receivers put more behind the one id they ask for, and mean the id alone.
+// Some clients put more behind the one id they ask for, and mean the id alone.
 void cut_behind_pinned_id(std::string& criteria) {
     constexpr std::size_t kFirstDigit = 8;  // of `@id = "1`, so that the closing quote is found
     if (!criteria.starts_with("@id =")) return;

@@ -64,11 +64,11 @@ std::string default_name() {
     char host[256] = {};
     // The last byte stays 0 whatever the length of the name.
     if (gethostname(host, sizeof host - 1) != 0) host[0] = '\0';
-    const Text escaped = xml_escape_for(host, ReceiverText::utf8);
+    const Text escaped = xml_escape_for(host, ClientText::utf8);
     return escaped ? *escaped + ": Pelorama" : "Pelorama";
 }
 
-// Where receivers of one maker look for their firmware; only when it is offered.
+// Where clients of one maker look for their firmware; only when it is offered.
 std::string netgear_block(const std::string& base_url) {
     if (!has_text(settings_get(Setting::netgearupgrade))) return {};
     return text_format(kNetgearCapacity,
@@ -78,7 +78,7 @@ std::string netgear_block(const std::string& base_url) {
 
 }  // namespace
 
-HandlerResult serve_device_description(HttpRequest& request) {
+HandlerResult handle_device_description(HttpRequest& request) {
     return soap_send_response(request, device_description(request.base_url));
 }
 
@@ -92,6 +92,6 @@ std::string device_description(const std::string& base_url) {
 
 std::string description_friendly_name() {
     const Text configured = settings_get(Setting::friendlyname);
-    const Text escaped = configured ? xml_escape_for(*configured, ReceiverText::utf8) : std::nullopt;
+    const Text escaped = configured ? xml_escape_for(*configured, ClientText::utf8) : std::nullopt;
     return escaped ? without_doubled_percents(*escaped) : default_name();
 }

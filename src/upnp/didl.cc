@@ -25,22 +25,22 @@ constexpr std::size_t kMaxDuration = 256;
 // ---- cutting escaped text
 
 // The length of the escaped text's first character: "&amp;lt;" is one, and so is a UTF-8 sequence.
-std::size_t first_unit(std::string_view escaped, ReceiverText receiver) {
+std::size_t first_unit(std::string_view escaped, ClientText client) {
     if (escaped.front() == '&') {
         const std::size_t inner = escaped.find(';');
         return std::min(escaped.find(';', inner + 1), escaped.size() - 1) + 1;
     }
     std::size_t length = 1;
     const auto continues = [&] { return (static_cast<unsigned char>(escaped[length]) & 0xC0) == 0x80; };
-    if (receiver == ReceiverText::utf8)
+    if (client == ClientText::utf8)
         while (length < escaped.size() && continues()) ++length;
     return length;
 }
 
-std::string_view fitting_head(std::string_view escaped, std::size_t room, ReceiverText receiver) {
+std::string_view fitting_head(std::string_view escaped, std::size_t room, ClientText client) {
     if (escaped.size() <= room) return escaped;
     std::size_t end = 0;
-    for (std::size_t next = 0; next <= room; next += first_unit(escaped.substr(next), receiver)) end = next;
+    for (std::size_t next = 0; next <= room; next += first_unit(escaped.substr(next), client)) end = next;
     return escaped.substr(0, end);
 }
 
@@ -51,10 +51,10 @@ std::optional<std::string_view> value_of(const SharedText& text) {
 }
 
 // Escaped for an attribute in plain quotes.
-std::string attribute_value(std::string_view text, ReceiverText receiver) {
-    const std::string escaped = xml_escape_for(text, receiver).value_or("");
+std::string attribute_value(std::string_view text, ClientText client) {
+    const std::string escaped = xml_escape_for(text, client).value_or("");
     std::string out;
-    for (const char c : fitting_head(escaped, kMaxDuration, receiver)) {
+    for (const char c : fitting_head(escaped, kMaxDuration, client)) {
         if (c == '"') {
             out.append("&amp;quot;");
         } else {
@@ -66,12 +66,12 @@ std::string attribute_value(std::string_view text, ReceiverText receiver) {
 
 class Renderer {
 public:
-    Renderer(const StoreLock& lock, TextBuffer& output, const DidlFilter& filter, const DidlReceiver& receiver)
+    Renderer(const StoreLock& lock, TextBuffer& output, const DidlFilter& filter, const DidlClient& client)
         : lock_(lock),
           output_(output),
           filter_(filter),
-          receiver_(receiver),
-          text_(receiver.kind == ClientKind::noxon ? ReceiverText::single_bytes : ReceiverText::utf8) {}
+          client_(client),
+          text_(client.kind == ClientKind::noxon ? ClientText::single_bytes : ClientText::utf8) {}
 
     void container(const MediaContainer& container);
     void item(const MediaObject& object, const MediaItem& item);
@@ -80,8 +80,8 @@ private:
     using Value = std::optional<std::string_view>;
 
     bool has(DidlField field) const { return filter_.has(field); }
-    const char* base() const { return receiver_.base_url.c_str(); }
-    bool is_dlna() const { return client_is_dlna(receiver_.kind); }
+    const char* base() const { return client_.base_url.c_str(); }
+    bool is_dlna() const { return client_is_dlna(client_.kind); }
 
     void element(std::string_view name, Value value, std::string_view attributes = {}) {
         didl_append_element(output_, name, attributes, value, text_);
@@ -109,8 +109,8 @@ private:
     const StoreLock& lock_;
     TextBuffer& output_;
     const DidlFilter& filter_;
-    const DidlReceiver& receiver_;
-    const ReceiverText text_;
+    const DidlClient& client_;
+    const ClientText text_;
 };
 
 // ---- containers
@@ -120,15 +120,15 @@ void Renderer::container(const MediaContainer& container) {
                                "&lt;container id=\"%d\" parentID=\"%d\" childCount=\"%d\" restricted=\"%d\" "
                                "searchable=\"1\"&gt;",
                                container.id, container.parent, container.child_count, container.permanent ? 1 : 0));
-    if (receiver_.kind == ClientKind::go_video_d2730)
+    if (client_.kind == ClientKind::go_video_d2730)
         element("icon", text_format(kMaxUrl, "%spicture/folder.goicon", base()));
     element("dc:title", value_of(container.title));
     if (has(DidlField::date)) container_date(container);
     if (is_music_grouping(container.object_class)) {
         group(container);
-        if (client_takes_m3u_containers(receiver_.kind)) group_playlist(container);
+        if (client_takes_m3u_containers(client_.kind)) group_playlist(container);
     }
-    const bool as_folder = receiver_.kind == ClientKind::philips_streamium;
+    const bool as_folder = client_.kind == ClientKind::philips_streamium;
     element("upnp:class", class_text(as_folder ? ObjectClass::storage_folder : container.object_class));
     output_.append("&lt;/container&gt;");
 }
@@ -152,7 +152,7 @@ void Renderer::group(const MediaContainer& container) {
     element("upnp:albumArtURI", text_format(kMaxUrl, "%salbumart-%s/%d.jpg", base(), extension.c_str(), container.id));
 }
 
-// The whole folder as one resource: a playlist, for receivers that play those.
+// The whole folder as one resource: a playlist, for clients that play those.
 void Renderer::group_playlist(const MediaContainer& container) {
     std::string attributes;
     if (has(DidlField::duration)) {
@@ -202,7 +202,7 @@ void Renderer::item_elements(const MediaObject& object, const MediaItem& item) {
     if (track && has(DidlField::album_art)) album_art(object, item);
     if (photo) element_if(DidlField::keywords, "upnp:keywords", item.keywords);
     if (has(DidlField::icon))
-        picture_append_icon({.kind = receiver_.kind, .base_url = receiver_.base_url}, output_, object.id, item);
+        picture_append_icon({.kind = client_.kind, .base_url = client_.base_url}, output_, object.id, item);
 }
 
 void Renderer::track_number(const MediaObject& object, const MediaItem& item) {
@@ -257,14 +257,14 @@ void Renderer::station(std::string attributes, const MediaItem& item, ObjectId i
 
 void Renderer::picture(std::string attributes, const MediaItem& item, ObjectId id) {
     // Its renditions have their sizes in their URLs and carry no attributes.
-    if (!receiver_.original_pictures)
-        return picture_append_res({.kind = receiver_.kind, .base_url = receiver_.base_url}, output_, id, item);
+    if (!client_.original_pictures)
+        return picture_append_res({.kind = client_.kind, .base_url = client_.base_url}, output_, id, item);
     attributes.append(
         text_format(128, "resolution=\"%dx%d\" protocolInfo=\"http-get:*:image/jpeg:*\" ", item.width, item.height));
     element("res", text_format(kMaxUrl, "%s%s/%d.jpg", base(), media_part(item.path.view()), id), attributes);
 }
 
-// The type is the extension's; the other receivers are told nothing about seeking.
+// The type is the extension's; the other clients are told nothing about seeking.
 void Renderer::plain_media(std::string attributes, const MediaItem& item, ObjectId id, const char* dlna_operations) {
     const std::string extension{path_extension(item.path.view())};
     const std::string mime{mime_of_extension(extension)};
@@ -305,25 +305,25 @@ void Renderer::track(std::string attributes, const MediaItem& item, ObjectId id)
 
 }  // namespace
 
-DidlReceiver didl_receiver(std::string_view address, std::string_view base_url) {
+DidlClient didl_receiver(std::string_view address, std::string_view base_url) {
     return {.kind = client_type(address),
             .base_url = std::string{base_url},
             .original_pictures = settings_get_bool(Setting::norescale)};
 }
 
 void didl_append_object(const StoreLock& lock, TextBuffer& output, const MediaObject& object, const DidlFilter& filter,
-                        const DidlReceiver& receiver) {
-    Renderer renderer{lock, output, filter, receiver};
+                        const DidlClient& client) {
+    Renderer renderer{lock, output, filter, client};
     if (const MediaContainer* const container = as_container(&object)) return renderer.container(*container);
     if (const MediaItem* const item = item_of(lock, &object)) renderer.item(object, *item);
 }
 
 void didl_append_element(TextBuffer& output, std::string_view name, std::string_view attributes,
-                         std::optional<std::string_view> value, ReceiverText receiver) {
+                         std::optional<std::string_view> value, ClientText client) {
     constexpr std::size_t kBrackets = std::string_view{"&lt;&gt;&lt;/&gt;"}.size();
     const std::size_t frame = kBrackets + 2 * name.size() + attributes.size();
-    const std::string escaped = xml_escape_for(value.value_or(""), receiver).value_or("");
+    const std::string escaped = xml_escape_for(value.value_or(""), client).value_or("");
     const std::size_t room = kMaxElement > frame ? kMaxElement - frame : 0;
     output.append("&lt;").append(name).append(attributes).append("&gt;");
-    output.append(fitting_head(escaped, room, receiver)).append("&lt;/").append(name).append("&gt;");
+    output.append(fitting_head(escaped, room, client)).append("&lt;/").append(name).append("&gt;");
 }

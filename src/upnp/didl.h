@@ -19,19 +19,19 @@
 constexpr std::size_t kMaxElement = 1023;
 
 // Who asks, and from where the resources are to be fetched.
-struct DidlReceiver {
+struct DidlClient {
     ClientKind kind = ClientKind::generic;
     std::string base_url;            // "http://address:port/"
     bool original_pictures = false;  // the setting `norescale`
 };
 // Reads settings and the client table, so not under the store lock.
-DidlReceiver didl_receiver(std::string_view address, std::string_view base_url);
+DidlClient didl_receiver(std::string_view address, std::string_view base_url);
 
 // A container, an item, or an item element for a reference.
 void didl_append_object(const StoreLock& lock, TextBuffer& output, const MediaObject& object, const DidlFilter& filter,
-                        const DidlReceiver& receiver);
+                        const DidlClient& client);
 
 // "&lt;NAME ATTRIBUTES&gt;VALUE&lt;/NAME&gt;". Attributes are ready text that begins with a blank, or empty; a missing
 // value gives an empty element.
 void didl_append_element(TextBuffer& output, std::string_view name, std::string_view attributes,
-                         std::optional<std::string_view> value, ReceiverText receiver);
+                         std::optional<std::string_view> value, ClientText client);

@@ -1,5 +1,5 @@
 // The Filter argument of Browse and Search: which optional elements and attributes an answer carries. Compiled once per
-// request; a receiver's filter of any length costs nothing for each object.
+// request; a client's filter of any length costs nothing for each object.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Answer headers of DLNA receivers: sent only to those that ask, with request headers of (nearly) the same names.
+// Answer headers of DLNA clients: sent only to those that ask, with request headers of (nearly) the same names.
 #pragma once
 
 #include <string>

@@ -26,7 +26,7 @@ namespace {
 constexpr std::int64_t kTickMs = 2000;
 constexpr std::int64_t kSettleMs = 100;
 constexpr std::size_t kReplyBytes = 512;
-// A receiver that takes nothing misses events rather than filling the memory with them.
+// A subscriber that takes nothing misses events rather than filling the memory with them.
 constexpr std::size_t kMostWaiting = 4;
 // Who unsubscribes leaves the thread that sends to it behind, for as long as a dead address or a slow name server
 // takes.
@@ -63,7 +63,7 @@ SubscriberTable& table() {
     return process_wide<SubscriberTable>();
 }
 
-// Milliseconds that only grow, and do not begin again with the process: a receiver that renews what it had from an
+// Milliseconds that only grow, and do not begin again with the process: a subscriber that renews what it had from an
 // earlier run must not meet somebody else's subscription.
 std::int64_t clock_ms() {
     using namespace std::chrono;
@@ -256,7 +256,7 @@ void gena_shutdown() {
     all.slots = {};
 }
 
-HandlerResult gena_subscribe(HttpRequest& request) {
+HandlerResult handle_subscribe(HttpRequest& request) {
     if (!is_enabled()) return HandlerResult::close;
     const SubscribeHeader asked = gena_parse_subscribe(request.header);
     if (asked.sid) return renew(request, *asked.sid, asked.timeout);
@@ -277,7 +277,7 @@ HandlerResult gena_subscribe(HttpRequest& request) {
     return HandlerResult::close;  // the answer has no length
 }
 
-HandlerResult gena_unsubscribe(HttpRequest& request) {
+HandlerResult handle_unsubscribe(HttpRequest& request) {
     if (!is_enabled()) return HandlerResult::close;
     const auto sid = gena_parse_unsubscribe(request.header);
     if (!sid || !free_slot(*sid)) return refuse(request, 412);

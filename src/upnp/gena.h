@@ -1,6 +1,6 @@
 // Event subscriptions (UPnP Device Architecture 1.0, chapter 4): a table of 20 subscribers, who hear of the services'
 // state once when they subscribe and of the content's update ids whenever they change. Every subscriber's events are
-// sent in their order by a thread of its own while there are some, so that a dead receiver delays nobody else.
+// sent in their order by a thread of its own while there are some, so that a dead subscriber delays nobody else.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +16,8 @@ void gena_init();
 void gena_shutdown();
 
 // SUBSCRIBE, new or a renewal, and UNSUBSCRIBE.
-HandlerResult gena_subscribe(HttpRequest& request);
-HandlerResult gena_unsubscribe(HttpRequest& request);
+HandlerResult handle_subscribe(HttpRequest& request);
+HandlerResult handle_unsubscribe(HttpRequest& request);
 
 // Tells every subscriber of the content that has had its first events. A delivery that fails is silent: the subscriber
 // stays, its event key goes on.

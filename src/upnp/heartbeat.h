@@ -18,5 +18,5 @@ public:
 private:
     AnnouncementMode mode_;  // as the network was last told
     int ticks_ = 1810;       // since the last regular announcement; begins high, so the first one is due at once
-    int bursts_left_ = 6;    // announcements in quick succession, for receivers that miss the first
+    int bursts_left_ = 6;    // announcements in quick succession, for clients that miss the first
 };

@@ -11,7 +11,7 @@ namespace {
 constexpr unsigned kDefaultMaxWait = 5;
 constexpr std::int64_t kLongestMaxWait = 120;
 
-// Letter case matters here: receivers write these as they stand.
+// Letter case matters here: clients write these as they stand.
 struct ClientRow {
     std::string_view mark;
     ClientKind kind;

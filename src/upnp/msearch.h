@@ -1,5 +1,5 @@
 // Reading an M-SEARCH: what a control point looks for, how long it is willing to wait, and whether the packet gives
-// away a receiver that needs special treatment. Pure; forgiving where receivers in the field are sloppy.
+// away a client that needs special treatment. Pure; forgiving where clients in the field are sloppy.
 #pragma once
 
 #include <optional>
@@ -15,7 +15,7 @@ constexpr std::size_t kMaxTargetBytes = 128;
 struct SearchRequest {
     std::string target;               // ST, cut to kMaxTargetBytes; empty when the packet names none
     unsigned max_wait = 5;            // MX in seconds, 1 to 120
-    std::vector<ClientKind> senders;  // the kinds of receiver that the packet names, in the order to record them
+    std::vector<ClientKind> senders;  // the kinds of client that the packet names, in the order to record them
 };
 
 // Missing when the packet is no M-SEARCH or lacks its HOST, ST or MAN line. Only the first kMaxPacketBytes up to a NUL

@@ -1,5 +1,5 @@
-// The sizes and forms in which a receiver may fetch a picture, as DIDL-Lite elements of its item. Which ones are listed
-// depends on the kind of receiver.
+// The sizes and forms in which a client may fetch a picture, as DIDL-Lite elements of its item. Which ones are listed
+// depends on the kind of client.
 #pragma once
 
 #include <string_view>
@@ -17,5 +17,5 @@ struct PictureClient {
 // a reference to it.
 void picture_append_res(const PictureClient& client, TextBuffer& output, ObjectId id, const MediaItem& item);
 
-// An icon element, for the one kind of receiver that shows it.
+// An icon element, for the one kind of client that shows it.
 void picture_append_icon(const PictureClient& client, TextBuffer& output, ObjectId id, const MediaItem& item);

@@ -233,10 +233,10 @@ std::string_view connection_manager_scpd() {
     return process_wide<Documents>().connection_manager;
 }
 
-HandlerResult serve_cd_scpd(HttpRequest& request) {
+HandlerResult handle_cd_scpd(HttpRequest& request) {
     return serve(request, content_directory_scpd());
 }
 
-HandlerResult serve_cm_scpd(HttpRequest& request) {
+HandlerResult handle_cm_scpd(HttpRequest& request) {
     return serve(request, connection_manager_scpd());
 }

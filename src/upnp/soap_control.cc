@@ -88,7 +88,7 @@ constexpr auto kActions = std::to_array<ActionRow>({
 
 }  // namespace
 
-HandlerResult soap_control_handler(HttpRequest& request) {
+HandlerResult handle_soap_control(HttpRequest& request) {
     const std::string_view action = soap_action_of(request.header);
     const std::unique_ptr<XmlNode> body = xml_parse(request.content);
     for (const ActionRow& row : kActions)

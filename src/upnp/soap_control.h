@@ -4,4 +4,4 @@
 
 #include "http/request.h"
 
-HandlerResult soap_control_handler(HttpRequest& request);
+HandlerResult handle_soap_control(HttpRequest& request);

@@ -67,7 +67,7 @@ void ssdp_listen_thread(SsdpInstance& instance);     // hands every datagram to 
 void ssdp_heartbeat_thread(SsdpInstance& instance);  // announces, and withdraws at its end
 void ssdp_msearch_thread(SsdpInstance& instance);    // answers searches when they are due
 
-// Notes the kind of receiver, and the search for an answer after a random delay.
+// Notes the kind of client, and the search for an answer after a random delay.
 void ssdp_handle_msearch(std::string_view packet, SsdpInstance& instance, const sockaddr_in& sender);
 
 // One message for every row that fits the target; false when one could not be sent, and then the rest is not tried.

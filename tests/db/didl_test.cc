@@ -203,7 +203,7 @@ TEST_F(Didl, KeepsEachElementWithin1023Bytes) {
     };
     for (const auto& row : kCases) {
         TextBuffer text;
-        didl_append_element(text, "dc:title", "", row.value, ReceiverText::utf8);
+        didl_append_element(text, "dc:title", "", row.value, ClientText::utf8);
         EXPECT_EQ(unpacked(std::move(text)), "<dc:title>" + row.expected + "</dc:title>");
     }
 }

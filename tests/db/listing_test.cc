@@ -114,13 +114,13 @@ TEST_F(ListingOfTracks, OrdersMatchesAsTheirContainersDo) {
         StoreLock lock;
         // Music itself lists by `ms`, the root by `ds`.
         for (const char* name : {"A", "B"})
-            db_add_container(lock, *store(lock).music, {.title = tree_intern(lock, name)});
+            tree_add_container(lock, *store(lock).music, {.title = tree_intern(lock, name)});
     }
     EXPECT_THAT(containers(std::nullopt), ElementsAre("B", "A"));
     EXPECT_THAT(containers("+dc:title"), ElementsAre("A", "B"));
     {
         StoreLock lock;
-        db_add_container(lock, *store(lock).root, {.title = tree_intern(lock, "C")});
+        tree_add_container(lock, *store(lock).root, {.title = tree_intern(lock, "C")});
     }
     EXPECT_THAT(containers(std::nullopt), ElementsAre("A", "B", "C")) << "containers that disagree are listed by ds";
 }

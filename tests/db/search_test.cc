@@ -125,7 +125,7 @@ TEST_F(Search, BoundsWhatCriteriaMayHold) {
     // 1023 characters of a value count.
     StoreLock lock;
     MediaContainer& long_named =
-        db_add_container(lock, *store(lock).root, {.title = tree_intern(lock, repeated("n", 1023))});
+        tree_add_container(lock, *store(lock).root, {.title = tree_intern(lock, repeated("n", 1023))});
     EXPECT_EQ(search_match(lock, long_named, "dc:title = \"" + repeated("n", 65'536) + "\""), 1);
     EXPECT_EQ(search_match(lock, long_named, "dc:title = \"" + repeated("n", 1022) + "\""), 0);
 }

@@ -20,12 +20,12 @@ protected:
     // A container below the music folder with references to new items, and child containers between them: a name in
     // brackets is a container.
     static MediaContainer& make_list(const StoreLock& lock, const std::vector<std::pair<Track, ObjectId>>& tracks) {
-        MediaContainer& list = db_add_container(lock, *store(lock).music, {.title = tree_intern(lock, "list")});
+        MediaContainer& list = tree_add_container(lock, *store(lock).music, {.title = tree_intern(lock, "list")});
         for (const auto& [track, item] : tracks) {
             if (item == kNoObject) {
-                db_add_container(lock, list, {.title = tree_intern(lock, track.title)});
+                tree_add_container(lock, list, {.title = tree_intern(lock, track.title)});
             } else {
-                db_add_reference(lock, list, static_cast<MediaItem&>(*tree_object(lock, item)), track.position);
+                tree_add_reference(lock, list, static_cast<MediaItem&>(*tree_object(lock, item)), track.position);
             }
         }
         return list;

@@ -85,7 +85,7 @@ TEST_F(Store, FindsTheNewestContainerOfATitle) {
     StoreLock lock;
     MediaContainer& music = *store(lock).music;
     MediaContainer* same[4];
-    for (MediaContainer*& made : same) made = &db_add_container(lock, music, {.title = tree_intern(lock, "Same")});
+    for (MediaContainer*& made : same) made = &tree_add_container(lock, music, {.title = tree_intern(lock, "Same")});
     for (const int removed : {1, 3, 2}) {
         tree_remove_container(lock, *same[removed]);
         EXPECT_EQ(tree_check(lock), "");

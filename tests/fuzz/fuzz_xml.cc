@@ -15,7 +15,7 @@ void fuzz(Bytes input) {
         // What was read lies within the document.
         require(node->name.size() + text_or_empty(node->text).size() <= input.size());
     }
-    for (const ReceiverText receiver : {ReceiverText::utf8, ReceiverText::single_bytes}) {
+    for (const ClientText receiver : {ClientText::utf8, ClientText::single_bytes}) {
         const Text escaped = xml_escape_for(document, receiver);
         require(!escaped || (escaped->size() <= 1021 && escaped->find_first_of("<>") == std::string::npos));
     }

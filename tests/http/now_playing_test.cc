@@ -25,7 +25,7 @@ protected:
                      .duration = "0:01:00"});
         return id_of(path, type);
     }
-    static std::string page() { return call_handler(rpc_handler, "/rpc?playing").body; }
+    static std::string page() { return call_handler(handle_rpc, "/rpc?playing").body; }
 };
 
 TEST_F(NowPlayingPage, ListsClientsInTheOrderOfTheirFirstRequest) {
@@ -64,10 +64,10 @@ TEST_F(NowPlayingPage, TheUrlDecidesWhatIsSwitched) {
         {"/rpc/mode?alive", "SSDP enabled. MediaServer alive!\n", AnnouncementMode::announcing},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(call_handler(rpc_handler, row.url).body, row.body);
+        EXPECT_EQ(call_handler(handle_rpc, row.url).body, row.body);
         EXPECT_EQ(announcement_mode(), row.mode_after) << row.url;
     }
-    EXPECT_EQ(call_handler(rpc_handler, "/rpc/mode?STEALTH").status_line, "HTTP/1.1 404 Not Found");
+    EXPECT_EQ(call_handler(handle_rpc, "/rpc/mode?STEALTH").status_line, "HTTP/1.1 404 Not Found");
 }
 
 }  // namespace

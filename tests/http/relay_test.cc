@@ -30,7 +30,7 @@ protected:
         now_playing_reset();
         clients_reset();
         StoreFixture::SetUp();
-        register_http_handler(http_proxy_handler, kGet | kHead, "/httpproxy");
+        register_http_handler(handle_http_proxy, kGet | kHead, "/httpproxy");
     }
     void TearDown() override {
         http_forget_handlers();
@@ -79,7 +79,7 @@ TEST_F(Relay, PassesAFileOnAndCountsAPlay) {
     EXPECT_THAT(source.last_request(), AllOf(HasSubstr("GET /a?b HTTP/1.1\r\n"), HasSubstr("\r\nConnection: close\r\n"),
                                              HasSubstr("\r\nVia: 1.1 pelorama-"), HasSubstr("\r\nUser-Agent: Pelorama"),
                                              Not(HasSubstr("Range")), Not(HasSubstr("Icy"))));
-    EXPECT_THAT(call_handler(rpc_handler, "/rpc?playing").body, HasSubstr(std::to_string(id) + "\t4\t"));
+    EXPECT_THAT(call_handler(handle_rpc, "/rpc?playing").body, HasSubstr(std::to_string(id) + "\t4\t"));
 }
 
 TEST_F(Relay, AsksForRangesAndTitlesOnBehalfOfTheReceiver) {

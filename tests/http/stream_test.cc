@@ -60,7 +60,7 @@ protected:
         return "/disk/" + std::to_string(id) + std::string{rest};
     }
     static HandlerAnswer get(std::string_view url, std::string_view lines = {}) {
-        return call_handler(disk_handler, url, lines);
+        return call_handler(handle_disk, url, lines);
     }
 
     ScratchDirectory directory_;
@@ -212,10 +212,10 @@ TEST_F(Streaming, WhatIsNotAnItemIsNotFoundAndNotPlayed) {
     for (const std::string& text : {std::to_string(id) + "abc", std::to_string(gone), std::to_string(vanished),
                                     std::to_string(pipe), std::to_string(remote)}) {
         EXPECT_EQ(get("/disk/" + text + ".mp3").status_line, kNotFound) << text;
-        EXPECT_EQ(call_handler(continue_handler, "/continue/" + text + "_0.mp3").status_line, kNotFound) << text;
+        EXPECT_EQ(call_handler(handle_continue, "/continue/" + text + "_0.mp3").status_line, kNotFound) << text;
     }
     for (const ObjectId unplayed : {id, vanished, pipe, remote}) EXPECT_EQ(plays(unplayed), 0);
-    EXPECT_EQ(call_handler(m3u_handler, "/m3u/" + std::to_string(id) + ".m3u").status_line, kNotFound);
+    EXPECT_EQ(call_handler(handle_m3u, "/m3u/" + std::to_string(id) + ".m3u").status_line, kNotFound);
     EXPECT_EQ(get("/diskette").result, HandlerResult::close);
 }
 
@@ -238,15 +238,14 @@ TEST_F(Streaming, ContinuesAtTheOffsetOfTheUrl) {
     const ObjectId id = add("a.mp3", bytes_, "0:00:10");
     for (const auto& c : rows) {
         SCOPED_TRACE(c.name);
-        const HandlerAnswer answer =
-            call_handler(continue_handler, "/continue/" + std::to_string(id) + c.rest, c.lines);
+        const HandlerAnswer answer = call_handler(handle_continue, "/continue/" + std::to_string(id) + c.rest, c.lines);
         EXPECT_EQ(answer.status_line, kPartial);
         EXPECT_EQ(answer.header("Content-Range"), c.content_range);
     }
     EXPECT_EQ(plays(id), static_cast<int>(std::size(rows)));
 
     const ObjectId empty = add("empty.mp3", "");
-    const HandlerAnswer answer = call_handler(continue_handler, "/continue/" + std::to_string(empty) + "_0.mp3");
+    const HandlerAnswer answer = call_handler(handle_continue, "/continue/" + std::to_string(empty) + "_0.mp3");
     EXPECT_EQ(answer.status_line, kPartial);
     EXPECT_EQ(answer.header("Content-Range"), "bytes 0--1/0");
     EXPECT_EQ(answer.header("Content-Length"), "0");

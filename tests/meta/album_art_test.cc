@@ -43,7 +43,7 @@ protected:
         const std::string path = scratch_.write(name, content);
         static_cast<void>(db_add_item({.path = path}));
         const bool wma = name.ends_with(".wma");
-        return call_handler(wma ? albumart_wma_handler : albumart_mp3_handler,
+        return call_handler(wma ? handle_albumart_wma : handle_albumart_mp3,
                             (wma ? "/albumart-wma/" : "/albumart-mp3/") + std::to_string(id_of(path)) + ".jpg");
     }
     // "MIME body" of an answer, or what it answers instead.

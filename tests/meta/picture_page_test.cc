@@ -36,7 +36,7 @@ protected:
         EXPECT_EQ(db_add_item({.media_class = ObjectClass::photo, .path = url}), AddResult::added);
         return std::to_string(id_of(url, ObjectClass::photo));
     }
-    static HandlerAnswer get(const std::string& rest) { return call_handler(picture_handler, "/picture/" + rest); }
+    static HandlerAnswer get(const std::string& rest) { return call_handler(handle_picture, "/picture/" + rest); }
     static bool is_not_found(const HandlerAnswer& answer) {
         return answer.status_line == "HTTP/1.1 404 Not Found" && answer.header("Content-Type") != "image/jpeg";
     }

@@ -24,7 +24,7 @@ protected:
     // A pass that does not run still does away with what was requested.
     static void forget_request() { scan_all(RunningFlag{}); }
 
-    static HandlerAnswer get(std::string_view url) { return call_handler(rescan_page, url); }
+    static HandlerAnswer get(std::string_view url) { return call_handler(handle_rescan, url); }
     static std::string page(const std::string& text) {
         return std::string{"<html><head><title>Rescan</title></head><body>"}.append(text).append("!</body></html>");
     }

@@ -36,7 +36,7 @@ protected:
         MediaContainer* at = store(lock).root;
         for (const std::string_view title : titles) {
             if (at == nullptr) return nullptr;
-            at = db_find_child_container(lock, title, *at);
+            at = tree_find_child_container(lock, title, *at);
         }
         return at;
     }

@@ -166,7 +166,7 @@ TEST_F(ContentDirectory, BrowsesByLetter) {
     {
         StoreLock lock;
         for (const char* title : {"Bach", "Reger"})
-            db_add_container(lock, *store(lock).all_tracks, {.title = tree_intern(lock, title)});
+            tree_add_container(lock, *store(lock).all_tracks, {.title = tree_intern(lock, title)});
     }
     EXPECT_EQ(starts("s"), "5:{}");
     EXPECT_EQ(starts("R"), "1:{ \"Reger\", \"Abba\" }");

@@ -114,23 +114,23 @@ protected:
     }
     static std::string reply_to(HttpHandler handler, const std::string& lines) {
         return call_handler(handler, "/ContentDirectory/Event", lines,
-                            handler == gena_subscribe ? kSubscribe : kUnsubscribe)
+                            handler == handle_subscribe ? kSubscribe : kUnsubscribe)
             .head;
     }
 };
 
 TEST_F(Gena, SubscribesRenewsAndUnsubscribes) {
     // A port that nobody listens on.
-    const auto reply = reply_to(gena_subscribe, "CALLBACK: <http://127.0.0.1:9/e>\r\nTIMEOUT: Second-1800\r\n");
+    const auto reply = reply_to(handle_subscribe, "CALLBACK: <http://127.0.0.1:9/e>\r\nTIMEOUT: Second-1800\r\n");
     EXPECT_THAT(reply,
                 MatchesRegex("HTTP/1.1 200 OK\r\nDATE: [^\r]* GMT\r\nSERVER: Linux/2.x.x, UPnP/1.0, Pelorama UPnP "
                              "SDK/1.0\r\nSID: uuid:[0-9]+\r\nTIMEOUT: second-300\r\n.*"));
     const std::string sid = "SID: " + str_between(reply, "\r\nSID: ", "\r\n").value_or("?") + "\r\n";
-    EXPECT_THAT(reply_to(gena_subscribe, sid + "TIMEOUT: Second-1800\r\n"),
+    EXPECT_THAT(reply_to(handle_subscribe, sid + "TIMEOUT: Second-1800\r\n"),
                 HasSubstr(sid + "TIMEOUT: Second-1800\r\n"));
-    EXPECT_THAT(reply_to(gena_unsubscribe, sid), StartsWith("HTTP/1.1 200 OK\r\n"));
+    EXPECT_THAT(reply_to(handle_unsubscribe, sid), StartsWith("HTTP/1.1 200 OK\r\n"));
     for (const std::string& lines : {sid, std::string{"CALLBACK: nothing\r\n"}})
-        EXPECT_THAT(reply_to(gena_subscribe, lines), StartsWith("HTTP/1.1 412 Precondition Failed\r\n")) << lines;
+        EXPECT_THAT(reply_to(handle_subscribe, lines), StartsWith("HTTP/1.1 412 Precondition Failed\r\n")) << lines;
 }
 
 // Takes connections without reading from them, so that a large event waits for it.
@@ -165,7 +165,7 @@ TEST_F(Gena, AnEventThatFoundNoThreadGoesOutWhenThereIsOneAgain) {
     const ScriptedServer living{"HTTP/1.1 200 OK\r\n\r\n"};
     std::vector<std::vector<Socket>> held;
     for (int round = 1; round <= 3; ++round) {
-        for (int slot = 0; slot < kSubscriberSlots; ++slot) reply_to(gena_subscribe, dead.callback());
+        for (int slot = 0; slot < kSubscriberSlots; ++slot) reply_to(handle_subscribe, dead.callback());
         dead.take(kSubscriberSlots);
         gena_send_update_id_event(round, large);
         held.push_back(dead.take(kSubscriberSlots));
@@ -175,10 +175,10 @@ TEST_F(Gena, AnEventThatFoundNoThreadGoesOutWhenThereIsOneAgain) {
     RunningFlag ticker;
     gena_start_ticker(ticker);
     // In the highest slot, told last: the four before it take what is left of 64 threads.
-    reply_to(gena_subscribe, "CALLBACK: <" + living.url() + ">\r\n");
+    reply_to(handle_subscribe, "CALLBACK: <" + living.url() + ">\r\n");
     ASSERT_TRUE(holds_within(30'000, [&] { return living.connections() == 1; }));
     for (int others = 0; others < 4; ++others) {
-        reply_to(gena_subscribe, dead.callback());
+        reply_to(handle_subscribe, dead.callback());
         dead.take(1);
     }
     gena_send_update_id_event(4, large);

@@ -21,7 +21,7 @@ HandlerAnswer post(const std::string& header_lines, const std::string& arguments
         "<?xml version=\"1.0\"?>\r\n<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\">\r\n"
         "<s:Body><u:Action xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">\r\n" +
         arguments + "\r\n</u:Action></s:Body></s:Envelope>\r\n";
-    return call_handler(soap_control_handler, std::move(request));
+    return call_handler(handle_soap_control, std::move(request));
 }
 
 std::string control(const std::string& action, const std::string& arguments = {}) {

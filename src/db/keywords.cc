@@ -1,4 +1,4 @@
-#include "db/tags.h"
+#include "db/keywords.h"
 
 #include "db/upkeep.h"
 
@@ -8,9 +8,9 @@ constexpr std::size_t kMaxName = 1023;
 
 }  // namespace
 
-void tags_add_item(const StoreLock& lock, MediaItem& item) {
+void keywords_add_item(const StoreLock& lock, MediaItem& item) {
     MediaContainer& tags = *store(lock).tags;
-    db_remove_references(lock, tags, item);
+    tree_remove_references(lock, tags, item);
     db_prune_empty_below(lock, tags);
     if (!item.keywords.has_text()) return;
 
@@ -19,13 +19,13 @@ void tags_add_item(const StoreLock& lock, MediaItem& item) {
     for (;;) {
         const std::size_t end = rest.find_first_of("/,");
         const std::string_view name = rest.substr(0, end);
-        container = &db_find_or_add_container(lock, *container,
-                                              {.title = tree_intern(lock, name.substr(0, kMaxName)),
-                                               .object_class = ObjectClass::picture_container,
-                                               .permanent = true});
+        container = &tree_find_or_add_container(lock, *container,
+                                                {.title = tree_intern(lock, name.substr(0, kMaxName)),
+                                                 .object_class = ObjectClass::picture_container,
+                                                 .permanent = true});
         const bool path_ends = end == std::string_view::npos || rest[end] == ',';
         if (path_ends) {
-            db_add_reference(lock, *container, item, -1);
+            tree_add_reference(lock, *container, item, -1);
             container = &tags;
         }
         if (end == std::string_view::npos) return;

@@ -8,26 +8,26 @@
 #include <optional>
 #include <utility>
 
-class ShareLimit {
+class Semaphore {
 public:
-    explicit ShareLimit(std::int64_t total) : total_(total) {}
+    explicit Semaphore(std::int64_t total) : total_(total) {}
     std::int64_t in_use() const;
 
 private:
-    friend class Share;
+    friend class Reservation;
     mutable std::mutex mutex_;
     std::condition_variable returned_;
     const std::int64_t total_;
     std::int64_t used_ = 0;
 };
 
-class Share {
+class Reservation {
 public:
     // Missing when there was not enough within the time. An amount above the total waits until nothing is in use.
-    static std::optional<Share> take(ShareLimit& limit, std::int64_t amount, int wait_ms);
-    ~Share() { give_back(); }
-    Share(Share&& other) noexcept : limit_(std::exchange(other.limit_, nullptr)), amount_(other.amount_) {}
-    Share& operator=(Share&& other) noexcept {
+    static std::optional<Reservation> take(Semaphore& limit, std::int64_t amount, int wait_ms);
+    ~Reservation() { give_back(); }
+    Reservation(Reservation&& other) noexcept : limit_(std::exchange(other.limit_, nullptr)), amount_(other.amount_) {}
+    Reservation& operator=(Reservation&& other) noexcept {
         std::swap(limit_, other.limit_);
         std::swap(amount_, other.amount_);
         return *this;
@@ -37,7 +37,7 @@ public:
     void resize(std::int64_t amount);
 
 private:
-    Share(ShareLimit& limit, std::int64_t amount) : limit_(&limit), amount_(amount) {}
-    ShareLimit* limit_;
+    Reservation(Semaphore& limit, std::int64_t amount) : limit_(&limit), amount_(amount) {}
+    Semaphore* limit_;
     std::int64_t amount_;
 };

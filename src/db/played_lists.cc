@@ -1,4 +1,4 @@
-#include "db/play_lists.h"
+#include "db/played_lists.h"
 
 #include <queue>
 #include <vector>
@@ -21,7 +21,7 @@ void offer(const StoreLock& lock, MediaContainer& list, MediaItem& item, std::in
         if (smallest == nullptr || reference->sort_key < smallest->sort_key) smallest = reference;
     }
     if (list.child_count < entries) {
-        db_add_reference(lock, list, item, key);
+        tree_add_reference(lock, list, item, key);
     } else if (smallest != nullptr && smallest->sort_key < key) {
         tree_retarget(lock, *smallest, item, key);
     }
@@ -42,12 +42,12 @@ void offer_to(const StoreLock& lock, MediaContainer* list, MediaItem& item) {
 
 }  // namespace
 
-void play_lists_note(const StoreLock& lock, MediaItem& item) {
+void played_lists_note(const StoreLock& lock, MediaItem& item) {
     offer_to(lock, store(lock).last_played, item);
     offer_to(lock, store(lock).most_played, item);
 }
 
-void play_lists_fill_if_empty(const StoreLock& lock, MediaContainer& container) {
+void played_lists_fill_if_empty(const StoreLock& lock, MediaContainer& container) {
     const MediaStore& places = store(lock);
     const bool is_list = &container == places.last_played || &container == places.most_played;
     if (!is_list || container.child_count != 0 || places.all_tracks == nullptr) return;
@@ -63,7 +63,7 @@ void play_lists_fill_if_empty(const StoreLock& lock, MediaContainer& container) 
         if (item == nullptr) continue;
         const std::int32_t key = key_in(lock, container, *item);
         if (container.child_count < entries) {
-            places_taken.push(&db_add_reference(lock, container, *item, key));
+            places_taken.push(&tree_add_reference(lock, container, *item, key));
         } else if (!places_taken.empty() && places_taken.top()->sort_key < key) {
             ItemReference* const smallest = places_taken.top();
             places_taken.pop();

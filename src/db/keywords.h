@@ -4,4 +4,4 @@
 #include "db/tree.h"
 
 // Rebuilds the item's place in the tags tree, which must exist (it does when the setting `adobedsn` is set).
-void tags_add_item(const StoreLock& lock, MediaItem& item);
+void keywords_add_item(const StoreLock& lock, MediaItem& item);
