@@ -1,6 +1,7 @@
 #include "routes.h"
 
 #include <array>
+#include <string>
 
 #include "handlers/covers.h"
 #include "handlers/now_playing.h"
@@ -12,6 +13,7 @@
 #include "handlers/upgrade_files.h"
 #include "http/request.h"
 #include "http/server.h"
+#include "meta/media_formats.h"
 #include "upnp/description.h"
 #include "upnp/gena.h"
 #include "upnp/scpd.h"
@@ -38,10 +40,6 @@ constexpr auto kRoutes = std::to_array<UrlRoute>({
     {"/httpproxy", kGet | kHead, handle_http_proxy},
     {"/ftpproxy", kGet | kHead, handle_ftp_proxy},
     {"/m3u", kGet | kHead, handle_m3u},
-    {"/albumart-mp3", kGet | kHead, handle_albumart_mp3},
-    {"/albumart-wma", kGet | kHead, handle_albumart_wma},
-    {"/albumart-m4a", kGet | kHead, handle_albumart_m4a},
-    {"/albumart-wav", kGet | kHead, handle_albumart_wav},
     {"/rescan", kGet, handle_rescan},
     {"/rpc", kGet, handle_rpc},
 });
@@ -50,6 +48,11 @@ constexpr auto kRoutes = std::to_array<UrlRoute>({
 
 void register_http_handlers() {
     for (const UrlRoute& route : kRoutes) register_http_handler(route.handler, route.methods, route.prefix);
+    // A row for each format that has covers: for others there is no such URL.
+    for (const MediaFormat& format : media_formats()) {
+        if (format.find_cover != nullptr)
+            register_http_handler(handle_cover, kGet | kHead, std::string{"/albumart-"}.append(format.extension));
+    }
 }
 
 void register_packet_handlers() {

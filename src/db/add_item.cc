@@ -128,6 +128,7 @@ MediaItem make_item(const StoreLock& lock, const NewItem& wanted, const CleanTex
     item.width = wanted.width;
     item.height = wanted.height;
     item.track = wanted.track;
+    item.bitrate = wanted.bitrate;
     item.album_art = wanted.album_art;
     item.compilation = wanted.compilation;
     item.modified = wanted.modified;
@@ -149,6 +150,7 @@ AddResult link_station(const StoreLock& lock, MediaItem&& item, const CleanTexts
         return AddResult::added;
     }
     if (!has_text(texts.genre)) return AddResult::failed;
+    item.bitrate = 0;  // kept on purpose: the bitrate that the station directory tells is not listed
     MediaContainer& genre = tree_find_or_add_container(
         lock, *places.internet_radio, {.title = item.genre, .object_class = ObjectClass::music_container});
     tree_add_item(lock, genre, std::move(item));
@@ -238,11 +240,6 @@ void db_title_by_playlist(const std::string& path, std::string_view title) {
     tree_remove_item(lock, *present);
     link(lock, std::move(retitled), texts);
     take_places(lock, *db_find_in_type(lock, path, ObjectClass::music_track), former);
-}
-
-void db_set_bitrate(std::string_view path, ObjectClass media_class, std::int32_t kilobits_per_second) {
-    StoreLock lock;
-    if (MediaItem* const item = db_find_in_type(lock, path, media_class)) item->bitrate = kilobits_per_second;
 }
 
 bool db_is_newer_on_disk(std::string_view path, ObjectClass media_class, std::int32_t modified_on_disk) {

@@ -18,7 +18,7 @@ struct NewItem {
     Text duration = {}, description = {}, keywords = {};
     std::int32_t track = 0, width = 0, height = 0;
     std::int32_t album_art = 0, compilation = 0;
-    std::int32_t bitrate = 0;  // accepted and left out, see db_set_bitrate
+    std::int32_t bitrate = 0;  // kilobits per second; 0: unknown or variable
     std::int64_t size = 0;
     std::int32_t modified = 0, last_played = 0, play_count = 0;
 };
@@ -31,9 +31,6 @@ AddResult db_add_item(const NewItem& item);
 // What a playlist calls a track becomes its title when it has none but one made from its file's name: an item with a
 // fresh id, its fields and its places in playlists takes its place. Only the first such title counts.
 void db_title_by_playlist(const std::string& path, std::string_view title);
-
-// A reader that knows the bitrate sets it right after the item was added; unknown paths are ignored.
-void db_set_bitrate(std::string_view path, ObjectClass media_class, std::int32_t kilobits_per_second);
 
 // Whether a file is unknown in its type's list or younger on disk (its status was read by the caller) than the item
 // there.

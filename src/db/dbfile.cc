@@ -228,12 +228,9 @@ void dbfile_write_thread(RunningFlag& running) {
 void dbfile_read_record(DbLines& lines) {
     const DbRecord record = dbfile_parse_record(lines);
     const NewItem& item = record.item;
-    const AddResult result = record.has_class ? db_add_item(item) : AddResult::failed;
-    if (result == AddResult::failed) {
+    if (!record.has_class || db_add_item(item) == AddResult::failed) {
         log_message(LOG_PROBLEM, LOG_DB, "failed to add item: %s,%s\n",
                     item.title ? item.title->c_str() : "NO TITLE AVAILABLE", item.path ? item.path->c_str() : "");
-    } else if (result == AddResult::added && item.bitrate != 0) {
-        db_set_bitrate(*item.path, item.media_class, item.bitrate);
     }
 }
 

@@ -9,7 +9,6 @@
 #include <string>
 
 #include "core/log.h"
-#include "core/mime.h"
 #include "core/process_wide.h"
 #include "core/str.h"
 #include "db/store.h"
@@ -17,6 +16,7 @@
 #include "handlers/now_playing.h"
 #include "http/range.h"
 #include "http/respond.h"
+#include "meta/media_formats.h"
 #include "net/answer.h"
 #include "net/body.h"
 #include "net/socket_copy.h"

@@ -9,7 +9,6 @@
 
 #include "core/file.h"
 #include "core/log.h"
-#include "core/mime.h"
 #include "core/settings.h"
 #include "core/thread.h"
 #include "db/store.h"
@@ -18,7 +17,8 @@
 #include "http/file_sender.h"
 #include "http/range.h"
 #include "http/respond.h"
-#include "meta/pcm_format.h"
+#include "meta/media_formats.h"
+#include "meta/pcm.h"
 #include "upnp/clients.h"
 #include "upnp/dlna_headers.h"
 

@@ -66,6 +66,7 @@ NewItem item_of_entry(const LibrarySong& song, const std::string& playlist, std:
             .track = position,
             .album_art = song.artwork ? 1 : 0,
             .compilation = song.compilation ? 1 : 0,
+            .bitrate = song.bitrate,
             .size = text_int64(text_or_empty(song.size)),
             .modified = library_time_key(text_or_empty(song.modified))};
 }
@@ -105,11 +106,8 @@ bool LibraryImport::add(const LibrarySong& song, const std::string& playlist, st
     const auto spelled = resolver_.file_at(*item.path);
     const bool is_file = spelled || !file_status(*item.path);  // what is not there at all is the store's to tell
     if (spelled) item.path = *spelled;
-    const AddResult result = is_file ? db_add_item(item) : AddResult::failed;
-    if (result == AddResult::failed)
+    if (!is_file || db_add_item(item) == AddResult::failed)
         log_message(LOG_INFO, LOG_DB, "failed to add item: %s\n", std::string{text_or_empty(song.title)}.c_str());
-    if (result == AddResult::added && song.bitrate != 0)
-        db_set_bitrate(*item.path, ObjectClass::music_track, song.bitrate);
     return true;
 }
 

@@ -20,6 +20,7 @@
 #include "core/text_clean.h"
 #include "db/add_item.h"
 #include "db/imported_playlists.h"
+#include "import/file_item.h"
 #include "import/playlist_entry.h"
 #include "import/playlist_text.h"
 #include "meta/file_window.h"
@@ -65,7 +66,7 @@ NewItem item_of_file(const std::string& path) {
     constexpr std::int32_t kOlderThanAnything = std::numeric_limits<std::int32_t>::min();
     // What the store has joins the playlist as it is: its tags need not be read again.
     if (!db_is_newer_on_disk(path, ObjectClass::music_track, kOlderThanAnything)) return {.path = path};
-    return audio_tags_item(path, mp3_read_tags(path));
+    return file_item(path, MediaType::music, mp3_read_tags(path));
 }
 
 NewItem item_of(const FoundEntry& entry) {
@@ -167,10 +168,7 @@ private:
         NewItem item = item_of(entry);
         item.playlist = name_;
         item.track = track;
-        const AddResult result = db_add_item(item);
-        if (result == AddResult::added && item.bitrate != 0)
-            db_set_bitrate(entry.place.path, ObjectClass::music_track, item.bitrate);
-        if (result != AddResult::failed) return true;
+        if (db_add_item(item) != AddResult::failed) return true;
         const char* const path = entry.place.path.c_str();
         if (refusal_ == Refusal::with_title)
             log_message(LOG_PROBLEM, LOG_DB, "failed to add plylist item: %s, %s\n", item.title->c_str(), path);
@@ -237,6 +235,16 @@ void xml_playlist_import(const std::string& path, std::string_view name, const R
     xml_playlist_read(*document,
                       [&](std::string_view entry, std::string_view title) { return import.add(entry, title); });
     import.finish();
+}
+
+void playlist_import(const std::string& path, const RunningFlag& running) {
+    struct Format {
+        std::string_view extension;
+        void (*import)(const std::string& path, std::string_view name, const RunningFlag* running);
+    };
+    constexpr Format kFormats[] = {{"m3u", m3u_import}, {"pls", pls_import}, {"wpl", xml_playlist_import}};
+    for (const Format& format : kFormats)
+        if (str_equal_nocase(path_extension(path), format.extension)) format.import(path, {}, &running);
 }
 
 void playlists_forget_vanished() {

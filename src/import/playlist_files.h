@@ -16,5 +16,8 @@ void m3u_import(const std::string& path, std::string_view name = {}, const Runni
 void pls_import(const std::string& path, std::string_view name = {}, const RunningFlag* running = nullptr);
 void xml_playlist_import(const std::string& path, std::string_view name = {}, const RunningFlag* running = nullptr);
 
-// Empties the playlists whose files are gone since they were imported. Called by the scanner behind each pass.
+// The one of them that the file's extension asks for; nothing for other files.
+void playlist_import(const std::string& path, const RunningFlag& running);
+
+// Empties the playlists whose files are gone since they were imported. Called by the scanner after each pass.
 void playlists_forget_vanished();

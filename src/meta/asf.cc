@@ -1,6 +1,7 @@
 #include "meta/asf.h"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,7 +27,7 @@ constexpr std::size_t kLengthBytes = 2 * kLengthFields;
 constexpr std::string_view kFormatTag = "\x61\x01"sv;  // of the second generation of the codec, as in WAVEFORMATEX
 constexpr std::size_t kFormatFirst = 4, kFormatTail = 20;
 constexpr std::uint32_t kMostChannels = 9, kLeastSampleRate = 8000;
-constexpr std::int64_t kFormatBytes = 17;     // behind its start, before what its last field counts
+constexpr std::int64_t kFormatBytes = 17;     // after its start, before what its last field counts
 constexpr std::int64_t kUnplayedSeconds = 2;  // clients stopped early with what the byte rate alone gives
 
 constexpr std::uint32_t kLongestName = 100, kCountUnknown = 100;
@@ -49,8 +50,8 @@ std::optional<Bytes> bytes_at(Bytes head, std::size_t at, std::size_t n) {
 
 // ---- title and artist
 
-// Tries positions for the five lengths of a content description. Which bytes are followed by how many others that are
-// not 0 is worked out once, so that a file made for it cannot make the search quadratic.
+// Tries positions for the five lengths of a content description. For every byte we work out once where the next 0 byte
+// is, so that a file made for it cannot make the search quadratic.
 class DescriptionSearch {
 public:
     explicit DescriptionSearch(Bytes header) : header_(header), next_zero_(header.size() + 2, header.size() + 2) {
@@ -80,7 +81,7 @@ private:
     }
 
     Bytes header_;
-    std::vector<std::size_t> next_zero_;  // the first 0 byte at or behind each position, in steps of two
+    std::vector<std::size_t> next_zero_;  // the first 0 byte at or after each position, in steps of two
 };
 
 // Where the five lengths stand.
@@ -90,7 +91,7 @@ std::optional<std::size_t> find_description(Bytes head) {
     return DescriptionSearch{head.first(std::min(length, head.size()))}.find();
 }
 
-void read_description(AudioTags& tags, Bytes head, TagCharset charset) {
+void read_description(MediaFacts& tags, Bytes head, TagCharset charset) {
     const auto at = find_description(head);
     if (!at) return;
     const auto title_length = u16_at(head, *at);
@@ -104,7 +105,7 @@ void read_description(AudioTags& tags, Bytes head, TagCharset charset) {
 
 // ---- duration
 
-// The play time that a format block at this position gives; missing when it is none.
+// The play time that a format block at this position gives; nullopt if it is none.
 std::optional<std::int64_t> seconds_of_format(Bytes head, std::size_t at, std::uint64_t file_size) {
     ByteCursor cursor{head.subspan(at + kFormatTag.size())};
     const auto channels = cursor.little_endian(2);
@@ -119,7 +120,7 @@ std::optional<std::int64_t> seconds_of_format(Bytes head, std::size_t at, std::u
     return audio / std::int64_t{*bytes_per_second} - kUnplayedSeconds;
 }
 
-void read_duration(AudioTags& tags, Bytes head, std::uint64_t file_size) {
+void read_duration(MediaFacts& tags, Bytes head, std::uint64_t file_size) {
     const std::string_view text = as_text(head);
     for (std::size_t at = kFormatFirst; (at = text.find(kFormatTag, at)) != npos && at + kFormatTail < head.size();
          ++at) {
@@ -150,7 +151,7 @@ std::optional<std::size_t> find_descriptors(Bytes head) {
     return std::nullopt;
 }
 
-// The digits at the start of a UTF-16 text; missing when there are none.
+// The number at the start of a UTF-16 text; nullopt if it does not begin with a digit.
 std::optional<std::int32_t> leading_digits(Bytes value) {
     const std::string text = utf16_narrow_text(value, TagCharset::ascii);
     const std::string_view trimmed = str_trim_left(text);
@@ -158,12 +159,12 @@ std::optional<std::int32_t> leading_digits(Bytes value) {
     return text_int(trimmed);
 }
 
-Text date_of_year(Bytes value) {
+Text date_of(Bytes value) {
     auto year = leading_digits(value);
     if (!year) return std::nullopt;
     if (*year >= 0 && *year <= 49) *year += 2000;
     if (*year >= 50 && *year <= 99) *year += 1900;
-    return text_format(11, "%04d-01-01", *year);
+    return date_of_year(*year).substr(0, 10);  // kept on purpose: one character less than in other formats
 }
 
 struct Descriptor {
@@ -172,7 +173,7 @@ struct Descriptor {
     Bytes value;
 };
 
-// Missing at the end of the list, and where it makes no sense any more.
+// nullopt at the end of the list, and where it makes no sense any more.
 std::optional<Descriptor> take_descriptor(ByteCursor& cursor) {
     const auto name_length = cursor.little_endian(2);
     if (!name_length || *name_length > kLongestName) return std::nullopt;
@@ -195,10 +196,10 @@ std::optional<std::int32_t> track_number(const Descriptor& descriptor) {
     return leading_digits(descriptor.value);
 }
 
-void read_descriptors(AudioTags& tags, Bytes list, TagCharset charset) {
+void read_descriptors(MediaFacts& tags, Bytes list, TagCharset charset) {
     ByteCursor cursor{list};
     std::uint32_t count = cursor.little_endian(2).value_or(0);
-    // The list was found by a later name: what stands before that is the end of another value.
+    // The list was found by a later name, so the bytes before that are the end of another value and no count.
     if (count == 0) count = kCountUnknown;
     std::int32_t zero_based_track = 0;
     for (; count > 0; --count) {
@@ -218,20 +219,20 @@ void read_descriptors(AudioTags& tags, Bytes list, TagCharset charset) {
         } else if (name == "WM/Picture") {
             tags.album_art = 1;
         } else if (name == "WM/OriginalReleaseYear") {
-            if (Text date = date_of_year(value)) tags.date = std::move(date);
+            if (Text date = date_of(value)) tags.date = std::move(date);
         } else if (name == "WM/Year") {
-            if (!tags.date) tags.date = date_of_year(value);
+            if (!tags.date) tags.date = date_of(value);
         }
     }
     if (tags.track == 0) tags.track = zero_based_track;
 }
 
-// The value behind the first occurrence of a descriptor's name, wherever that stands.
+// The value after the first occurrence of a descriptor's name, wherever that stands.
 Text find_value(Bytes head, std::string_view name, TagCharset charset) {
     const std::string wanted = wide(name);
     const std::size_t at = as_text(head).find(wanted);
     if (at == npos) return std::nullopt;
-    const std::size_t length_at = at + wanted.size() + 4;  // behind the terminator and the type
+    const std::size_t length_at = at + wanted.size() + 4;  // after the terminator and the type
     const auto length = u16_at(head, length_at);
     const auto value = length ? bytes_at(head, length_at + 2, *length) : std::nullopt;
     return value ? Text{utf16_narrow_text(*value, charset)} : std::nullopt;
@@ -239,8 +240,8 @@ Text find_value(Bytes head, std::string_view name, TagCharset charset) {
 
 }  // namespace
 
-AudioTags asf_read(Bytes head, std::uint64_t file_size, TagCharset charset) {
-    AudioTags tags;
+MediaFacts asf_read(Bytes head, std::uint64_t file_size, TagCharset charset) {
+    MediaFacts tags;
     head = head.first(std::min(head.size(), kAsfHeadBytes));
     if (head.size() < kAsfLeastBytes || !as_text(head).starts_with(kHeaderMark)) return tags;
     read_description(tags, head, charset);
@@ -255,4 +256,14 @@ AudioTags asf_read(Bytes head, std::uint64_t file_size, TagCharset charset) {
         if (Text genre = find_value(head, "WM/Genre", charset)) tags.genre = std::move(genre);
     }
     return tags;
+}
+
+MediaFacts wma_read_tags(const std::string& path) {
+    return media_facts_of_file(path, [](const File& file, std::uint64_t size) {
+        const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, kAsfHeadBytes));
+        if (wanted < kAsfLeastBytes) return MediaFacts{};
+        const auto buffer = std::make_unique_for_overwrite<std::byte[]>(wanted);
+        const Bytes head{buffer.get(), file.read_at(0, {buffer.get(), wanted})};
+        return asf_read(head, size, tag_charset());
+    });
 }

@@ -17,8 +17,8 @@ bool is_frame(unsigned marker) {
     return marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
 }
 
-// The longest thing that stands in front of a frame is a colour profile: at most 255 segments of 64 KiB (ICC.1, annex
-// B.4). A frame behind four times as much is none.
+// The longest thing before a frame is a colour profile: at most 255 segments of 64 KiB (ICC.1, annex B.4). After four
+// times as much no frame is looked for.
 constexpr std::uint64_t kMaxBeforeFrame = 64 * 1024 * 1024;
 
 // Reads a file from one place on.
@@ -28,7 +28,7 @@ public:
 
     std::uint64_t left() const { return file_.size() > at_ ? file_.size() - at_ : 0; }
     void skip(std::uint64_t bytes) { at_ += bytes; }
-    // Missing at the end of the file.
+    // nullopt at the end of the file.
     std::optional<std::uint32_t> big_endian(std::size_t width) {
         const auto value = ByteCursor{file_.at(at_, width)}.big_endian(width);
         if (value) at_ += width;
@@ -68,8 +68,8 @@ struct Entry {
     Bytes value;  // four bytes
 };
 
-// The TIFF structure without its first four bytes, which the search for the block has read. Offsets count from its
-// start all the same.
+// The TIFF structure without its first four bytes, which the search for the block has read. Offsets still count from
+// its start.
 class TiffBlock {
 public:
     TiffBlock(Bytes data, bool little_endian) : data_(data), little_endian_(little_endian) {}
@@ -122,7 +122,7 @@ public:
     }
 
 private:
-    // The offset of the next directory; missing when the block ends before.
+    // Returns the offset of the next directory; nullopt if the block ends before.
     std::optional<std::uint32_t> walk(std::uint32_t offset) {
         const auto count = block_.number(offset, 2);
         if (!count) return std::nullopt;
@@ -188,12 +188,12 @@ private:
 // ---- the search for the block
 
 constexpr std::size_t kHeadBytes = 14;  // marker, length, "Exif" and two zeros, byte order and magic number
-// What the segment's length counts of them. Everything behind is read: programs that write few tags put the date last.
+// How many of them the segment's length counts. We read the whole rest: programs that write few tags put the date last.
 constexpr std::uint32_t kReadOfSegment = 12;
 constexpr std::uint32_t kLeastSegment = 16 + 12;  // below it no directory fits
 
-// The segment that begins at offset, or the one behind it when it has this marker.
-std::uint64_t behind(FileWindow& file, std::uint64_t offset, std::uint32_t marker) {
+// Steps over the segment at offset if it has this marker.
+std::uint64_t after_segment(FileWindow& file, std::uint64_t offset, std::uint32_t marker) {
     ByteCursor cursor{file.at(offset, 4)};
     const auto found = cursor.big_endian(2), length = cursor.big_endian(2);
     return found == marker && length ? offset + 2 + *length : offset;
@@ -232,7 +232,7 @@ JpegSize jpeg_find_size(FileWindow& file) {
             if (!height || !width) return {};
             return {.width = static_cast<std::int32_t>(*width), .height = static_cast<std::int32_t>(*height)};
         }
-        // A segment that would end behind the file is looked through instead.
+        // A segment that would end after the file is searched for markers instead.
         const std::uint32_t rest = std::max(*length, 2U) - 2;
         if (rest <= walk.left()) walk.skip(rest);
     }
@@ -241,9 +241,9 @@ JpegSize jpeg_find_size(FileWindow& file) {
 
 void exif_read_block(FileWindow& file, PictureInfo& info) {
     if (as_text(file.at(0, 2)) != "\xFF\xD8") return;
-    // Some programs put a comment in front of the block, all that also write a JFIF header put that there.
-    std::uint64_t offset = behind(file, 2, 0xFFFE);
-    offset = behind(file, offset, 0xFFE0);
+    // Some programs put a comment before the block, and all that also write a JFIF header put that there.
+    std::uint64_t offset = after_segment(file, 2, 0xFFFE);
+    offset = after_segment(file, offset, 0xFFE0);
 
     ByteCursor head{file.at(offset, kHeadBytes)};
     const auto marker = head.big_endian(2), length = head.big_endian(2);
@@ -280,4 +280,8 @@ PictureInfo exif_read_info(const std::string& path) {
     }
     info.date = listed_date(info.date, status->modified);
     return info;
+}
+
+MediaFacts picture_read_facts(const std::string& path) {
+    return exif_read_info(path);
 }

@@ -28,3 +28,25 @@ Bytes FileWindow::from(std::uint64_t offset) {
     if (at(offset, 1).empty()) return {};
     return loaded_.subspan(static_cast<std::size_t>(offset - start_));
 }
+
+std::optional<std::uint32_t> FileWindow::big_endian(std::uint64_t offset, std::size_t width) {
+    return ByteCursor{at(offset, width)}.big_endian(width);
+}
+
+std::optional<std::uint32_t> FileWindow::little_endian(std::uint64_t offset, std::size_t width) {
+    return ByteCursor{at(offset, width)}.little_endian(width);
+}
+
+std::optional<std::uint64_t> FileWindow::find(std::string_view text, std::uint64_t from, std::uint64_t end) {
+    while (from < end) {
+        const Bytes here = at(from, kWindowBytes);
+        if (here.size() < text.size()) return std::nullopt;
+        const std::size_t found = as_text(here).find(text);
+        if (found != std::string_view::npos) {
+            if (from + found + text.size() > end) return std::nullopt;
+            return from + found;
+        }
+        from += here.size() - (text.size() - 1);  // the text may lie across the border of two windows
+    }
+    return std::nullopt;
+}

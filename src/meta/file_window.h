@@ -1,11 +1,13 @@
-// A window on the bytes of a file: what readers of tags look through. It loads 16 KiB at a time and only where somebody
-// looks, so that a small file costs one read and a large embedded picture is stepped over without being read. Over a
+// A window on the bytes of a file, through which readers of tags look. It loads 16 KiB at a time and only where
+// somebody looks: a small file costs one read, and a large embedded picture is stepped over without being read. Over a
 // span of memory it does no input at all, which is what unit tests and fuzz targets use.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <string_view>
 
 #include "core/bytes.h"
 #include "core/file.h"
@@ -15,10 +17,10 @@ class FileWindow {
 public:
     static constexpr std::size_t kWindowBytes = 16 * 1024;
 
-    // Looks through a file of this size; the file stays the caller's and must outlive the window. Once the flag (null:
-    // none) has stopped running nothing more is loaded: the file ends there.
+    // Looks through a file of this size. The file stays the caller's and must outlive the window. Once the flag (null:
+    // none) has stopped running, nothing more is loaded: the file seems to end there.
     FileWindow(const File& file, std::uint64_t size, const RunningFlag* running = nullptr);
-    // A file that is in memory as a whole.
+    // A whole file in memory.
     explicit FileWindow(Bytes whole) : size_(whole.size()), loaded_(whole) {}
 
     std::uint64_t size() const { return size_; }
@@ -28,6 +30,13 @@ public:
     Bytes at(std::uint64_t offset, std::size_t n);
     // Everything that is loaded from offset on, at least one byte; empty at the end of the file and on a read error.
     Bytes from(std::uint64_t offset);
+
+    // The number of width bytes at offset; nullopt where the file ends before.
+    std::optional<std::uint32_t> big_endian(std::uint64_t offset, std::size_t width);
+    std::optional<std::uint32_t> little_endian(std::uint64_t offset, std::size_t width);
+
+    // Where the text first stands at or after from, all of it before end; nullopt if it does not.
+    std::optional<std::uint64_t> find(std::string_view text, std::uint64_t from, std::uint64_t end);
 
 private:
     const File* file_ = nullptr;

@@ -1,6 +1,7 @@
 #include "meta/id3.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 namespace {
@@ -156,6 +157,25 @@ private:
 constexpr std::size_t kTitleAt = 3, kArtistAt = 33, kAlbumAt = 63, kYearAt = 93, kTrackAt = 126, kGenreAt = 127;
 constexpr std::size_t kFieldBytes = 30;
 
+// ---- covers
+
+struct PictureFrame {
+    std::uint64_t data = 0;
+    std::uint32_t size = 0;
+};
+
+// Kept on purpose: the frame is where its letters first stand after the start of the file, in the tag or not.
+std::optional<PictureFrame> find_picture_frame(FileWindow& file, std::uint64_t from, Id3v24Sizes v24_sizes) {
+    const auto letters = file.find("PIC", from, from + kMaxCoverSearch);
+    if (!letters) return std::nullopt;
+    const bool long_form = *letters > 0 && as_text(file.at(*letters - 1, 1)) == "A";
+    const std::uint64_t start = long_form ? *letters - 1 : *letters;
+    const auto size = file.big_endian(start + (long_form ? 4 : 3), long_form ? 4 : 3);
+    if (!size) return std::nullopt;
+    const bool syncsafe = v24_sizes == Id3v24Sizes::syncsafe && file.big_endian(from + 3, 1) == 4;
+    return PictureFrame{.data = start + (long_form ? 10 : 6), .size = syncsafe ? id3_syncsafe(*size) : *size};
+}
+
 }  // namespace
 
 std::uint32_t id3_syncsafe(std::uint32_t value) {
@@ -194,4 +214,24 @@ std::optional<Id3v1Tag> id3_read_v1(Bytes last_bytes) {
                     // Kept on purpose: a signed byte, so 200 is listed as -56.
                     .track = static_cast<std::int8_t>(std::to_integer<std::uint8_t>(last_bytes[kTrackAt])),
                     .genre = std::to_integer<std::int32_t>(last_bytes[kGenreAt])};
+}
+
+std::optional<EmbeddedPicture> id3_find_picture(FileWindow& file, std::uint64_t from, Id3v24Sizes v24_sizes) {
+    constexpr std::array kStart{std::byte{0xFF}, std::byte{0xD8}, std::byte{0xFF}, std::byte{0xE0}};
+    const auto frame = find_picture_frame(file, from, v24_sizes);
+    if (!frame) return std::nullopt;
+    const std::uint64_t end = frame->data + frame->size, search_end = std::min(end, frame->data + kMaxCoverSearch);
+    std::size_t matched = 0;
+    for (std::uint64_t at = frame->data; at < search_end;) {
+        Bytes here = file.from(at);
+        if (here.empty()) return std::nullopt;
+        here = here.first(static_cast<std::size_t>(std::min<std::uint64_t>(here.size(), search_end - at)));
+        for (const std::byte b : here) {
+            ++at;
+            // Kept on purpose: a byte that ends a match does not begin one.
+            matched = b == kStart[matched] ? matched + 1 : 0;
+            if (matched == kStart.size()) return EmbeddedPicture{.offset = at - 4, .length = end - at + 4};
+        }
+    }
+    return std::nullopt;
 }

@@ -8,6 +8,7 @@
 
 #include "core/bytes.h"
 #include "core/str.h"
+#include "meta/embedded_picture.h"
 #include "meta/file_window.h"
 #include "meta/tag_text.h"
 
@@ -41,5 +42,9 @@ struct Id3v1Tag {
     std::int32_t track = 0;  // -128 to 127
     std::int32_t genre = 0;  // 0 to 255
 };
-// Missing unless these are 128 bytes that begin "TAG".
+// nullopt unless these are 128 bytes that begin with "TAG".
 std::optional<Id3v1Tag> id3_read_v1(Bytes last_bytes);
+
+// The JFIF picture of the first picture frame of a tag that starts at offset from; nullopt if the frame holds none (a
+// PNG, an Exif JPEG).
+std::optional<EmbeddedPicture> id3_find_picture(FileWindow& file, std::uint64_t from, Id3v24Sizes v24_sizes);

@@ -3,7 +3,6 @@
 #include <optional>
 
 #include "core/time_text.h"
-#include "meta/file_window.h"
 #include "meta/genres.h"
 #include "meta/id3.h"
 #include "meta/mpeg_frame.h"
@@ -12,12 +11,7 @@ namespace {
 
 constexpr std::int32_t kLastUnlikelyYear = 1900;  // years of ID3v1 tags up to here are leftovers, not years
 
-// Only the year is known. The date holds 11 characters, so a year of more than five digits loses the end of it.
-std::string date_of_year(std::int32_t year) {
-    return text_format(12, "%04d-01-01", year);
-}
-
-void use_id3v2(AudioTags& tags, Id3v2Tag&& tag) {
+void use_id3v2(MediaFacts& tags, Id3v2Tag&& tag) {
     tags.title = std::move(tag.title);
     tags.artist = std::move(tag.artist);
     tags.album = std::move(tag.album);
@@ -27,8 +21,8 @@ void use_id3v2(AudioTags& tags, Id3v2Tag&& tag) {
     tags.album_art = static_cast<std::int32_t>(tag.picture_offset);
 }
 
-// ID3v1 fills what ID3v2 left missing; only a title is also filled when it is there but empty.
-void fill_from_id3v1(AudioTags& tags, Id3v1Tag&& tag, bool genre_known) {
+// ID3v1 fills what ID3v2 left missing. Only the title is also filled if it is there but empty.
+void fill_from_id3v1(MediaFacts& tags, Id3v1Tag&& tag, bool genre_known) {
     if (!has_text(tags.title)) tags.title = std::move(tag.title);
     if (!tags.artist) tags.artist = std::move(tag.artist);
     if (!tags.album) tags.album = std::move(tag.album);
@@ -37,7 +31,7 @@ void fill_from_id3v1(AudioTags& tags, Id3v1Tag&& tag, bool genre_known) {
     if (tags.track == 0) tags.track = tag.track;
 }
 
-void use_frame(AudioTags& tags, const MpegFrame& frame) {
+void use_frame(MediaFacts& tags, const MpegFrame& frame) {
     if (frame.milliseconds <= 0) return;
     tags.bitrate = frame.vbr ? 0 : static_cast<std::int32_t>(frame.kbps);
     tags.duration = format_duration(frame.milliseconds);
@@ -45,9 +39,9 @@ void use_frame(AudioTags& tags, const MpegFrame& frame) {
 
 }  // namespace
 
-AudioTags mp3_read_tags(const std::string& path) {
-    return audio_tags_of_file(path, [](const File& file, std::uint64_t size) {
-        AudioTags tags;
+MediaFacts mp3_read_tags(const std::string& path) {
+    return media_facts_of_file(path, [](const File& file, std::uint64_t size) {
+        MediaFacts tags;
         FileWindow window{file, size};
         Id3v2Tag id3v2 = id3_read_v2(window, tag_charset());
         const bool genre_known = id3v2.genre.has_value();
@@ -60,4 +54,8 @@ AudioTags mp3_read_tags(const std::string& path) {
         }
         return tags;
     });
+}
+
+std::optional<EmbeddedPicture> mp3_find_picture(FileWindow& file) {
+    return id3_find_picture(file, 0, Id3v24Sizes::plain);
 }

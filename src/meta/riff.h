@@ -13,12 +13,12 @@ struct RiffChunk {
     std::uint64_t begin = 0, size = 0;  // of the data; the size is cut where the file or the list ends
 };
 
-// Steps over chunks from one to the next; a broken file ends it after 10,000.
+// Steps from one chunk to the next. In a broken file it ends after 10,000.
 class RiffWalk {
 public:
-    // All chunks of the file; none when it is no RIFF file.
+    // All chunks of the file; none if it is no RIFF file.
     explicit RiffWalk(FileWindow& file);
-    // The chunks in the data of a LIST chunk, behind its type.
+    // The chunks in the data of a LIST chunk, after its type.
     RiffWalk(FileWindow& file, const RiffChunk& list);
 
     std::optional<RiffChunk> next();
@@ -30,5 +30,5 @@ private:
 };
 
 bool riff_is_id3(const RiffChunk& chunk);
-// Where the ID3 chunk of a RIFF file has its data; missing when there is none.
+// Where the ID3 chunk of a RIFF file has its data; nullopt if there is none.
 std::optional<std::uint64_t> riff_find_id3(FileWindow& file);

@@ -25,26 +25,26 @@ std::string copy_of(FileWindow& file, std::uint64_t at, std::uint64_t size) {
 }
 
 void set_year(Text& date, const Text& year) {
-    if (year && text_int(*year) > 0) date = text_format(12, "%04d-01-01", text_int(*year));
+    if (year && text_int(*year) > 0) date = date_of_year(text_int(*year));
 }
 
-AudioTags read_id3(FileWindow& file, const RiffChunk& chunk, TagCharset charset) {
+MediaFacts read_id3(FileWindow& file, const RiffChunk& chunk, TagCharset charset) {
     // The tag's positions count from its start, so it gets a file of its own.
     const std::string tag_bytes = copy_of(file, chunk.begin, std::min(chunk.size, kTagLimit));
     FileWindow tag_file{as_bytes(tag_bytes)};
     Id3v2Tag tag = id3_read_v2(tag_file, charset, Id3v24Sizes::syncsafe);
-    AudioTags tags{.title = std::move(tag.title),
-                   .artist = std::move(tag.artist),
-                   .album = std::move(tag.album),
-                   .genre = id3_resolved_genre(std::move(tag.genre)),
-                   .track = tag.track,
-                   .album_art = tag.picture_offset != 0 ? 1 : 0};
+    MediaFacts tags{.title = std::move(tag.title),
+                    .artist = std::move(tag.artist),
+                    .album = std::move(tag.album),
+                    .genre = id3_resolved_genre(std::move(tag.genre)),
+                    .track = tag.track,
+                    .album_art = tag.picture_offset != 0 ? 1 : 0};
     set_year(tags.date, tag.year);
     return tags;
 }
 
-AudioTags read_info(FileWindow& file, const RiffChunk& list) {
-    AudioTags tags;
+MediaFacts read_info(FileWindow& file, const RiffChunk& list) {
+    MediaFacts tags;
     Text year;
     RiffWalk walk{file, list};
     while (const auto chunk = walk.next()) {
@@ -68,9 +68,9 @@ AudioTags read_info(FileWindow& file, const RiffChunk& list) {
 }
 
 // Fills what is still missing.
-void fill(AudioTags& tags, AudioTags&& others) {
-    for (Text AudioTags::*const field :
-         {&AudioTags::title, &AudioTags::artist, &AudioTags::album, &AudioTags::genre, &AudioTags::date})
+void fill(MediaFacts& tags, MediaFacts&& others) {
+    for (Text MediaFacts::*const field :
+         {&MediaFacts::title, &MediaFacts::artist, &MediaFacts::album, &MediaFacts::genre, &MediaFacts::date})
         if (!has_text(tags.*field)) tags.*field = std::move(others.*field);
     if (tags.track == 0) tags.track = others.track;
     tags.album_art |= others.album_art;
@@ -102,8 +102,8 @@ std::uint64_t milliseconds_of(const Sound& sound) {
 
 }  // namespace
 
-AudioTags wav_read_tags(FileWindow& file, TagCharset charset) {
-    AudioTags id3, info;
+MediaFacts wav_read_tags(FileWindow& file, TagCharset charset) {
+    MediaFacts id3, info;
     Sound sound;
     bool has_id3 = false, has_info = false;
     RiffWalk walk{file};
@@ -129,4 +129,16 @@ AudioTags wav_read_tags(FileWindow& file, TagCharset charset) {
         id3.bitrate = static_cast<std::int32_t>(std::min<std::uint64_t>(kilobits, 1'000'000));
     }
     return id3;
+}
+
+MediaFacts wav_read_facts(const std::string& path) {
+    return media_facts_of_file(path, [](const File& file, std::uint64_t size) {
+        FileWindow window{file, size};
+        return wav_read_tags(window, tag_charset());
+    });
+}
+
+std::optional<EmbeddedPicture> wav_find_picture(FileWindow& file) {
+    const auto id3 = riff_find_id3(file);
+    return id3 ? id3_find_picture(file, *id3, Id3v24Sizes::syncsafe) : std::nullopt;
 }

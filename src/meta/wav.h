@@ -2,9 +2,17 @@
 // Not by TagLib: it unpacks whatever a frame holds, which lets a small file take all memory or the stack of a thread.
 #pragma once
 
-#include "meta/audio_tags.h"
+#include <optional>
+#include <string>
+
+#include "meta/embedded_picture.h"
 #include "meta/file_window.h"
+#include "meta/media_facts.h"
 #include "meta/tag_text.h"
 
-// Everything but the file's size and time. The ID3 tag goes before the LIST INFO chunk.
-AudioTags wav_read_tags(FileWindow& file, TagCharset charset);
+// Everything but the file's size and time. The ID3 tag takes precedence over the LIST INFO chunk.
+MediaFacts wav_read_tags(FileWindow& file, TagCharset charset);
+MediaFacts wav_read_facts(const std::string& path);
+
+// The cover of the ID3 chunk, see id3_find_picture.
+std::optional<EmbeddedPicture> wav_find_picture(FileWindow& file);

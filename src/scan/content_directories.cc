@@ -9,7 +9,7 @@ namespace {
 // "M|/data" is /data, restricted to music.
 ScanTarget target_of(std::string_view element) {
     ScanTarget target{.text = std::string{element}, .content = {}, .below = {}, .restriction = std::nullopt};
-    if (element.size() >= 2 && element[1] == '|') target.restriction = reader_type_of(element.front());
+    if (element.size() >= 2 && element[1] == '|') target.restriction = media_type_of(element.front());
     if (target.restriction) element.remove_prefix(2);
     target.content = element;
     return target;

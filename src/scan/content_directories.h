@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
-#include "scan/readers.h"
+#include "meta/media_formats.h"
 
-// What a scan is restricted to: one type of readers, or all of them.
-using ScanRestriction = std::optional<ReaderType>;
+// What a scan is restricted to: one type of media, or all of them.
+using ScanRestriction = std::optional<MediaType>;
 
 struct ScanTarget {
     std::string text;     // as configured or asked for, prefix included

@@ -12,6 +12,9 @@
 #include "core/settings.h"
 #include "core/str.h"
 #include "db/add_item.h"
+#include "import/file_item.h"
+#include "import/playlist_files.h"
+#include "meta/media_formats.h"
 
 namespace {
 
@@ -26,10 +29,8 @@ bool any_occurs(const SettingList& parts, std::string_view path) {
 }
 
 bool is_playlist(std::string_view path) {
-    const std::string_view extension = path_extension(path);
-    return std::ranges::any_of(media_readers(), [extension](const MediaReader& reader) {
-        return reader.import != nullptr && str_equal_nocase(reader.extension, extension);
-    });
+    const MediaFormat* const format = media_format_of(path);
+    return format != nullptr && format->playlist;
 }
 
 // A directory about to be scanned: its path, and how to reach it from an open one.
@@ -173,22 +174,15 @@ void scan_directory(const ScanTarget& target, const RunningFlag& running, FoundP
 
 void scan_playlists(const FoundPlaylists& playlists, const RunningFlag& running) {
     for (const auto& [path, restriction] : playlists) {
-        const std::string_view extension = path_extension(path);
-        for (const MediaReader& reader : media_readers()) {
-            if (!running.running()) return;
-            if (reader.import == nullptr || !str_equal_nocase(reader.extension, extension)) continue;
-            if (!restriction || *restriction == reader.type) reader.import(path, running);
-        }
+        if (!running.running()) return;
+        const MediaFormat* const format = media_format_of(path);
+        if (format != nullptr && (!restriction || *restriction == format->type)) playlist_import(path, running);
     }
 }
 
 void scan_file(const std::string& path, const FileStatus& status, ScanRestriction restriction, bool compilation) {
-    const std::string_view extension = path_extension(path);
-    for (const MediaReader& reader : media_readers()) {
-        if (reader.add == nullptr || !str_equal_nocase(reader.extension, extension)) continue;
-        if (restriction && *restriction != reader.type) continue;
-        if (!db_is_newer_on_disk(path, reader_class(reader.type), status.modified_32())) continue;
-        reader.add(path, compilation);
-        return;
-    }
+    const MediaFormat* const format = media_format_of(path);
+    if (format == nullptr || format->read == nullptr || (restriction && *restriction != format->type)) return;
+    if (!db_is_newer_on_disk(path, media_class_of(format->type), status.modified_32())) return;
+    add_media_file(path, *format, compilation);
 }

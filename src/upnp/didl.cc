@@ -2,11 +2,12 @@
 
 #include <algorithm>
 
-#include "core/mime.h"
 #include "core/settings.h"
 #include "core/time_text.h"
 #include "db/group_facts.h"
 #include "db/store.h"
+#include "meta/media_formats.h"
+#include "meta/pcm.h"
 #include "upnp/renditions.h"
 
 namespace {
@@ -292,13 +293,11 @@ void Renderer::track(std::string attributes, const MediaItem& item, ObjectId id)
     const std::string extension{path_extension(path)};
     const std::string mime{mime_of_extension(extension)};
     if (mime != "audio/L16") return plain_media(std::move(attributes), item, id, "DLNA.ORG_OP=11");
-    // Raw samples carry no header: their path says what they are, or they are CD samples.
-    const int rate = str_contains(path, "48") ? 48000 : 44100;
-    const int channels = str_contains(path, "Mono") ? 1 : 2;
+    const PcmFormat format = pcm_format_of(path);
     attributes.append(text_format(256,
                                   "protocolInfo=\"http-get:*:%s;rate=%d;channels=%d:DLNA.ORG_PN=LPCM;"
                                   "DLNA.ORG_OP=11\" ",
-                                  mime.c_str(), rate, channels));
+                                  mime.c_str(), format.sample_rate, format.channels));
     element("res", text_format(kMaxUrl, "%s%s/%d_DLNA_LPCM.%s", base(), media_part(path), id, extension.c_str()),
             attributes);
 }

@@ -101,11 +101,11 @@ TEST_F(DbFile, WritesTheFieldsThatAreThereInOrder) {
                  .height = 3,
                  .album_art = 4,
                  .compilation = 5,
+                 .bitrate = 6,
                  .size = 3221225472,
                  .modified = 8,
                  .last_played = 9,
                  .play_count = 10});
-    db_set_bitrate("http://h/1", ObjectClass::photo, 6);
     EXPECT_EQ(
         written(),
         "<SOI>\nTI:T\nCL:object.item.imageItem.photo\nAR:Ar\nAL:Al\nGE:Ge\nDA:2001-02-03\nRE:http://h/1\n"
@@ -180,11 +180,10 @@ TEST_F(DbFile, GivesBackRandomItems) {
                             &item.description, &item.keywords})
             *field = text();
         for (std::int32_t* field : {&item.track, &item.width, &item.height, &item.album_art, &item.compilation,
-                                    &item.modified, &item.last_played, &item.play_count})
+                                    &item.bitrate, &item.modified, &item.last_played, &item.play_count})
             *field = figure();
         item.size = figure();
         db_add_item(std::move(item));
-        db_set_bitrate(path, media_class, figure());
     }
     const auto before = described_library();
     ASSERT_EQ(before.size(), 500u);

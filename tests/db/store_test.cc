@@ -95,9 +95,10 @@ TEST_F(Store, FindsTheNewestContainerOfATitle) {
 
 TEST_F(Store, GivesResourcesForIdsOfItemsOnly) {
     db_add_item({.title = "One", .path = "http://h/1", .duration = "0:01:30.500"});
-    const std::string id = std::to_string(id_of("http://h/1"));
+    std::string id = std::to_string(id_of("http://h/1"));
     EXPECT_EQ(db_get_resource(id)->seconds, 0) << "without a bitrate there are no time seeks";
-    db_set_bitrate("http://h/1", ObjectClass::music_track, 128);
+    db_add_item({.title = "One", .path = "http://h/1", .duration = "0:01:30.500", .bitrate = 128, .modified = 1});
+    id = std::to_string(id_of("http://h/1"));
     for (const std::string& good : {id, id + ".mp3", id + "_DLNA_LPCM.lpcm", " +" + id}) {
         SCOPED_TRACE(good);
         ASSERT_TRUE(db_get_resource(good));

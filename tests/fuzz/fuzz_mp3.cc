@@ -2,8 +2,8 @@
 // frame with the Xing header in it, and its cover.
 #include <algorithm>
 
-#include "handlers/covers.h"
 #include "meta/id3.h"
+#include "meta/mp3.h"
 #include "meta/mpeg_frame.h"
 #include "target.h"
 

@@ -1,6 +1,4 @@
 // Whole WAV and M4A files: their tags and their covers.
-#include "handlers/covers.h"
-#include "meta/container_picture.h"
 #include "meta/m4a.h"
 #include "meta/wav.h"
 #include "target.h"
@@ -8,7 +6,7 @@
 void fuzz(Bytes input) {
     FileWindow window{input};
     for (const TagCharset charset : {TagCharset::ascii, TagCharset::utf8}) {
-        const AudioTags tags = wav_read_tags(window, charset);
+        const MediaFacts tags = wav_read_tags(window, charset);
         require_no_nul({&tags.title, &tags.artist, &tags.album, &tags.genre});
     }
     m4a_read_tags(window);

@@ -1,12 +1,12 @@
 // The head of anything that claims to be a WMA file, and its cover.
-#include "handlers/covers.h"
 #include "meta/asf.h"
+#include "meta/asf_picture.h"
 #include "target.h"
 
 void fuzz(Bytes input) {
     for (const std::uint64_t file_size : {std::uint64_t{input.size()}, std::uint64_t{1} << 40}) {
         for (const TagCharset charset : {TagCharset::ascii, TagCharset::utf8}) {
-            const AudioTags tags = asf_read(input, file_size, charset);
+            const MediaFacts tags = asf_read(input, file_size, charset);
             require_no_nul({&tags.title, &tags.artist, &tags.album, &tags.genre});
             require(!tags.date || tags.date->size() <= 10);
         }

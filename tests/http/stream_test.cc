@@ -47,9 +47,11 @@ protected:
     ObjectId add(const std::string& name, std::string_view content, std::string_view duration = {},
                  ObjectClass type = ObjectClass::music_track) {
         const std::string path = directory_.write(name, content);
-        EXPECT_EQ(db_add_item({.media_class = type, .path = path, .duration = std::string{duration}}),
+        EXPECT_EQ(db_add_item({.media_class = type,
+                               .path = path,
+                               .duration = std::string{duration},
+                               .bitrate = duration.empty() ? 0 : 128}),
                   AddResult::added);
-        if (!duration.empty()) db_set_bitrate(path, type, 128);
         return id_of(path, type);
     }
     static std::int32_t plays(ObjectId id) {

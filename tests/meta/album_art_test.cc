@@ -5,6 +5,10 @@
 #include <filesystem>
 
 #include "core/process.h"
+#include "meta/asf_picture.h"
+#include "meta/m4a.h"
+#include "meta/mp3.h"
+#include "meta/wav.h"
 #include "support/asf_builder.h"
 #include "support/handler_call.h"
 #include "support/mp3_builder.h"
@@ -43,7 +47,7 @@ protected:
         const std::string path = scratch_.write(name, content);
         static_cast<void>(db_add_item({.path = path}));
         const bool wma = name.ends_with(".wma");
-        return call_handler(wma ? handle_albumart_wma : handle_albumart_mp3,
+        return call_handler(handle_cover,
                             (wma ? "/albumart-wma/" : "/albumart-mp3/") + std::to_string(id_of(path)) + ".jpg");
     }
     // "MIME body" of an answer, or what it answers instead.

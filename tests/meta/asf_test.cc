@@ -8,7 +8,7 @@ using namespace std::string_literals;
 
 namespace {
 
-AudioTags read(const std::string& head, TagCharset charset = TagCharset::ascii) {
+MediaFacts read(const std::string& head, TagCharset charset = TagCharset::ascii) {
     return asf_read(as_bytes(head), head.size(), charset);
 }
 AsfHead described() {
@@ -82,7 +82,7 @@ TEST(Asf, AlbumGenreAndPictureWhateverTheCount) {
     for (const std::size_t count : {4u, 0u, 1u}) {
         std::string changed = head;
         changed.replace(head.find(utf16le_text("WMFSDKVersion")) - 4, 2, little_endian_bytes(count, 2));
-        const AudioTags tags = read(changed);
+        const MediaFacts tags = read(changed);
         EXPECT_EQ(tags.album, "Gold") << count;
         EXPECT_EQ(tags.genre, "B\xF6\x42\x01") << count;
         EXPECT_EQ(tags.album_art, count != 1 ? 1 : 0) << count;

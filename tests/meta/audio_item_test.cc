@@ -1,9 +1,8 @@
-#include "meta/audio_item.h"
-
 #include <gtest/gtest.h>
 
-#include "handlers/covers.h"
-#include "meta/container_picture.h"
+#include "meta/m4a.h"
+#include "meta/media_formats.h"
+#include "meta/wav.h"
 #include "support/asf_builder.h"
 #include "support/mp3_builder.h"
 #include "support/scratch.h"
@@ -11,6 +10,10 @@
 using namespace std::string_literals;
 
 namespace {
+
+MediaFacts audio_read_tags(const std::string& path) {
+    return media_format_of(path)->read(path);
+}
 
 std::string chunk(std::string_view id, std::string data) {
     if (data.size() % 2 != 0) data += '\0';
@@ -44,7 +47,7 @@ std::string info() {
 TEST(Audio, WavTagsOfBothKinds) {
     ScratchDirectory scratch;
     const std::string id3 = Id3Tag{3}.text("TIT2", "Other").picture("jpeg").bytes();
-    const AudioTags tags = audio_read_tags(scratch.write("b.WAV", wav(sound(2) + info() + chunk("ID3 ", id3))));
+    const MediaFacts tags = audio_read_tags(scratch.write("b.WAV", wav(sound(2) + info() + chunk("ID3 ", id3))));
     EXPECT_EQ(tags.title, "Other");
     EXPECT_EQ(tags.artist, "Artist");
     EXPECT_EQ(tags.album, "Album");
@@ -61,7 +64,7 @@ TEST(Audio, FrameSizesOfVersion24InAWavFileAreSyncsafe) {
     ScratchDirectory scratch;
     const std::string title(156, 't');
     const std::string id3 = Id3Tag{4}.frame_with_size("TIT2", 0x011D, '\0' + title).text("TPE1", "Artist").bytes();
-    const AudioTags tags = audio_read_tags(scratch.write("a.wav", wav(sound(1) + chunk("id3 ", id3))));
+    const MediaFacts tags = audio_read_tags(scratch.write("a.wav", wav(sound(1) + chunk("id3 ", id3))));
     EXPECT_EQ(tags.title, title);
     EXPECT_EQ(tags.artist, "Artist");
 }
@@ -69,7 +72,7 @@ TEST(Audio, FrameSizesOfVersion24InAWavFileAreSyncsafe) {
 TEST(Audio, CompressedWavIsMeasuredByItsSamples) {
     ScratchDirectory scratch;
     const std::string adpcm = format(0x11, 1, 8000, 1, 0) + chunk("fact", little_endian_bytes(20'000, 4));
-    const AudioTags tags =
+    const MediaFacts tags =
         audio_read_tags(scratch.write("a.wav", wav(adpcm + chunk("data", std::string(10'000, 'x')))));
     EXPECT_EQ(tags.duration, "0:00:02.500");
     EXPECT_EQ(tags.bitrate, 32);

@@ -19,7 +19,7 @@ std::string v2(std::string_view id, std::string_view text) {
 }
 
 // "title|artist|album|genre|date|track"; a missing text is a "-".
-std::string described(const AudioTags& tags) {
+std::string described(const MediaFacts& tags) {
     std::string out;
     for (const Text* text : {&tags.title, &tags.artist, &tags.album, &tags.genre, &tags.date})
         out += text->value_or("-") + "|";
@@ -52,7 +52,7 @@ TEST(Mp3, Id3v1FillsWhatId3v2LeftMissing) {
         {v2("TRCK", "99999999999"), "", "-|-|-|-|-|1215752191"},
     };
     for (const auto& row : rows) {
-        const AudioTags tags = mp3_read_tags(scratch.write("a.mp3", row.id3v2 + mpeg_frames(4) + row.id3v1));
+        const MediaFacts tags = mp3_read_tags(scratch.write("a.mp3", row.id3v2 + mpeg_frames(4) + row.id3v1));
         EXPECT_EQ(described(tags), row.expected);
         EXPECT_EQ(tags.bitrate, 128u);
     }
@@ -60,7 +60,7 @@ TEST(Mp3, Id3v1FillsWhatId3v2LeftMissing) {
 
 TEST(Mp3, AVariableBitrateFileHasADurationAndNoBitrate) {
     ScratchDirectory scratch;
-    const AudioTags tags = mp3_read_tags(scratch.write("a.mp3", xing_frame(142'198) + mpeg_frames(2)));
+    const MediaFacts tags = mp3_read_tags(scratch.write("a.mp3", xing_frame(142'198) + mpeg_frames(2)));
     EXPECT_EQ(tags.duration, "1:02:03.002");  // 142198 frames of 1152 samples at 44 kHz
     EXPECT_EQ(tags.bitrate, 0u);
 }
@@ -78,7 +78,7 @@ TEST(Mp3, ALargePictureIsSteppedOverWithoutBeingRead) {
     const std::string path = scratch.write("a.mp3", tag + mpeg_frames(100) + kV1);
     const std::int64_t before = bytes_read();
     if (before < 0) GTEST_SKIP() << "no I/O accounting in /proc";
-    const AudioTags tags = mp3_read_tags(path);
+    const MediaFacts tags = mp3_read_tags(path);
     const std::int64_t after = bytes_read();
     EXPECT_EQ(described(tags), "Song|Band|v1 album|Rock|1999-01-01|-56");
     EXPECT_EQ(tags.album_art, 35);

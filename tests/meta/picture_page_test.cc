@@ -7,8 +7,8 @@
 
 #include "core/process.h"
 #include "handlers/picture_turn.h"
+#include "import/file_item.h"
 #include "meta/jpeg_codec.h"
-#include "scan/picture_item.h"
 #include "support/handler_call.h"
 #include "support/jpeg_builder.h"
 #include "support/scratch.h"
@@ -29,7 +29,7 @@ protected:
     }
     std::string add(const std::string& name, std::string_view content) {
         const std::string path = scratch_.write(name, content);
-        picture_add_item(path, false);
+        add_media_file(path, *media_format_of(path), false);
         return std::to_string(id_of(path, ObjectClass::photo));
     }
     static std::string add_remote(const std::string& url) {

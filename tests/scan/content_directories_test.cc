@@ -17,7 +17,7 @@ TEST_F(ContentDirectories, MayBeginWithALetterThatRestrictsThem) {
     const auto targets = content_directories();
     ASSERT_EQ(targets.size(), 6u);
     const std::pair<std::string, ScanRestriction> expected[] = {
-        {"/a", {}},  {"/b", ReaderType::music}, {"/c", ReaderType::picture}, {"", ReaderType::video}, {"x|/d", {}},
+        {"/a", {}},  {"/b", MediaType::music}, {"/c", MediaType::picture}, {"", MediaType::video}, {"x|/d", {}},
         {"/e|f", {}}};
     for (std::size_t i = 0; i < targets.size(); ++i)
         EXPECT_EQ((std::pair{targets[i].path(), targets[i].restriction}), expected[i]);
@@ -38,8 +38,8 @@ TEST_F(ContentDirectories, HoldWhatMayBeRescanned) {
     } const rows[] = {
         {"", nullptr},                           // valid, but no directory
         {"/SRV/Music/Abba", "/srv/music/Abba"},  // found in any case, scanned in the configured one
-        {"M|/srv/Lossless/x", "/srv/Lossless/x", ReaderType::music},
-        {"m|/srv/lossless", "/srv/Lossless", ReaderType::music},
+        {"M|/srv/Lossless/x", "/srv/Lossless/x", MediaType::music},
+        {"m|/srv/lossless", "/srv/Lossless", MediaType::music},
         {"/srv/Lossless", nullptr},  // the prefix is part of the element
         {"/mnt/disk/", "/mnt/disk/"},
         {"/mnt/disk", nullptr},

@@ -72,10 +72,10 @@ TEST_F(TreeWalk, PlaylistsWaitForTheFilesThatTheyName) {
 TEST_F(TreeWalk, FilesGoToTheReaderOfTheirExtension) {
     for (const char* const name : {"a.mp3", "B.MP3", "c.d.mp3", "sub/e.mp3", "f.mp3.bak", "mp3", "g.txt", "h.avi"})
         content_.write(name, track("t"));
-    scan(content_.path(), ReaderType::video);
+    scan(content_.path(), MediaType::video);
     EXPECT_EQ(db_count_all_tracks(), 0) << "restricted to another type";
     EXPECT_EQ(db_count_all_videos(), 1);
-    scan(content_.path(), ReaderType::music);
+    scan(content_.path(), MediaType::music);
     EXPECT_EQ(db_count_all_tracks(), 4);
     EXPECT_TRUE(known("B.MP3"));
     EXPECT_TRUE(known("sub/e.mp3"));
