@@ -12,7 +12,7 @@
 
 namespace {
 
-// An item that is already there joins the playlist, unless it stands in it.
+// Adds an item that the store has to the playlist, unless it is in it.
 void join_playlist(const StoreLock& lock, MediaItem& item, const std::string& playlist, std::int32_t position) {
     MediaContainer* const playlists = store(lock).playlists;
     if (playlists == nullptr) return;
@@ -21,19 +21,19 @@ void join_playlist(const StoreLock& lock, MediaItem& item, const std::string& pl
     if (db_find_item_by_path(lock, list, item.path.view()) == nullptr) tree_add_reference(lock, list, item, position);
 }
 
-// Where an item that goes stood in playlists, for the one that comes in its place. Only the importer of a music library
-// knows what stood in its playlists, and it comes back only when the library changes.
+// The playlist seats of an item that is replaced: its successor takes them over. Nobody else would restore them,
+// because the importer of a music library reads it again only when the library changes.
 struct PlaylistSeat {
     ObjectId playlist = kNoObject;
     std::int32_t sort_key = 0;
 };
-struct FormerPlaces {
-    Text playlist;                    // outlives the lock
-    std::vector<PlaylistSeat> seats;  // in the order in which it took them
+struct FormerSeats {
+    Text playlist;                    // the item's own playlist field; outlives the lock
+    std::vector<PlaylistSeat> seats;  // in the order in which the item took them
 };
 
-FormerPlaces places_of(const StoreLock& lock, const MediaItem& item) {
-    FormerPlaces former;
+FormerSeats seats_of(const StoreLock& lock, const MediaItem& item) {
+    FormerSeats former;
     if (item.playlist) former.playlist = std::string{item.playlist.view()};
     const MediaContainer* const playlists = store(lock).playlists;
     tree_for_each_reference(lock, item, [&](const ItemReference& reference) {
@@ -45,7 +45,7 @@ FormerPlaces places_of(const StoreLock& lock, const MediaItem& item) {
     return former;
 }
 
-void take_places(const StoreLock& lock, MediaItem& item, const FormerPlaces& former) {
+void take_seats(const StoreLock& lock, MediaItem& item, const FormerSeats& former) {
     if (!item.playlist && former.playlist) item.playlist = tree_intern(lock, *former.playlist);
     for (const PlaylistSeat& seat : former.seats) {
         MediaContainer* const list = as_container(tree_object(lock, seat.playlist));
@@ -54,8 +54,9 @@ void take_places(const StoreLock& lock, MediaItem& item, const FormerPlaces& for
     }
 }
 
-// Whether the item that is already there stays. One that is older than the file goes, with all its references.
-bool keeps_present(const StoreLock& lock, MediaItem& present, const NewItem& wanted, FormerPlaces& former) {
+// Whether the present item stays. One that is older than the file is removed, with all its references; former gets its
+// seats.
+bool keeps_present(const StoreLock& lock, MediaItem& present, const NewItem& wanted, FormerSeats& former) {
     if (has_text(wanted.playlist)) {
         if (!present.playlist) present.playlist = tree_intern(lock, *wanted.playlist);
         join_playlist(lock, present, *wanted.playlist, wanted.track);
@@ -66,12 +67,12 @@ bool keeps_present(const StoreLock& lock, MediaItem& present, const NewItem& wan
         tree_item_changed(lock);
     }
     if (present.modified >= wanted.modified) return true;
-    former = places_of(lock, present);
+    former = seats_of(lock, present);
     tree_remove_item(lock, present);
     return false;
 }
 
-// Titles, artists, albums and genres are cleaned on their way in; the other texts lose what no XML can carry.
+// Titles, artists, albums and genres are cleaned on their way in; the other texts only lose what XML forbids.
 struct CleanTexts {
     std::string title;
     std::string_view relative_path;  // for the folder views
@@ -111,7 +112,7 @@ MediaItem make_item(const StoreLock& lock, const NewItem& wanted, const CleanTex
     const auto shared = [&](const Text& text) { return text ? tree_intern(lock, *text) : SharedText{}; };
     const auto own = [](const Text& text) { return text ? SharedText{*text} : SharedText{}; };
     MediaItem item;
-    item.id = tree_take_id(lock);  // before the containers that are made for it, and also when it is refused
+    item.id = tree_take_id(lock);  // before those of the containers made for it; also if it is refused
     item.object_class = wanted.media_class;
     item.title = SharedText{texts.title};
     item.titled_by_file = !has_text(wanted.title);
@@ -138,7 +139,7 @@ MediaItem make_item(const StoreLock& lock, const NewItem& wanted, const CleanTex
     return item;
 }
 
-// A station goes to the own stations when a playlist named it, otherwise below its genre.
+// A station that a playlist named joins the own stations, any other goes below its genre.
 AddResult link_station(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts) {
     const MediaStore& places = store(lock);
     if (places.internet_radio == nullptr) return AddResult::failed;
@@ -168,7 +169,7 @@ AddResult link_listed(const StoreLock& lock, MediaContainer* top, MediaContainer
     return AddResult::added;
 }
 
-// Folders and devices are not there either: a record of a file that was cut short may name one.
+// Folders and devices do not count: a record of the persistence file that was cut short may name one.
 bool is_there(const std::string& path) {
     if (db_path_is_remote(path)) return true;
     const auto status = file_status(path);
@@ -196,7 +197,7 @@ AddResult link(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts)
 
 AddResult db_add_item(const NewItem& wanted) {
     if (!has_text(wanted.path)) return AddResult::failed;
-    FormerPlaces former;
+    FormerSeats former;
     {
         StoreLock lock;
         MediaItem* const present = db_find_in_type(lock, *wanted.path, wanted.media_class);
@@ -212,13 +213,13 @@ AddResult db_add_item(const NewItem& wanted) {
     // Another thread may have added the same file while the lock was free.
     MediaItem* const present = db_find_in_type(lock, *wanted.path, wanted.media_class);
     if (present != nullptr && keeps_present(lock, *present, wanted, former)) {
-        take_places(lock, *present, former);
+        take_seats(lock, *present, former);
         return AddResult::already_present;
     }
     const AddResult result = link(lock, make_item(lock, wanted, texts), texts);
     if (former.seats.empty() || result != AddResult::added) return result;
     if (MediaItem* const added = db_find_in_type(lock, *wanted.path, wanted.media_class))
-        take_places(lock, *added, former);
+        take_seats(lock, *added, former);
     return result;
 }
 
@@ -230,16 +231,16 @@ void db_title_by_playlist(const std::string& path, std::string_view title) {
     StoreLock lock;
     MediaItem* const present = db_find_in_type(lock, path, ObjectClass::music_track);
     if (present == nullptr || !present->titled_by_file || present->title.view() != of_file) return;
-    present->titled_by_file = false;  // the first playlist names it, or two would rename it for ever
+    present->titled_by_file = false;  // or two playlists would rename it for ever
     if (texts.title == of_file) return;
-    const FormerPlaces former = places_of(lock, *present);
+    const FormerSeats former = seats_of(lock, *present);
     MediaItem retitled = *present;
     retitled.title = SharedText{texts.title};
-    static_cast<MediaObject&>(retitled) = MediaItem{};  // takes no links from the tree along
+    static_cast<MediaObject&>(retitled) = MediaItem{};  // without its links in the tree
     retitled.first_reference = kNoObject;
     tree_remove_item(lock, *present);
     link(lock, std::move(retitled), texts);
-    take_places(lock, *db_find_in_type(lock, path, ObjectClass::music_track), former);
+    take_seats(lock, *db_find_in_type(lock, path, ObjectClass::music_track), former);
 }
 
 bool db_is_newer_on_disk(std::string_view path, ObjectClass media_class, std::int32_t modified_on_disk) {

@@ -23,15 +23,15 @@ struct NewItem {
     std::int32_t modified = 0, last_played = 0, play_count = 0;
 };
 
-// Links a new item into its owning list and views, and into the named playlist. An item with the same path is kept
-// unless the new one is younger: then the old one and all its references go, the new one takes a fresh id and its
-// predecessor's places in playlists.
+// Links a new item into its owning list, its views and the named playlist. An item with the same path is kept, unless
+// the new one is younger: then the old one goes with all its references, and the new one gets a fresh id and takes over
+// the playlist seats of the old one.
 AddResult db_add_item(const NewItem& item);
 
-// What a playlist calls a track becomes its title when it has none but one made from its file's name: an item with a
-// fresh id, its fields and its places in playlists takes its place. Only the first such title counts.
+// If the track's title was only derived from its file name, replaces it by the title in the playlist: a new item with
+// the same fields and playlist seats, but a fresh id. Only the first playlist that names a track counts.
 void db_title_by_playlist(const std::string& path, std::string_view title);
 
-// Whether a file is unknown in its type's list or younger on disk (its status was read by the caller) than the item
-// there.
+// Whether a file is unknown in its type's list, or younger on disk than the item there. The caller has read its status.
+// Marks the item as seen in this scan pass.
 bool db_is_newer_on_disk(std::string_view path, ObjectClass media_class, std::int32_t modified_on_disk);

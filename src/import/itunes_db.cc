@@ -1,3 +1,20 @@
+// How the file is built. It is a row of records, little-endian; each begins with a tag of four letters, the length of
+// its header, and a total length or a count of children:
+//
+//     mhbd or mhdb                       the database
+//       mhsd                             a data set: the songs, or the playlists
+//         mhlt  count                    the list of songs
+//           mhit  id, children           a song
+//             mhod  type, text           its title, artist, ..., location
+//         mhlp  count                    the list of playlists
+//           mhyp  objects, entries       a playlist, the first of which is the whole library
+//             mhod  type, text           its name, or rules that are passed over
+//             mhip  song id              an entry
+//
+// Nothing of that nesting is held in memory. The reader goes forward only: read_record() steps over the headers of the
+// outer records, so that their children come next, and reads a list of songs or a playlist with everything below it.
+// Songs are kept by id; a playlist's entries are handed on as they come. Any record that is not what must stand there
+// ends the reading with a message. Every length is checked against what was already read of the record (rest_of).
 #include "import/itunes_db.h"
 
 #include <algorithm>
@@ -11,7 +28,7 @@
 namespace {
 
 constexpr std::size_t kCommonBytes = 12;  // tag, header length, total length or count
-constexpr std::size_t kBodyBytes = 20;    // what is read behind them of data objects, playlists and their entries
+constexpr std::size_t kBodyBytes = 20;    // the next bytes of data objects, playlists and entries
 constexpr std::uint32_t kFixedBytes = kCommonBytes + kBodyBytes;
 constexpr std::uint32_t kSongBytes = 156;
 constexpr std::uint32_t kLargestHeader = 1'048'576;
@@ -43,7 +60,7 @@ enum PlaylistData : std::uint32_t { kName = 1, kSmartData = 51, kSmartRules = 52
 struct Common {
     std::uint32_t tag = 0, header_length = 0, total = 0;
 };
-// The common part and the 20 bytes behind it of a data object.
+// What we use of a data object: its common part and the 20 bytes after it.
 struct DataObject {
     std::uint32_t total = 0, type = 0, text_length = 0;
 };
@@ -52,7 +69,7 @@ std::uint32_t u32(Bytes bytes, std::size_t at) {
     return *ByteCursor{bytes.subspan(at)}.little_endian(4);
 }
 
-// What is left of a length from which this much was read already; lengths that are too small count as read.
+// How much is left of a length when this much was read already; a length that is too small leaves nothing.
 std::uint32_t rest_of(std::uint32_t length, std::uint32_t read) {
     return length > read ? length - read : 0;
 }
@@ -73,7 +90,7 @@ private:
     // ---- bytes
 
     std::optional<Bytes> take(std::size_t n) {
-        errno = 0;  // the messages tell the system's error, and an end of file is none
+        errno = 0;  // messages name the system's error, and an end of file is none
         const Bytes bytes = file_.at(position_, n);
         if (bytes.size() < n) return std::nullopt;
         position_ += n;
@@ -109,7 +126,7 @@ private:
         return utf16_narrow_text(units, charset_);
     }
 
-    // ---- errors end the reading: every function below is false from then on
+    // ---- errors: they end the reading. The functions below return false to say so.
 
     bool fail(std::string message) {
         error_ = std::move(message);
@@ -199,8 +216,8 @@ private:
             auto text = take_text(*object);
             if (!text) return fail("error: reading mhod failed\n");
             if (object->type == kLocation) {
-                // Kept on purpose: a song's location is its last object, whatever its header announces. A database that
-                // has others behind it ends at the next song.
+                // Kept on purpose: a song's location is its last object, whatever its header announces. In a database
+                // with objects after it the reading fails at the next song.
                 song.location = local_path(std::move(*text));
                 return true;
             }
@@ -224,8 +241,8 @@ private:
         }
     }
 
-    // ":iPod_Control:Music:F00:ABCD.mp3" lies at F00/ABCD.mp3 below the mount path. Where the folder begins is told by
-    // the first location that has it, for all that follow.
+    // ":iPod_Control:Music:F00:ABCD.mp3" lies at F00/ABCD.mp3 below the mount path. The first location that contains
+    // the mark tells where the folder begins; we use that offset for all that follow.
     std::string local_path(std::string location) {
         if (!folder_at_) {
             const std::size_t mark = location.find(kMusicMark);

@@ -1,3 +1,7 @@
+// Three layers, each of which knows only the one below: TokenReader cuts the file into tags, PropertyList makes values,
+// dictionaries and arrays of them, LibraryReader picks tracks and playlists. All read forward only and hold one token;
+// what nobody asked for is skipped without being kept. That way a library of any size needs memory for its songs and
+// for the ids of one playlist, and a file that nests deeply needs no stack.
 #include "import/itunes_xml.h"
 
 #include <algorithm>
@@ -9,10 +13,10 @@
 
 namespace {
 
-constexpr std::size_t kLongestText = 64 * 1024;  // of one value; the rest is read over
+constexpr std::size_t kLongestText = 64 * 1024;  // of one value; the rest is skipped
 constexpr std::size_t kLongestName = 64;         // of an element
 
-// A tag of the file, with the text in front of it.
+// A tag of the file, with the text before it.
 struct Token {
     enum class Kind { open, close, empty, end };
     Kind kind = Kind::end;
@@ -20,8 +24,8 @@ struct Token {
     std::string text;  // as written, entities and all
 };
 
-// Tag by tag, one pass, no memory but the token. Comments, declarations and attributes are read over. To a flag (null:
-// none) that stops running the file ends.
+// Reads tag by tag, in one pass, and holds only the token. Comments, declarations and attributes are skipped. The file
+// seems to end when the flag (null: none) stops running.
 class TokenReader {
 public:
     TokenReader(FileWindow& file, const RunningFlag* running) : file_(file), running_(running) {}
@@ -50,7 +54,7 @@ private:
         position_ += n;
     }
 
-    // Takes what stands in front of the character, and the character. False at the end of the file.
+    // Takes everything up to the character, and the character. False at the end of the file.
     bool take_until(char wanted, std::string* into, std::size_t limit) {
         while (fill()) {
             const std::size_t at = rest_.find(wanted);
@@ -63,7 +67,7 @@ private:
         return false;
     }
 
-    // Behind the "<", up to the ">" that is in no quotes.
+    // After the "<", up to the ">" that is not in quotes.
     Token::Kind take_tag() {
         char quote = '\0', last = '\0';
         bool named = false;
@@ -114,13 +118,13 @@ private:
     Token token_;
 };
 
-// Property lists: dictionaries of keys and values, arrays of values. Handlers get the token that begins a value and
-// read it to its end. Nothing here recurses by what the file holds.
+// Property lists: dictionaries of keys and values, arrays of values. A handler gets the token that begins a value and
+// must read the value to its end. Nothing here recurses as deep as the file nests.
 class PropertyList {
 public:
     PropertyList(FileWindow& file, const RunningFlag* running) : tokens_(file, running) {}
 
-    // Goes to the first dictionary; false when there is none.
+    // Goes to the first dictionary; false if there is none.
     bool enter() {
         for (;;) {
             const Token& token = tokens_.next();
@@ -129,7 +133,7 @@ public:
         }
     }
 
-    // Reads the dictionary that was begun, up to its end: handle(key, token) for each value.
+    // Reads the dictionary that has begun to its end and calls handle(key, token) for each value.
     template <typename Handle>
     void read_dictionary(Handle handle) {
         std::string key;
@@ -143,13 +147,13 @@ public:
         }
     }
 
-    // Reads the array that was begun, up to its end: handle(token) for each value.
+    // Reads the array that has begun to its end and calls handle(token) for each value.
     template <typename Handle>
     void read_array(Handle handle) {
         while (const Token* const token = next_value()) handle(*token);
     }
 
-    // The text of the value that begins so, decoded; elements in it are read over.
+    // The decoded text of the value that begins with this token; elements within it are skipped.
     std::string read_text(const Token& begun) {
         if (begun.kind != Token::Kind::open) return {};
         const Token& token = tokens_.next();
@@ -171,7 +175,7 @@ private:
         return token.kind == Token::Kind::close || token.kind == Token::Kind::end ? nullptr : &token;
     }
 
-    // Reads to the end of that many elements, each within the one before.
+    // Reads to the end of that many elements, each nested in the one before.
     void skip_to_close(std::uint64_t depth) {
         while (depth > 0) {
             const Token& token = tokens_.next();

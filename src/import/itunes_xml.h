@@ -9,14 +9,14 @@
 #include "import/library_item.h"
 #include "meta/file_window.h"
 
-// Hands every entry of every playlist but the first and the one called "Library", which are the whole library, to the
-// sink. Only tracks that are files count.
+// Hands every entry of every playlist to the sink, except those of the first and of the one called "Library", which are
+// the whole library. Only tracks that are files count.
 void itunes_xml_read(FileWindow& file, const LibraryEntrySink& sink, const RunningFlag* running = nullptr);
 
-// The path of a "file://localhost/..." or "file:///..." location; missing for others.
+// The path of a "file://localhost/..." or "file:///..." location; nullopt for others.
 Text itunes_location_path(std::string_view location);
 
-// Reads the library at path into the store, in place of the playlists of these names, which an earlier reading left;
-// null or a flag that ends it early. The answer is the names of the playlists.
+// Reads the library at path into the store. It replaces the playlists of these names, which an earlier reading left.
+// The flag (null: none) ends it early. Returns the names of the playlists.
 std::vector<std::string> itunes_xml_import(const std::string& path, const std::vector<std::string>& former_names = {},
                                            const RunningFlag* running = nullptr);

@@ -1,3 +1,6 @@
+// A library lists its songs first and its playlists after them. The readers collect the songs by id, packed into one
+// string each (SongList), since there may be hundreds of thousands. Then every entry of a playlist looks up its song
+// and becomes an item here. A song that is in no playlist never becomes one.
 #include "import/library_item.h"
 
 #include <array>
@@ -48,7 +51,7 @@ LibrarySong unpack(std::int32_t id, const std::string& packed) {
     return song;
 }
 
-// Without a play time there is none to show.
+// A song without a play time gets no duration.
 Text duration_of(const LibrarySong& song) {
     return has_text(song.total_time) ? Text{format_minutes(text_int64(*song.total_time))} : Text{};
 }
@@ -86,7 +89,7 @@ std::int32_t library_time_key(std::string_view modified) {
     const auto number = [modified](std::size_t at, std::size_t digits) {
         return at < modified.size() ? static_cast<std::uint32_t>(text_int(modified.substr(at, digits))) : 0u;
     };
-    // Every month has 31 days and every year 366, and the sum wraps: clients' lists are ordered by it, nothing more.
+    // Every month has 31 days, every year 366, and the sum wraps. Lists are ordered by it, nothing more.
     const std::uint32_t days = number(5, 2) * 31u + number(0, 4) * 366u + number(8, 2);
     const std::uint32_t seconds = number(11, 2) * 3600u + number(14, 2) * 60u + number(17, 2);
     return static_cast<std::int32_t>(days * 86400u + seconds + 1812157440u);
@@ -104,7 +107,7 @@ bool LibraryImport::add(const LibrarySong& song, const std::string& playlist, st
     if (!goes_on()) return false;
     NewItem item = item_of_entry(song, name_for(playlist), position);
     const auto spelled = resolver_.file_at(*item.path);
-    const bool is_file = spelled || !file_status(*item.path);  // what is not there at all is the store's to tell
+    const bool is_file = spelled || !file_status(*item.path);  // a file that does not exist is for the store to report
     if (spelled) item.path = *spelled;
     if (!is_file || db_add_item(item) == AddResult::failed)
         log_message(LOG_INFO, LOG_DB, "failed to add item: %s\n", std::string{text_or_empty(song.title)}.c_str());

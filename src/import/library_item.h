@@ -1,5 +1,6 @@
-// Songs of a music library (an iTunes library file or an iPod's database) and how they become items: one for each entry
-// of a playlist. Readers of library files fill a SongList and hand entries to a sink; they know no store.
+// Songs of a music library (an iTunes library file or an iPod's database) and how they become items, one for each entry
+// of a playlist. The readers of library files fill a SongList and hand entries to a sink; they know nothing of the
+// store.
 #pragma once
 
 #include <cstdint>
@@ -33,7 +34,7 @@ struct LibrarySong {
 // The songs of a library by id, packed: a library of 100 MB has some hundred thousand.
 class SongList {
 public:
-    // Of two songs with one id the first counts.
+    // If two songs have the same id, the first counts.
     void add(const LibrarySong& song);
     std::optional<LibrarySong> find(std::int32_t id) const;
     std::size_t size() const { return packed_.size(); }
@@ -49,16 +50,15 @@ using LibraryEntrySink =
 // The time that a song's item gets: an ordering key, not a calendar.
 std::int32_t library_time_key(std::string_view modified);
 
-// One reading of a library. The playlists that the last reading had are replaced; those that are gone lose their
-// entries.
+// One reading of a library. It replaces the playlists of the last reading; those that are gone lose their entries.
 class LibraryImport {
 public:
     LibraryImport(const std::vector<std::string>& former_names, const RunningFlag* running)
         : former_names_(former_names.begin(), former_names.end()), resolver_({}), running_(running) {}
 
-    // A sink; false when the flag (null: none) stopped running.
+    // A LibraryEntrySink. Returns false once the flag (null: none) has stopped running.
     bool add(const LibrarySong& song, const std::string& playlist, std::int32_t position);
-    // The names of the playlists that were read; of all so far when the flag ended it.
+    // Returns the names of the playlists that were read; the former names if the flag ended the reading.
     std::vector<std::string> finish();
 
 private:

@@ -1,31 +1,38 @@
+// Players write paths in many ways: relative to the playlist, to a folder of theirs, absolute on another machine, with
+// backslashes, in Latin-1. We try what could be meant until a file is found. The path that comes out is spelled as the
+// scanner spells it, because the store knows files by their paths.
 #include "import/playlist_entry.h"
 
 #include <algorithm>
-#include <array>
 #include <vector>
 
 #include "core/settings.h"
 #include "core/start_directory.h"
 #include "core/str.h"
 #include "core/utf8.h"
+#include "meta/media_formats.h"
 
 namespace {
 
 constexpr std::string_view kUrlMark = "http://";
-constexpr std::array<std::string_view, 4> kPlaylistExtensions{"m3u", "m3u8", "pls", "wpl"};
 
 std::string joined(std::string_view directory, std::string_view name) {
     return std::string{directory}.append("/").append(name);
 }
 
-// "M|/data" without its prefix; other elements as they are.
+// The scanner passes M3U8 files by, but they are playlists, too.
+bool is_playlist(std::string_view entry) {
+    const MediaFormat* const format = media_format_of(entry);
+    return (format != nullptr && format->playlist) || str_equal_nocase(path_extension(entry), "m3u8");
+}
+
+// An element of the setting without its prefix: "M|/data" is "/data".
 std::string_view without_prefix(std::string_view element) {
-    const bool prefixed = element.size() > 2 && element[1] == '|' &&
-                          std::string_view{"PMV"}.find(char_upper(element.front())) != std::string_view::npos;
+    const bool prefixed = element.size() > 2 && element[1] == '|' && media_type_of(element.front());
     return prefixed ? element.substr(2) : element;
 }
 
-// Content directories as they are looked through, a prefixed one without the prefix and then as written.
+// Where entries are looked for, in order. An element with a prefix counts without it first, then as written.
 std::vector<std::string> content_directories_of_entries() {
     std::vector<std::string> directories;
     for (const std::string& element : *settings_list(Setting::contentdir)) {
@@ -59,7 +66,7 @@ std::string tidy_path(std::string_view path) {
     return tidy;
 }
 
-// Regular files only; what stands in /proc is no music either, whatever its status says.
+// The status of a regular file. Files in /proc do not count: they are no music, whatever their status says.
 std::optional<FileStatus> media_file_status(const std::string& path) {
     const auto status = file_status(path);
     return status && status->regular && !tidy_path(path).starts_with("/proc/") ? status : std::nullopt;
@@ -79,9 +86,7 @@ EntryResolver::EntryResolver(std::string_view playlist_path) {
 
 std::optional<ResolvedEntry> EntryResolver::resolve(std::string_view entry) const {
     if (entry.starts_with(kUrlMark)) return ResolvedEntry{.path = std::string{entry}, .url = true};
-    const std::string_view extension = path_extension(entry);
-    if (std::ranges::any_of(kPlaylistExtensions, [&](auto known) { return str_equal_nocase(extension, known); }))
-        return std::nullopt;
+    if (is_playlist(entry)) return std::nullopt;
     auto path = find_file(entry);
     const std::string slashes = path_to_slashes(entry);
     if (!path && slashes != entry) path = find_file(slashes);
@@ -105,12 +110,12 @@ std::optional<std::string> EntryResolver::find_file(std::string_view entry) cons
     return std::nullopt;
 }
 
-// One file must not become two items because a playlist writes its path in another way: "../" is resolved, and below a
-// content directory the path is spelled from that directory's own text, as the scanner does.
+// A file must not become two items because a playlist writes its path in another way. So "../" is resolved, and below a
+// content directory the path begins with that directory's own text, as the scanner spells it.
 std::string EntryResolver::scanner_spelling(const std::string& path, const FileStatus& status) const {
     std::string tidy = tidy_path(path);
     if (tidy != path) {
-        // Behind a symbolic link ".." leads elsewhere than the text says.
+        // After a symbolic link ".." leads elsewhere than the text says.
         const auto same = file_status(tidy);
         if (!same || same->inode != status.inode || same->device != status.device) return path;
     }
@@ -118,7 +123,8 @@ std::string EntryResolver::scanner_spelling(const std::string& path, const FileS
         const bool both_absolute = tidy.starts_with('/') == directory.starts_with('/');
         if (directory.empty() || !both_absolute || !tidy.starts_with(above)) continue;
         const std::string_view rest = std::string_view{tidy}.substr(above.size());
-        // Written with a "/" at its end it has two of them in front of its own files, but one in front of its folders.
+        // If it is written with a "/" at its end, the scanner puts two before its own files, but one before its
+        // folders.
         const bool has_slash = directory.ends_with('/') && str_contains(rest, "/");
         return has_slash ? std::string{directory}.append(rest) : joined(directory, rest);
     }

@@ -1,4 +1,4 @@
-// Where the entries of a playlist lead: a URL, or a file that is looked for in the places where players put them.
+// Resolves the entries of a playlist: to a URL, or to a file that is looked for where players put them.
 #pragma once
 
 #include <optional>
@@ -12,18 +12,19 @@ struct ResolvedEntry {
     std::string path;  // of a regular file, spelled as the scanner would spell it; or the URL
     bool url = false;
 };
-// Looks for the entries of one playlist. The settings are those of the time when it was made.
+// Resolves the entries of one playlist. It uses the settings of the moment when it was made.
 class EntryResolver {
 public:
     explicit EntryResolver(std::string_view playlist_path);
 
-    // Beginning "http://" it is a URL. Otherwise the first of these that is a file: the entry itself when it begins
-    // with "/" or a drive letter, the entry below the playlist's directory, below each content directory in order,
-    // below the start directory. Entries with backslashes or in Latin-1 are looked for as they are first, then with
-    // slashes, then in UTF-8. Missing when there is none, and for other playlists: they are no media.
+    // An entry that begins with "http://" is a URL. Otherwise the result is the first of these that is a file: the
+    // entry itself if it begins with "/" or a drive letter, the entry below the playlist's directory, below each
+    // content directory in order, below the start directory. Entries with backslashes or in Latin-1 are tried as they
+    // are, then with slashes, then in UTF-8. nullopt if there is no such file, and for other playlists, which are no
+    // media.
     std::optional<ResolvedEntry> resolve(std::string_view entry) const;
 
-    // This file and no other, spelled as the scanner would spell it; missing when it is none.
+    // The path of exactly this file, spelled as the scanner would spell it; nullopt if it is no regular file.
     std::optional<std::string> file_at(const std::string& path) const;
 
 private:
@@ -32,7 +33,7 @@ private:
 
     struct Place {
         std::string directory;  // as it is written
-        std::string tidy;       // its absolute or relative path with a "/" behind it, empty for the current directory
+        std::string tidy;       // without "." and "..", with a "/" at its end; empty for the current directory
     };
     std::string here_;
     std::vector<Place> places_;

@@ -1,3 +1,7 @@
+// An import has two halves. While the file is read, Import::add resolves each entry and collects it; the store is not
+// touched. Import::finish then gives the entries to the store in one go: it empties the playlist (db_begin_playlist),
+// adds every entry with the playlist's name, and releases the former members that did not come back (db_end_playlist).
+// If the playlist holds exactly these entries already, it is left alone, so that ids stay.
 #include "import/playlist_files.h"
 
 #include <algorithm>
@@ -30,16 +34,16 @@ namespace {
 
 constexpr int kMostEntries = 100'000;
 constexpr std::int64_t kMebibyte = 1024 * 1024;
-constexpr std::int64_t kLargestXml = 4 * kMebibyte;     // its tree takes many times that
-constexpr std::int64_t kLargestLines = 64 * kMebibyte;  // a title and a path for the most entries take a third
+constexpr std::int64_t kLargestXml = 4 * kMebibyte;     // parsed it takes many times that
+constexpr std::int64_t kLargestLines = 64 * kMebibyte;  // kMostEntries titles and paths take a third of that
 
 using Paths = std::unordered_set<std::string>;
 
-// The playlists that came from files, until the files go.
+// The playlists that came from files. A row goes with its file.
 struct ImportedFiles {
     std::mutex mutex;
     std::map<std::string, std::string> names;  // by path
-    // What the store refused when the file was read last; mostly nothing.
+    // The entries that the store refused at the last reading; mostly none.
     std::map<std::string, Paths> refused;
 };
 ImportedFiles& imported() {
@@ -51,7 +55,7 @@ enum class Refusal { with_title, path_alone };
 // An entry that was found.
 struct FoundEntry {
     ResolvedEntry place;
-    std::shared_ptr<const std::string> title;  // what the playlist calls it, for a file whose tag does not
+    std::shared_ptr<const std::string> title;  // the playlist's name for it, used if the file has no tag
 };
 
 // Without a file name ("http://host:8000/") the URL itself has to do.
@@ -61,10 +65,10 @@ std::string title_of(const FoundEntry& entry) {
     return name.empty() ? entry.place.path : name;
 }
 
-// Whatever its type, the file is read as an MP3 file: it is one, or nothing else has claimed it.
+// Any file that the scanner has not added is read as an MP3 file, whatever its extension.
 NewItem item_of_file(const std::string& path) {
     constexpr std::int32_t kOlderThanAnything = std::numeric_limits<std::int32_t>::min();
-    // What the store has joins the playlist as it is: its tags need not be read again.
+    // An item that the store has joins the playlist as it is, so its tags need not be read again.
     if (!db_is_newer_on_disk(path, ObjectClass::music_track, kOlderThanAnything)) return {.path = path};
     return file_item(path, MediaType::music, mp3_read_tags(path));
 }
@@ -89,7 +93,7 @@ public:
         imported().names[path_] = name_;
     }
 
-    // A sink.
+    // A PlaylistEntrySink.
     bool add(std::string_view entry, std::string_view title) {
         if (!goes_on()) return false;
         if (seen_++ == kMostEntries) {
@@ -102,24 +106,24 @@ public:
             log_message(LOG_PROBLEM, LOG_DB, "failed to locate/add playlist item: %s\n", std::string{entry}.c_str());
             return true;
         }
-        // An item stands in a playlist once, at its first position.
+        // An item appears in a playlist once, at its first position.
         if (known_.contains(place->path)) return true;
-        // A title that is carried over is there once.
+        // Entries that carry the same title share one copy of it.
         if (*title_ != title) title_ = std::make_shared<const std::string>(title);
         entries_.push_back({.place = std::move(*place), .title = title_});
         known_.insert(entries_.back().place.path);
         return true;
     }
 
-    // A playlist that would come out as it is stays as it is: clients that play it go on with the ids that they know.
+    // A playlist that would not change is left alone, so that clients that play it can go on with the ids they know.
     void finish() const {
         if (!goes_on()) return;
-        // Playlists come behind all other files of a scan, so a file that they name is mostly known when its title is.
+        // A scan reads playlists after all other files, so most files that they name are in the store by now.
         for (const FoundEntry& entry : entries_)
             if (!entry.title->empty()) db_title_by_playlist(entry.place.path, *entry.title);
         const bool shuffled = settings_get_bool(Setting::randomizeplaylists);
         if (!shuffled && stands_already()) return;
-        // Not rand(): shuffled listings begin its sequence anew with the client's seed, and go on in it.
+        // Not rand(): shuffled listings seed its sequence for a client and continue it.
         std::minstd_rand random{std::random_device{}()};
         const std::vector<ObjectId> former = db_begin_playlist(name_);
         Paths refused;
@@ -142,7 +146,7 @@ public:
 private:
     bool goes_on() const { return running_ == nullptr || running_->running(); }
 
-    // A refused entry takes no position. It is offered again.
+    // Entries that were refused take no position, but are offered to the store again.
     bool stands_already() const {
         const Paths refused = refused_before();
         std::vector<PlaylistPlace> places;
@@ -163,7 +167,7 @@ private:
         return found == imported().refused.end() ? Paths{} : found->second;
     }
 
-    // False when the store refuses it.
+    // False if the store refuses it.
     bool add_item(const FoundEntry& entry, std::int32_t track) const {
         NewItem item = item_of(entry);
         item.playlist = name_;
@@ -190,7 +194,7 @@ private:
 
 using LineFormat = void (*)(FileWindow& file, const PlaylistEntrySink& sink);
 
-// How much of a playlist file counts: of one that is unreasonably large the start.
+// How much of a playlist file we read: of an unreasonably large one only the start.
 std::int64_t bytes_to_read(const std::string& path, const FileStatus& status, std::int64_t most) {
     if (status.size > most)
         log_message(LOG_PROBLEM, LOG_DB, "only the first %d MiB of playlist %s are read\n",

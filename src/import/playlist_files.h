@@ -1,10 +1,10 @@
-// Playlist files as playlists of the store: every entry that can be found becomes an item that names the playlist, or
-// joins it when the store has the item already. Reading a playlist again replaces what it had before. The playlist is
-// called as asked for, else after its file.
+// Playlist files become playlists of the store. Every entry that can be found becomes an item of the playlist; an item
+// that the store has already joins it. Reading a playlist again replaces its former contents. The playlist has the
+// given name, or that of its file if the name is empty.
 //
-// A file that cannot be opened is ignored; entries that cannot be found are logged and left out, and so is what follows
-// the 100,000th and what lies behind the first 64 MiB (4 MiB of an XML file). A flag (null: none) that stops running
-// ends an import early.
+// A file that cannot be opened is ignored. Entries that cannot be found are logged and left out. Nothing is read after
+// the 100,000th entry, nor after the first 64 MiB (4 MiB of an XML file). An import ends early when the flag (null:
+// none) stops running.
 #pragma once
 
 #include <string>

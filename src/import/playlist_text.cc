@@ -21,7 +21,7 @@ public:
         if (as_text(file_.at(0, kByteOrderMark.size())) == kByteOrderMark) position_ = kByteOrderMark.size();
     }
 
-    // The next line without what ends it, cut to kPlaylistLine bytes; false at the end of the file.
+    // Reads the next line without its end, cut to kPlaylistLine bytes; false at the end of the file.
     bool next(std::string& line) {
         line.clear();
         bool any = false, ended = false;
@@ -35,7 +35,7 @@ public:
             piece = piece.substr(0, end);
             line.append(piece.substr(0, kPlaylistLine - line.size()));
         }
-        line.resize(std::min(line.find('\0'), line.size()));  // no path goes on behind a NUL
+        line.resize(std::min(line.find('\0'), line.size()));  // no path goes on after a NUL
         while (line.size() > 1 && static_cast<unsigned char>(line.back()) < 32) line.pop_back();
         return any;
     }
@@ -48,7 +48,7 @@ private:
 }  // namespace
 
 void m3u_read(FileWindow& file, const PlaylistEntrySink& sink) {
-    // Kept on purpose: a title stays until the next one comes, so entries without one of their own get it too.
+    // Kept on purpose: a title stays until the next one comes, so entries without their own get it too.
     std::string line, title;
     for (LineReader lines{file}; lines.next(line);) {
         if (line.starts_with('#')) {

@@ -22,7 +22,7 @@
 
 namespace {
 
-// Another directory that answers the same request is named by the environment: "host" or "host:port".
+// The environment may name another directory that answers the same request: "host" or "host:port".
 constexpr const char* kDirectoryHost = "www.shoutcast.com";
 constexpr const char* kDirectoryVariable = "PELORAMA_RADIO_HOST";
 constexpr const char* kRequest = "http://%s/sbin/xmllister.phtml?limit=%d&service=winamp2&no_compress=1";
@@ -36,7 +36,7 @@ constexpr std::int64_t kSliceMs = 100;
 constexpr std::string_view kNoConnection = "<no connection to shoutcast>";
 constexpr std::string_view kNoStream = "http://no-connection.mp3";
 
-// An answer of this size is worth handing back once it has been taken apart.
+// After an answer of this size it is worth returning freed memory to the system.
 constexpr std::size_t kLargeAnswerBytes = 256 * 1024;
 
 std::int32_t int_or(Setting setting, std::int32_t otherwise) {
@@ -60,8 +60,8 @@ struct Fetch {
     std::optional<TextBuffer> answer;
 };
 
-// The directory's answer. Looking a name up may take much longer than the server may take to stop, so that is left to a
-// thread of its own, which nobody waits for once the flag no longer runs.
+// Returns the directory's answer. A DNS look-up may block much longer than the server may take to stop, so a thread of
+// its own does it, and nobody waits for that thread once the flag has stopped running.
 std::optional<TextBuffer> fetch(const std::string& url, const RunningFlag* running) {
     const auto shared = std::make_shared<Fetch>();
     const bool started = thread_start_detached([shared, url] {
@@ -79,7 +79,7 @@ std::optional<TextBuffer> fetch(const std::string& url, const RunningFlag* runni
     return std::move(shared->answer);
 }
 
-// One is enough, however often the directory is not there.
+// One is enough, however often the directory cannot be reached.
 void add_placeholder() {
     {
         const StoreLock lock;
@@ -92,8 +92,8 @@ void add_placeholder() {
                  .path = std::string{kNoStream}});
 }
 
-// Without a path where the entry names no stream that could be relayed: the store refuses it then. A path of another
-// kind would be a file of this machine.
+// An entry that names no "http://" stream gets no path, and the store refuses it. Any other path would be a file of
+// this machine.
 NewItem station_of(const XmlNode& entry) {
     const auto child_text = [&](std::string_view name) {
         const XmlNode* const child = xml_find_below(&entry, name);
@@ -168,7 +168,7 @@ std::string radio_genre_name(std::string_view genre) {
 }
 
 std::vector<NewItem> radio_parse_stations(std::string_view document) {
-    // A document is many times as large taken apart. Ten thousand stations and more fit into this.
+    // A parsed document is many times as large as its text. More than ten thousand stations fit into this.
     constexpr std::size_t kMostBytes = 4 * 1024 * 1024;
     if (document.size() > kMostBytes) {
         document = document.substr(0, kMostBytes);

@@ -1,3 +1,11 @@
+// The parts of the head are found by what they look like, each on its own:
+//
+//     title, artist    five lengths, then five texts: at the usual place, or where five numbers fit what follows them
+//     play time        a format block (two bytes of codec, plausible channels and sample rate), wherever it stands
+//     all else         a list of descriptors (name, type, value), found by the name that mostly comes first, or by any
+//                      name that begins "WM/" and has the right length; album and genre also by their names alone
+//
+// Every search goes forward over the head once, so none is worse than linear whatever the bytes are.
 #include "meta/asf.h"
 
 #include <algorithm>

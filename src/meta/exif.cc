@@ -1,9 +1,22 @@
+// A JPEG file is a row of segments, each a marker (0xFF and a byte), a length and data. jpeg_find_size() steps from
+// segment to segment up to the first frame (SOF), which holds height and width.
+//
+// The EXIF block is the first segment, apart from a JFIF header and a comment. It holds a small TIFF file:
+//
+//     byte order, magic number, offset of IFD0
+//     IFD0   entries: tag, type, count, value or its offset; then the offset of IFD1
+//              one of them, ExifIFD, is the offset of another directory of the same form
+//     IFD1   the same for the thumbnail
+//
+// The directories are read in the order IFD0, ExifIFD, IFD1, and of each tag the first value counts, so the picture's
+// own data goes before that of its thumbnail. Each directory is read once, so offsets that lead in a circle do no harm.
 #include "meta/exif.h"
 
 #include <algorithm>
 #include <array>
 #include <ctime>
 #include <optional>
+#include <utility>
 
 #include "core/file.h"
 #include "core/time_text.h"
@@ -283,5 +296,6 @@ PictureInfo exif_read_info(const std::string& path) {
 }
 
 MediaFacts picture_read_facts(const std::string& path) {
-    return exif_read_info(path);
+    PictureInfo info = exif_read_info(path);
+    return std::move(static_cast<MediaFacts&>(info));
 }

@@ -5,9 +5,9 @@
 
 #include "core/str.h"
 
-// The name of a genre number, 0 ("Blues") to 147 ("SynthPop"); missing for every other number.
+// The name of a genre number, 0 ("Blues") to 147 ("SynthPop"); nullopt for every other number.
 Text id3_genre_name(std::int32_t number);
 
-// The text of a genre frame: "(17)" and what may stand behind it names a number of the table, "(RX)" reads as 0; every
-// other text is the genre.
+// The genre that the text of a genre frame means. "(17)", whatever follows it, is number 17 of the table, and "(RX)"
+// reads as 0; every other text is the genre itself.
 Text id3_resolved_genre(Text genre);

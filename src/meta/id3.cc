@@ -1,3 +1,10 @@
+// A tag of version 2 is a header of ten bytes (with the size of all that follows) and then frames: an id, a size, and
+// in versions 3 and 4 two bytes of flags. TagWalk goes over the frames of one tag, and over further tags that follow
+// it, and puts what kFrames knows into the record; everything else is stepped over. A picture is only located here,
+// never read.
+//
+// There are two positions: offset_ is where we read the file, position counts through the frames of the current tag.
+// They differ in a second tag only, whose positions count from the start of the file all the same.
 #include "meta/id3.h"
 
 #include <algorithm>
@@ -9,8 +16,8 @@ namespace {
 constexpr std::size_t kTagHeaderBytes = 10;
 constexpr std::uint32_t kExtendedHeader = 0x40;  // in the tag's flags
 constexpr std::uint32_t kTextLimit = 1024;       // longer frames are no titles
-// As many headers as the largest tag can hold. Second tags and extended headers can point back into what was read
-// before; this bounds how often such a file is gone round.
+// As many headers as the largest tag can hold. A second tag or an extended header can point back into what was already
+// read; this bounds how often such a file is walked round.
 constexpr int kMaxHeaders = kTagLimit / kTagHeaderBytes;
 
 struct FrameLayout {
@@ -36,8 +43,8 @@ struct FrameRow {
     Text Id3v2Tag::*text = nullptr;  // the field that takes the text
     bool picture = false, track = false;
 };
-// In the order of testing. Ids that begin alike are meant: TYE and TYER, TAL and TALB. "TCO" without "TCOM" lets the
-// copyright text of a TCOP frame behind the genre become the genre; kept on purpose.
+// The first row that fits counts. Most rows mean all ids that begin alike: TYE and TYER, TAL and TALB. Kept on purpose:
+// "TCO" is any but TCOM, so the copyright text of a TCOP frame that follows the genre becomes the genre.
 constexpr FrameRow kFrames[] = {
     {"TCOM", true},
     {"TCO", false, &Id3v2Tag::genre},
@@ -81,7 +88,7 @@ private:
 
     bool may_read_header() { return headers_++ < kMaxHeaders; }
 
-    // One tag at the current file position. False when there is none, or when no other can follow.
+    // Reads the tag at the current file position. False if there is none, or if no other can follow.
     bool read_tag() {
         const Bytes header = take(kTagHeaderBytes);
         if (header.size() < kTagHeaderBytes || !may_read_header()) return false;

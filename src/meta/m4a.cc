@@ -8,13 +8,40 @@
 #include <limits>
 #include <string_view>
 
+#include "core/bytes.h"
 #include "core/time_text.h"
-#include "meta/mp4_box.h"
 #include "meta/taglib_stream.h"
 
 namespace {
 
 constexpr std::uint64_t kLeastBox = 8;
+
+// A box header (ISO/IEC 14496-12, section 4.2): a size in 4 bytes and a type in 4. A size of 1 means that 8 bytes with
+// the size follow the type, a size of 0 that the box reaches to the end.
+struct BoxHeader {
+    std::string_view type;           // valid until the next look into the file
+    std::uint64_t header_bytes = 0;  // 8 or 16
+    std::uint64_t length = 0;        // of the whole box as it says, unchecked
+    bool to_end = false;             // the length is whatever is left
+};
+
+// The header at this offset; nullopt where the file ends within it.
+std::optional<BoxHeader> box_header_at(FileWindow& file, std::uint64_t offset) {
+    constexpr std::uint64_t kShort = 8, kLong = 16;
+    ByteCursor cursor{file.at(offset, kLong)};
+    const auto size = cursor.big_endian(4);
+    const auto type = cursor.take(4);
+    if (!size || !type) return std::nullopt;
+    BoxHeader box{.type = as_text(*type), .header_bytes = kShort, .length = *size, .to_end = *size == 0};
+    if (*size != 1) return box;
+    const auto high = cursor.big_endian(4), low = cursor.big_endian(4);
+    if (!high || !low) return std::nullopt;
+    box.header_bytes = kLong;
+    box.length = std::uint64_t{*high} << 32 | *low;
+    return box;
+}
+
+// ---- the check before TagLib
 
 // The boxes that TagLib looks into.
 constexpr std::array<std::string_view, 11> kContainers = {"moov", "udta", "mdia", "meta", "ilst", "stbl",
@@ -41,7 +68,7 @@ private:
     Step box(int depth) {
         if (depth > kDeepestBox || ++boxes_ > kMostBoxes) return Step::refuse;
         const std::uint64_t begin = at_;
-        const auto header = mp4_box_at(file_, begin);
+        const auto header = box_header_at(file_, begin);
         if (!header) return Step::end;
         const bool container = std::ranges::find(kContainers, header->type) != kContainers.end();
         const bool meta = header->type == "meta", samples = header->type == "stsd";
@@ -102,7 +129,7 @@ struct Box {
 
 // Stricter than TagLib: a box that reaches out of its parent is none.
 std::optional<Box> box_within(FileWindow& file, const Extent& within) {
-    const auto header = mp4_box_at(file, within.begin);
+    const auto header = box_header_at(file, within.begin);
     if (!header) return std::nullopt;
     const std::uint64_t room = within.end - within.begin;
     const std::uint64_t length = header->to_end ? room : header->length;
@@ -145,7 +172,7 @@ MediaFacts m4a_read_tags(FileWindow& window) {
     return tags;
 }
 
-MediaFacts m4a_read_facts(const std::string& path) {
+MediaFacts m4a_read_tags(const std::string& path) {
     return media_facts_of_file(path, [](const File& file, std::uint64_t size) {
         FileWindow window{file, size};
         return m4a_read_tags(window);

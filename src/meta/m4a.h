@@ -15,7 +15,7 @@ constexpr int kMostBoxes = 10'000;
 
 // Everything but the file's size and time.
 MediaFacts m4a_read_tags(FileWindow& file);
-MediaFacts m4a_read_facts(const std::string& path);
+MediaFacts m4a_read_tags(const std::string& path);
 
 // The first picture of the cover list ("covr" of the item list).
 std::optional<EmbeddedPicture> m4a_find_picture(FileWindow& file);

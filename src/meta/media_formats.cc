@@ -20,8 +20,8 @@ constexpr bool kFile = false, kPlaylist = true;
 // clang-format off
 constexpr MediaFormat kFormats[] = {
     {"mp3",   kMusic,   "audio/mpeg",             "mp3",     kFile, mp3_read_tags,      mp3_find_picture},
-    {"wav",   kMusic,   "audio/x-wav",            "audio",   kFile, wav_read_facts,     wav_find_picture},
-    {"m4a",   kMusic,   "audio/mp4",              "audio",   kFile, m4a_read_facts,     m4a_find_picture},
+    {"wav",   kMusic,   "audio/x-wav",            "audio",   kFile, wav_read_tags,     wav_find_picture},
+    {"m4a",   kMusic,   "audio/mp4",              "audio",   kFile, m4a_read_tags,     m4a_find_picture},
     {"pcm",   kMusic,   "audio/L16",              "audio",   kFile, pcm_read_facts},
     {"lpcm",  kMusic,   "audio/L16",              "audio",   kFile, pcm_read_facts},
     {"wma",   kMusic,   "audio/x-ms-wma",         "wma",     kFile, wma_read_tags,      wma_find_picture},

@@ -44,8 +44,8 @@ std::int32_t constant_rate_ms(std::int32_t audio_bytes, std::int32_t kbps) {
     return wrapped_product(static_cast<std::uint32_t>(audio_bytes), 8) / kbps;
 }
 
-// The frame count of a Xing header; missing when there is none. That its flags word may declare no count is not looked
-// at.
+// The frame count of a Xing header; nullopt if there is none. The flags word is ignored, even if it says that there is
+// no count.
 std::optional<std::uint32_t> xing_frames(Bytes block) {
     const std::string_view searched = as_text(block).substr(0, kXingLast + 4);
     const std::size_t at = searched.find("Xing", kXingFirst);

@@ -8,20 +8,20 @@
 #include "core/bytes.h"
 #include "meta/file_window.h"
 
-constexpr std::size_t kMpegBlockBytes = 256;  // what is looked at of a frame
+constexpr std::size_t kMpegBlockBytes = 256;  // how much of a frame is looked at
 
 struct MpegFrame {
     std::int32_t kbps = 0;          // 0: free format or no valid header
     std::int32_t milliseconds = 0;  // play time of the file; 0 or less: unknown
     bool vbr = false;               // a Xing header was found
 };
-// Understands the block that begins at a frame sync. audio_bytes is the length of the sound in the file, the first byte
-// of the block not counted.
+// Parses the block that begins at a frame sync. audio_bytes is the length of the sound in the file without the first
+// byte of the block.
 MpegFrame mpeg_parse_frame_header(Bytes block, std::int32_t audio_bytes);
 
-// Offset of the first frame sync (0xFF and a byte of at least 0xE0) at or behind from; missing when there is none in
+// Offset of the first frame sync (0xFF and a byte of at least 0xE0) at or after from; nullopt if there is none in
 // the first 200,000 bytes of the file.
 std::optional<std::uint64_t> mpeg_find_sync(FileWindow& file, std::uint64_t from);
 
-// Both: the first frame at or behind from.
+// Finds and parses the first frame at or after from.
 MpegFrame mpeg_read_first_frame(FileWindow& file, std::uint64_t from);

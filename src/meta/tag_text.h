@@ -16,7 +16,6 @@ enum class ByteOrder { big, little };
 // hold becomes "?": in ASCII each half of a surrogate pair, in UTF-8 only a surrogate without its other half.
 std::string utf16_text(Bytes units, ByteOrder order, TagCharset charset);
 
-// Little-endian UTF-16 as ASF files and iPod databases have it, in the way their readers always narrowed it: every byte
-// that is not 0, in order. ASCII survives, so do Latin-1 letters (as single bytes); other characters leave both their
-// bytes. As UTF-8 it is utf16_text.
+// Little-endian UTF-16, as in ASF files and iPod databases. In ASCII every byte that is not 0 is kept, in order: ASCII
+// and Latin-1 letters survive (as single bytes), other characters leave both their bytes. In UTF-8 this is utf16_text.
 std::string utf16_narrow_text(Bytes units, TagCharset charset);

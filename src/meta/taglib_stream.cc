@@ -24,8 +24,8 @@ TagLib::ByteVector TagLibStream::readBlock(unsigned long length) {
 void TagLibStream::seek(long offset, Position from) {
     const auto end = static_cast<std::int64_t>(window_.size());
     const std::int64_t base = from == Current ? position_ : from == End ? end : 0;
-    // Offsets are sums of what the file says. Sums of lengths that are too large come out negative: at the start again,
-    // the walk over such a file would go round for ever.
+    // Offsets are sums of lengths from the file. If those are too large the sum comes out negative. From the start of
+    // the file the walk would then go round for ever, so we go to the end.
     std::int64_t target = 0;
     if (__builtin_add_overflow(base, std::int64_t{offset}, &target) || target < 0) target = end;
     position_ = target;

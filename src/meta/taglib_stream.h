@@ -1,5 +1,5 @@
-// A file as TagLib reads it: through a window, so that its many small steps cost few system calls, and never more than
-// any tag needs, so that lengths in a broken file cost no memory. Reading only.
+// A read-only file for TagLib. It reads through a window, so that TagLib's many small steps cost few system calls, and
+// gives at most kMostBytes in all, so that lengths in a broken file cannot cost memory.
 #pragma once
 
 #include <taglib/tiostream.h>
@@ -10,14 +10,14 @@
 
 class TagLibStream final : public TagLib::IOStream {
 public:
-    static constexpr std::uint64_t kMostBytes = 32 * 1024 * 1024;  // that one file gives in all
+    static constexpr std::uint64_t kMostBytes = 32 * 1024 * 1024;  // more than any tag needs
 
     // The window stays the caller's and must outlive the stream.
     explicit TagLibStream(FileWindow& window) : window_(window) {}
 
     TagLib::FileName name() const override { return ""; }
     TagLib::ByteVector readBlock(unsigned long length) override;
-    // A place that no file can have is the end.
+    // An offset that no file can have moves to the end.
     void seek(long offset, Position from) override;
     long tell() const override { return static_cast<long>(position_); }
     long length() override { return static_cast<long>(window_.size()); }

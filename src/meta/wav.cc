@@ -67,7 +67,7 @@ MediaFacts read_info(FileWindow& file, const RiffChunk& list) {
     return tags;
 }
 
-// Fills what is still missing.
+// Fills in what is still missing.
 void fill(MediaFacts& tags, MediaFacts&& others) {
     for (Text MediaFacts::*const field :
          {&MediaFacts::title, &MediaFacts::artist, &MediaFacts::album, &MediaFacts::genre, &MediaFacts::date})
@@ -90,7 +90,7 @@ void read_format(Sound& sound, FileWindow& file, const RiffChunk& format) {
     sound.byte_rate = cursor.little_endian(4).value_or(0);
 }
 
-// The byte rate of compressed sound is an estimate; there the count of samples is what can be trusted.
+// The byte rate of compressed sound is only an estimate, so the count of samples is used there.
 std::uint64_t milliseconds_of(const Sound& sound) {
     constexpr std::uint64_t kPcm = 1, kFloat = 3, kExtensible = 0xFFFE;
     const bool plain = sound.tag == kPcm || sound.tag == kFloat || sound.tag == kExtensible;
@@ -131,7 +131,7 @@ MediaFacts wav_read_tags(FileWindow& file, TagCharset charset) {
     return id3;
 }
 
-MediaFacts wav_read_facts(const std::string& path) {
+MediaFacts wav_read_tags(const std::string& path) {
     return media_facts_of_file(path, [](const File& file, std::uint64_t size) {
         FileWindow window{file, size};
         return wav_read_tags(window, tag_charset());

@@ -1,5 +1,6 @@
 // WAV files: an ID3v2 tag in a chunk of its own, a LIST INFO chunk, or both, and play time and bitrate of the sound.
-// Not by TagLib: it unpacks whatever a frame holds, which lets a small file take all memory or the stack of a thread.
+// TagLib is not used here: it unpacks whatever a frame holds, so a small file could take all memory or a thread's
+// stack.
 #pragma once
 
 #include <optional>
@@ -12,7 +13,7 @@
 
 // Everything but the file's size and time. The ID3 tag takes precedence over the LIST INFO chunk.
 MediaFacts wav_read_tags(FileWindow& file, TagCharset charset);
-MediaFacts wav_read_facts(const std::string& path);
+MediaFacts wav_read_tags(const std::string& path);
 
 // The cover of the ID3 chunk, see id3_find_picture.
 std::optional<EmbeddedPicture> wav_find_picture(FileWindow& file);

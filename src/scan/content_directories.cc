@@ -15,8 +15,7 @@ ScanTarget target_of(std::string_view element) {
     return target;
 }
 
-// The names between the slashes, joined by one "/" each: "." and empty names change nothing and are left out. Missing
-// when one of them is "..".
+// The names between the slashes, joined by one "/" each. "." and empty names are left out. nullopt if one is "..".
 std::optional<std::string> tidy_names(std::string_view text) {
     std::string tidy;
     while (!text.empty()) {

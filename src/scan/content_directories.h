@@ -1,6 +1,6 @@
-// The content directories as the setting `contentdir` has them, and the question whether a directory that somebody on
-// the network names lies within them. An element may begin with "M|", "P|" or "V|": then only music, pictures or video
-// are looked for there. Without any the directory in which the server was started is the only one.
+// The content directories of the setting `contentdir`, and the check whether a directory that somebody on the network
+// names lies within them. An element may begin with "M|", "P|" or "V|": then only music, pictures or videos are looked
+// for there. If the setting is empty, the directory in which the server was started is the only one.
 #pragma once
 
 #include <optional>
@@ -26,10 +26,10 @@ struct ScanTarget {
 // All content directories, in order.
 std::vector<ScanTarget> content_directories();
 
-// The target of a rescan request; missing when the directory is not one of the content directories or below one. The
-// text is compared with the elements as configured (prefix included) and without regard to case, but what is scanned is
-// the element's own spelling, so that no file gets a second path. A ".." below the content directory leads elsewhere
-// and is refused, and so is a name that only begins like a content directory ("/music2").
+// The target of a rescan request; nullopt if the directory is neither a content directory nor below one. The text is
+// compared with the elements as configured (prefix included) and without regard to case, but what is scanned is the
+// element's own spelling, so that no file gets a second path. A ".." below the content directory leads elsewhere and is
+// refused, and so is a name that only begins like a content directory ("/music2").
 std::optional<ScanTarget> rescan_target(std::string_view directory);
 
 // Whether handle_rescan takes the directory: it has a target, or is empty and means all of them.

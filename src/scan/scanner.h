@@ -1,6 +1,6 @@
 // The directory scanner: one thread that walks the content directories and repeats this every `scantime` minutes, or
 // when a rescan is asked for. Vanished files leave the tree after each repeated pass. How a tree is walked is in
-// scan/tree_walk.h, which files are read by whom in scan/readers.h.
+// scan/tree_walk.h, which files are read by whom in meta/media_formats.h.
 #pragma once
 
 #include <cstdint>
