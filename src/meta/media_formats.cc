@@ -20,8 +20,8 @@ constexpr bool kFile = false, kPlaylist = true;
 // clang-format off
 constexpr MediaFormat kFormats[] = {
     {"mp3",   kMusic,   "audio/mpeg",             "mp3",     kFile, mp3_read_tags,      mp3_find_picture},
-    {"wav",   kMusic,   "audio/x-wav",            "audio",   kFile, wav_read_tags,     wav_find_picture},
-    {"m4a",   kMusic,   "audio/mp4",              "audio",   kFile, m4a_read_tags,     m4a_find_picture},
+    {"wav",   kMusic,   "audio/x-wav",            "audio",   kFile, wav_read_tags,      wav_find_picture},
+    {"m4a",   kMusic,   "audio/mp4",              "audio",   kFile, m4a_read_tags,      m4a_find_picture},
     {"pcm",   kMusic,   "audio/L16",              "audio",   kFile, pcm_read_facts},
     {"lpcm",  kMusic,   "audio/L16",              "audio",   kFile, pcm_read_facts},
     {"wma",   kMusic,   "audio/x-ms-wma",         "wma",     kFile, wma_read_tags,      wma_find_picture},
@@ -42,6 +42,16 @@ constexpr MediaFormat kFormats[] = {
     {"vob",   kVideo,   "video/dvd",              "video",   kFile, video_read_facts},
 };
 // clang-format on
+static_assert(std::ranges::all_of(kFormats, [](const MediaFormat& format) {
+    return std::ranges::count(kFormats, format.extension, &MediaFormat::extension) == 1;
+}));
+
+// Null if there is none.
+const MediaFormat* row_of(std::string_view extension) {
+    const auto* const row = std::ranges::find_if(
+        kFormats, [extension](const MediaFormat& format) { return str_equal_nocase(format.extension, extension); });
+    return row != std::end(kFormats) ? row : nullptr;
+}
 
 }  // namespace
 
@@ -55,17 +65,11 @@ std::span<const MediaFormat> media_formats() {
     return kFormats;
 }
 
-const MediaFormat* media_format_of_extension(std::string_view extension) {
-    const auto* const row = std::ranges::find_if(
-        kFormats, [extension](const MediaFormat& format) { return str_equal_nocase(format.extension, extension); });
-    return row != std::end(kFormats) ? row : nullptr;
-}
-
 const MediaFormat* media_format_of(std::string_view path) {
-    return media_format_of_extension(path_extension(path));
+    return row_of(path_extension(path));
 }
 
 std::string_view mime_of_extension(std::string_view extension) {
-    const MediaFormat* const format = media_format_of_extension(extension);
+    const MediaFormat* const format = row_of(extension);
     return format != nullptr ? format->mime : std::string_view{};
 }

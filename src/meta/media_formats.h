@@ -32,8 +32,7 @@ struct MediaFormat {
 // Each extension stands in one row only, so their order does not matter.
 std::span<const MediaFormat> media_formats();
 
-// The row of an extension, compared without regard to case; null if there is none.
-const MediaFormat* media_format_of_extension(std::string_view extension);
+// The row of the file's extension, compared without regard to case; null if there is none.
 const MediaFormat* media_format_of(std::string_view path);
 
 // "audio/mpeg" for "mp3"; empty for an extension without a type.
