@@ -311,7 +311,7 @@ void run_server(int argc, const char* const* argv) {
     start_directory();
 
     settings_init(argc, argv);
-    if (settings_get_bool(Setting::D)) daemonize();
+    if (settings_get_bool(Setting::daemon)) daemonize();
     ignore_broken_pipes();
     raise_descriptor_limit();
     share_heaps();

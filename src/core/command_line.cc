@@ -7,16 +7,17 @@
 #include "core/ini.h"
 #include "core/log.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/str.h"
 
 namespace {
 
 constexpr std::string_view kIniOption = "-inifile";
 
-// The keys' case counts here, unlike in the ini file.
+// Unlike in the ini file, the case of a key counts.
 std::optional<Setting> setting_named(std::string_view key) {
-    for (std::size_t i = 0; i < kSettingCount; ++i)
-        if (settings_key(static_cast<Setting>(i)) == key) return static_cast<Setting>(i);
+    for (const SettingSpec& spec : settings_table())
+        if (spec.key == key) return spec.id;
     return std::nullopt;
 }
 
@@ -49,12 +50,12 @@ CommandLine command_line_apply(Arguments arguments) {
             continue;
         }
         const auto setting = setting_named(argument.substr(1));
-        if (!setting) continue;  // what follows is examined as an argument of its own
-        if (*setting == Setting::D) {
-            settings_set(Setting::D, "1");
+        if (!setting) continue;  // kept on purpose: its value is then read as an argument
+        if (*setting == Setting::daemon) {
+            settings_set(Setting::daemon, "1");
             continue;
         }
-        // Kept on purpose: without a value the setting is unset; this is how one is cleared from the command line.
+        // Kept on purpose: a key without a value unsets its setting. There is no other way to clear one from here.
         ++i;
         settings_set(*setting, i < arguments.size() ? arguments[i] : std::string_view{});
     }

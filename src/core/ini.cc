@@ -1,20 +1,26 @@
 #include "core/ini.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
 
 #include "core/bytes.h"
 #include "core/file.h"
-#include "core/ini_template.h"
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
+#include "core/str.h"
 #include "core/thread.h"
 
 namespace {
 
+constexpr std::string_view kHead =
+    "# Pelorama ini file\n"
+    "# change settings by commandline or by editing this file\n";
 constexpr std::size_t kLongestPath = 1023;
 constexpr std::size_t kLongestLine = 1023;
 constexpr std::size_t kReadBytes = 16 * 1024;
@@ -74,19 +80,35 @@ private:
     bool cut_ = false;
 };
 
+// A reader ends the line at the first control byte: what follows it must not become a line of its own.
+std::string_view one_line(std::string_view value) {
+    return value.substr(0, static_cast<std::size_t>(std::ranges::find_if(value, is_control) - value.begin()));
+}
+
+void append_comment(std::string& out, std::string_view lines) {
+    while (!lines.empty()) {
+        const std::size_t end = std::min(lines.find('\n'), lines.size());
+        out.append("# ").append(lines.substr(0, end)).append("\n");
+        lines.remove_prefix(std::min(end + 1, lines.size()));
+    }
+}
+
+std::string option_line(const SettingSpec& spec) {
+    return std::string{spec.option}.append(spec.between).append(spec.explanation);
+}
+
 std::string whole_file() {
-    std::string text{ini_head()};
-    for (const IniGroup& group : ini_groups()) {
-        text.append("\n").append(group.comments);
-        for (int number = 1; number <= group.count; ++number) {
-            const Setting setting = setting_of(group.first, number);
-            const Text value = settings_get(setting);
-            std::string_view written = text_or_empty(value);
-            // A reader ends the line at the first control byte: what follows must not become a line of its own.
-            std::size_t end = 0;
-            while (end < written.size() && !is_control(written[end])) ++end;
-            text.append(settings_key(setting)).append("=").append(written.substr(0, end)).append("\n");
+    std::string text{kHead};
+    for (const SettingSpec& spec : settings_table()) {
+        if (!spec.is_written()) continue;
+        if (!spec.option.empty()) {
+            text.append("\n");
+            append_comment(text, spec.above);
+            text.append("# param ").append(option_line(spec)).append("\n");
+            append_comment(text, spec.below);
         }
+        const Text value = settings_get(spec.id);
+        text.append(spec.key).append("=").append(one_line(text_or_empty(value))).append("\n");
     }
     return text;
 }
@@ -142,18 +164,12 @@ std::optional<IniLine> ini_parse_line(std::string_view line) {
 }
 
 std::string usage_text(std::string_view program_name) {
-    constexpr std::string_view kParameter = "# param";
     std::string out = str_concat(str_concat("\nusage: ", program_name), "\n\n");
-    for (const IniGroup& group : ini_groups()) {
-        const std::size_t start = group.comments.find(kParameter);
-        if (start == std::string_view::npos) continue;
-        for (const char c : group.comments.substr(start + kParameter.size())) {
-            if (is_control(c)) {
-                out.append("\n\n");
-                break;
-            }
-            c == '=' ? out.append("\n\t") : out.append(1, c);
-        }
+    for (const SettingSpec& spec : settings_table()) {
+        if (!spec.is_written() || spec.option.empty()) continue;
+        out.append(" ");
+        for (const char c : option_line(spec)) c == '=' ? out.append("\n\t") : out.append(1, c);
+        out.append("\n\n");
     }
     return out;
 }

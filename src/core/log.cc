@@ -50,7 +50,8 @@ const char* category_tag(std::uint32_t category) {
 }
 
 bool is_filtered(std::uint32_t level, std::uint32_t category) {
-    return level == LOG_INFO && (static_cast<std::uint32_t>(settings_get_int(Setting::v)) & category) != category;
+    return level == LOG_INFO &&
+           (static_cast<std::uint32_t>(settings_get_int(Setting::log_categories)) & category) != category;
 }
 
 void write_time_stamp(std::FILE* stream) {

@@ -335,9 +335,9 @@ SortCriteria sort_compile(std::string_view text) {
 }
 
 SortDefaults sort_read_defaults() {
-    return {.general = compile_setting(Setting::ds),
-            .music = compile_setting(Setting::ms),
-            .pictures = compile_setting(Setting::ps)};
+    return {.general = compile_setting(Setting::container_sort),
+            .music = compile_setting(Setting::music_sort),
+            .pictures = compile_setting(Setting::picture_sort)};
 }
 
 const SortCriteria& sort_default_for(const SortDefaults& defaults, ObjectClass container_class) {

@@ -21,8 +21,8 @@ TEST(CommandLineArguments, SetTheirSetting) {
         {{"-EnableWeb", "2"}, Setting::enableweb, "1"},
         {{"-D", "-enableweb", "2"}, Setting::enableweb, "2"},
         {{"-v", "8", "-enableweb"}, Setting::enableweb, std::nullopt},
-        {{"-INIFILE", "-v", "-v", "8"}, Setting::v, "8"},
-        {{"", "-", "--", "word", "-v", "8"}, Setting::v, "8"},
+        {{"-INIFILE", "-v", "-v", "8"}, Setting::log_categories, "8"},
+        {{"", "-", "--", "word", "-v", "8"}, Setting::log_categories, "8"},
         {{"-contentdir", "/srv/help?"}, Setting::contentdir, "/srv/help?"},
     };
     for (const auto& row : rows) {

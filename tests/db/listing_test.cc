@@ -102,8 +102,8 @@ TEST_F(ListingOfTracks, KeepsAFewListingsOnly) {
 }
 
 TEST_F(ListingOfTracks, OrdersMatchesAsTheirContainersDo) {
-    settings_set(Setting::ds, "+dc:title");
-    settings_set(Setting::ms, "-dc:title");
+    settings_set(Setting::container_sort, "+dc:title");
+    settings_set(Setting::music_sort, "-dc:title");
     settings_set(Setting::musicnode1, "");
     const auto containers = [&](const Text& sort) {
         const SearchQuery wanted = query("dc:title = \"A\" or dc:title = \"B\" or dc:title = \"C\"", sort);

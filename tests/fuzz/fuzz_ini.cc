@@ -8,6 +8,7 @@
 #include "core/file.h"
 #include "core/ini.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "target.h"
 
 namespace {
@@ -33,10 +34,8 @@ void fuzz(Bytes input) {
     settings_free_all();
     ini_set_path(given.path());
     ini_read();
-    for (const Setting setting :
-         {Setting::tiniurl, Setting::tiniimageurl, Setting::v, Setting::stpport, Setting::phpaddr, Setting::h2haddr,
-          Setting::getaddr, Setting::h2hid, Setting::D, Setting::followmeserver})
-        settings_set(setting, {});
+    for (const SettingSpec& spec : settings_table())
+        if (!spec.is_written()) settings_set(spec.id, {});
     const auto read = all_settings();
 
     ini_set_path(written.path());

@@ -25,7 +25,7 @@ class TreeWalk : public StoreFixture {
 protected:
     void SetUp() override {
         StoreFixture::SetUp();
-        settings_set(Setting::v, "4");
+        settings_set(Setting::log_categories, "4");
         log_open_file((logs_ / "log").c_str());
         flag_.set_running();
     }
