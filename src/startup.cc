@@ -307,7 +307,6 @@ void run_server(int argc, const char* const* argv) {
     std::printf("Pelorama %s Version %s\n", kProduct, kVersion);
     std::fflush(stdout);
     log_open_file(nullptr);
-    set_program_path(argc > 0 ? argv[0] : "");
     start_directory();
 
     settings_init(argc, argv);

@@ -17,17 +17,15 @@
 
 namespace {
 
-constexpr std::size_t kLongestProgramPath = 255;
 constexpr std::size_t kLongestHostPort = 127;
 constexpr const char* kPidFile = "/var/run/mediaserver.pid";
 
-struct ProcessTexts {
-    std::string program;
-    std::mutex mutex;  // guards host_port: a restart changes it while others read
+struct ServerName {
+    std::mutex mutex;  // a restart changes the text while others read it
     std::string host_port;
 };
-ProcessTexts& texts() {
-    return process_wide<ProcessTexts>();
+ServerName& server_name() {
+    return process_wide<ServerName>();
 }
 
 void write_pid_file() {
@@ -47,22 +45,14 @@ void detach_output() {
 
 }  // namespace
 
-void set_program_path(std::string_view path) {
-    texts().program = path.substr(0, kLongestProgramPath);
-}
-
-const std::string& program_path() {
-    return texts().program;
-}
-
 void set_server_host_port(std::string_view host_port) {
-    std::scoped_lock lock{texts().mutex};
-    texts().host_port = host_port.substr(0, kLongestHostPort);
+    std::scoped_lock lock{server_name().mutex};
+    server_name().host_port = host_port.substr(0, kLongestHostPort);
 }
 
 std::string server_host_port() {
-    std::scoped_lock lock{texts().mutex};
-    return texts().host_port;
+    std::scoped_lock lock{server_name().mutex};
+    return server_name().host_port;
 }
 
 void daemonize() {

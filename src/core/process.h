@@ -6,10 +6,6 @@
 #include <string>
 #include <string_view>
 
-// The path the program was started by, at most 255 characters; set once, before any thread.
-void set_program_path(std::string_view path);
-const std::string& program_path();
-
 // "address:port" of the first address that is served, for URLs in which the server names itself; empty when none is. At
 // most 127 characters.
 void set_server_host_port(std::string_view host_port);

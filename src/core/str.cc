@@ -108,10 +108,6 @@ int str_compare_nocase(std::string_view a, std::string_view b) {
     return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
 }
 
-int str_compare(const Text& a, const Text& b) {
-    return text_or_empty(a).compare(text_or_empty(b));
-}
-
 std::size_t str_find_nocase(std::string_view text, std::string_view needle, std::size_t from) {
     if (from > text.size()) return std::string_view::npos;
     if (needle.empty()) return from;
@@ -128,35 +124,8 @@ std::string str_concat(std::string_view a, std::string_view b) {
     return out;
 }
 
-std::string str_remove(std::string_view text, std::string_view part) {
-    return str_replace_first(text, part, {});
-}
-
-std::string str_insert_at(std::string_view text, std::size_t position, std::string_view part) {
-    std::string out{text};
-    if (part.empty()) return out;
-    if (position > out.size()) out.resize(position, ' ');
-    return out.insert(position, part);
-}
-
-std::string str_replace_first(std::string_view text, std::string_view before, std::string_view after) {
-    std::string out{text};
-    const std::size_t at = before.empty() ? std::string_view::npos : text.find(before);
-    if (at != std::string_view::npos) out.replace(at, before.size(), after);
-    return out;
-}
-
-Text str_substring(std::string_view text, std::size_t start, std::size_t length) {
-    if (length == 0 || start > text.size()) return std::nullopt;
-    return std::string{text.substr(start, length)};
-}
-
 std::string_view str_left(std::string_view text, std::size_t count) {
     return text.substr(0, count);
-}
-
-std::string_view str_right(std::string_view text, std::size_t count) {
-    return count >= text.size() ? text : text.substr(text.size() - count);
 }
 
 std::string_view str_trim_left(std::string_view text) {
@@ -171,15 +140,6 @@ std::string_view str_trim_right(std::string_view text) {
 
 std::string_view str_trim(std::string_view text) {
     return str_trim_left(str_trim_right(text));
-}
-
-Text str_between(std::string_view text, std::string_view start_marker, std::string_view end_marker) {
-    const std::size_t start = str_find_nocase(text, start_marker);
-    if (start == std::string_view::npos) return std::nullopt;
-    const std::size_t first = start + start_marker.size();
-    const std::size_t end = str_find_nocase(text, end_marker, first);
-    if (end == std::string_view::npos || end == first) return std::nullopt;
-    return std::string{text.substr(first, end - first)};
 }
 
 std::string path_to_slashes(std::string_view path) {

@@ -34,32 +34,18 @@ bool str_contains(std::string_view text, std::string_view part);
 bool str_contains_nocase(std::string_view text, std::string_view part);
 // Below, equal or above 0, as strcasecmp in the C locale orders them.
 int str_compare_nocase(std::string_view a, std::string_view b);
-// Ordering by bytes (unsigned), a missing text counting as the empty one.
-int str_compare(const Text& a, const Text& b);
 
 // Where needle first occurs in text at or behind from; npos when it does not. An empty needle is found at from.
 std::size_t str_find_nocase(std::string_view text, std::string_view needle, std::size_t from = 0);
 
 // a followed by b.
 std::string str_concat(std::string_view a, std::string_view b);
-// text without the first occurrence of part.
-std::string str_remove(std::string_view text, std::string_view part);
-// part inserted at position; a position past the end pads with blanks up to it.
-std::string str_insert_at(std::string_view text, std::size_t position, std::string_view part);
-// The first occurrence of before replaced by after.
-std::string str_replace_first(std::string_view text, std::string_view before, std::string_view after);
-// At most length characters from start on; missing when length is 0 or start lies beyond the end.
-Text str_substring(std::string_view text, std::size_t start, std::size_t length);
-// The first or the last count characters; views of the argument.
+// The first count characters, a view of the argument.
 std::string_view str_left(std::string_view text, std::size_t count);
-std::string_view str_right(std::string_view text, std::size_t count);
 // Without blanks (the space character alone) at the start, the end, or both; views of the argument.
 std::string_view str_trim_left(std::string_view text);
 std::string_view str_trim_right(std::string_view text);
 std::string_view str_trim(std::string_view text);
-// What stands between the first start_marker and the next end_marker, case-insensitively; missing when either is not
-// there or nothing stands between them.
-Text str_between(std::string_view text, std::string_view start_marker, std::string_view end_marker);
 
 // Every backslash replaced by "/".
 std::string path_to_slashes(std::string_view path);

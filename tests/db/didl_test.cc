@@ -36,7 +36,9 @@ protected:
         std::string out = render(id, "res", kind);
         out = out.substr(out.find("<res"));
         // The id differs from run to run.
-        return str_replace_first(out.substr(0, out.find("<upnp:class")), "/" + std::to_string(id), "/ID");
+        out.resize(out.find("<upnp:class"));
+        const std::string in_path = "/" + std::to_string(id);
+        return out.replace(out.find(in_path), in_path.size(), "/ID");
     }
 };
 

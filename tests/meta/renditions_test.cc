@@ -21,7 +21,7 @@ protected:
         std::string text{buffer.text()};
         for (const auto& [from, to] :
              {std::pair{std::string{"&lt;"}, "<"}, {"&gt;", ">"}, {std::to_string(id) + "(", "ID("}})
-            while (text.find(from) != std::string::npos) text = str_replace_first(text, from, to);
+            while (text.find(from) != std::string::npos) text.replace(text.find(from), from.size(), to);
         const std::size_t begin = text.find("</dc:title>") + 11;
         return text.substr(begin, text.find("<upnp:class>") - begin);
     }

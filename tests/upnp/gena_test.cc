@@ -125,7 +125,8 @@ TEST_F(Gena, SubscribesRenewsAndUnsubscribes) {
     EXPECT_THAT(reply,
                 MatchesRegex("HTTP/1.1 200 OK\r\nDATE: [^\r]* GMT\r\nSERVER: Linux/2.x.x, UPnP/1.0, Pelorama UPnP "
                              "SDK/1.0\r\nSID: uuid:[0-9]+\r\nTIMEOUT: second-300\r\n.*"));
-    const std::string sid = "SID: " + str_between(reply, "\r\nSID: ", "\r\n").value_or("?") + "\r\n";
+    const std::size_t sid_line = reply.find("SID: ");
+    const std::string sid = reply.substr(sid_line, reply.find('\n', sid_line) + 1 - sid_line);
     EXPECT_THAT(reply_to(handle_subscribe, sid + "TIMEOUT: Second-1800\r\n"),
                 HasSubstr(sid + "TIMEOUT: Second-1800\r\n"));
     EXPECT_THAT(reply_to(handle_unsubscribe, sid), StartsWith("HTTP/1.1 200 OK\r\n"));
