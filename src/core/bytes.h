@@ -1,5 +1,5 @@
-// Checked reading of binary formats. Every byte of a file or packet goes through one cursor: it never reads past its
-// span, and a read that fails leaves it where it was.
+// Checked reading of binary formats. Every byte of a file or packet is read through a cursor. A cursor never reads past
+// its span, and a failed read does not move it.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@
 
 using Bytes = std::span<const std::byte>;
 
-// The only place where bytes are looked at as characters and the other way round.
+// The only two conversions between bytes and characters.
 inline std::string_view as_text(Bytes bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
@@ -24,13 +24,14 @@ public:
     explicit ByteCursor(Bytes data) : rest_(data) {}
     std::size_t left() const { return rest_.size(); }
 
+    // Returns the next n bytes and moves past them; nullopt if fewer are left.
     std::optional<Bytes> take(std::size_t n) {
         if (n > rest_.size()) return std::nullopt;
         return std::exchange(rest_, rest_.subspan(n)).first(n);
     }
     bool skip(std::size_t n) { return take(n).has_value(); }
 
-    // width is 1 to 4 bytes.
+    // Read an unsigned integer of 1 to 4 bytes; nullopt if fewer are left.
     std::optional<std::uint32_t> big_endian(std::size_t width) {
         const auto bytes = take(width);
         if (!bytes) return std::nullopt;

@@ -1,5 +1,5 @@
-// The command line: "-key value" for any setting, "-D" without a value, "-inifile path". It overrides the ini file, and
-// both override the built-in defaults.
+// The command line: "-key value" for any setting, "-D" without a value, "-inifile path". It overrides the ini file,
+// which overrides the built-in defaults.
 #pragma once
 
 #include <span>
@@ -9,12 +9,12 @@ using Arguments = std::span<const std::string_view>;  // without the program's n
 
 enum class CommandLine { understood, usage_wanted };
 
-// Takes the ini file's path, the last one given; usage is wanted when it is missing behind "-inifile".
+// Sets the path of the ini file; the last "-inifile" counts. Returns usage_wanted if "-inifile" is the last argument.
 CommandLine command_line_find_ini(Arguments arguments);
-// Sets what the arguments name. Keys are compared with their case; a key as the very last argument unsets its setting.
-// Usage is wanted by an argument that holds "?" or "help"; a value never asks for it.
+// Sets the settings that the arguments name. Keys are compared with case; a key as the very last argument unsets its
+// setting. Returns usage_wanted if an argument contains "?" or "help"; values are not searched for these.
 CommandLine command_line_apply(Arguments arguments);
 
-// Fills the settings from all three sources and writes the ini file back complete. Ends the process with status 0 after
-// the usage text when that is wanted.
+// Fills the settings from all three sources and rewrites the ini file with all of them. If usage is wanted, prints it
+// and ends the process with status 0.
 void settings_init(int argc, const char* const* argv);

@@ -82,7 +82,7 @@ File file_open_regular(const std::string& path) {
 }
 
 File file_create(const std::string& path) {
-    // Non-blocking for a FIFO that nobody reads: it fails instead of holding up the start.
+    // O_NONBLOCK: opening a FIFO without a reader fails instead of blocking the start.
     return File{open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666)};
 }
 
@@ -98,8 +98,8 @@ Directory::~Directory() {
 }
 
 void Directory::open(int parent_fd, const char* name) {
-    // Search permission is what entering a directory takes, read permission what listing it takes: told apart because
-    // the log says which of the two failed.
+    // Entering a directory needs search permission, listing it needs read permission. The log says which one is
+    // missing, so the two steps are done separately.
     const int entered = openat(parent_fd, name, O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (entered < 0 || faccessat(entered, ".", X_OK, AT_EACCESS) != 0) {
         failure_ = Failure::enter;

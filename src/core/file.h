@@ -1,5 +1,5 @@
-// Files and directories: one handle each, closed by its owner. Media, tags and playlists are only ever read from
-// regular files, so a FIFO or device with a promising name cannot block or feed the server.
+// Files and directories: each object owns one handle and closes it. Media, tags and playlists are only read from
+// regular files, so a FIFO or a device with a media file's name cannot block the server or feed it without end.
 #pragma once
 
 #include <dirent.h>
@@ -15,7 +15,7 @@
 struct FileStatus {
     std::int64_t size = 0;
     std::int64_t modified = 0;  // seconds since the epoch
-    // As the store keeps it: a time that does not fit is the last or first one that does (2038, 1901).
+    // The time as the store keeps it, clamped to 32 bits (1901 to 2038).
     std::int32_t modified_32() const;
     bool regular = false;
     bool directory = false;
@@ -24,11 +24,11 @@ struct FileStatus {
 };
 
 FileStatus file_status_of(const struct stat& raw);
-// Missing when the status cannot be read (errno says why). Symbolic links are followed.
+// Follows symbolic links. Returns nullopt, with errno set, if the status cannot be read.
 std::optional<FileStatus> file_status(const std::string& path);
-// The same for a name within an open directory.
+// The same for a name in an open directory.
 std::optional<FileStatus> file_status_at(int directory_fd, const char* name);
-// Whether the name itself is a symbolic link.
+// Whether the name is itself a symbolic link.
 bool file_is_link_at(int directory_fd, const char* name);
 
 class File {
@@ -44,28 +44,28 @@ public:
 
     explicit operator bool() const { return fd_ >= 0; }
     int fd() const { return fd_; }
-    // False (and errno) when the system only now finds out that something was not written.
+    // Returns false, with errno set, if an earlier write turns out to have failed.
     bool close();
 
     std::optional<FileStatus> status() const;
-    // As many bytes as there are at offset, at most the span's; 0 at the end and on a read error.
+    // Reads at offset until the span is full or the file ends. Returns the number of bytes read; 0 also on an error.
     std::size_t read_at(std::uint64_t offset, std::span<std::byte> into) const;
-    // False (and errno) unless every byte was written.
+    // Returns false, with errno set, unless every byte was written.
     bool write_all(std::string_view text) const;
 
 private:
     int fd_ = -1;
 };
 
-// Opens a regular file for reading without ever blocking; an empty File for anything else (errno says why).
+// Opens a regular file for reading, without blocking. Returns an empty File, with errno set, for anything else.
 File file_open_regular(const std::string& path);
-// Creates or truncates a file for writing.
+// Creates or truncates a file for writing. Returns an empty File, with errno set, on failure.
 File file_create(const std::string& path);
 
-// An open directory that is walked entry by entry. The working directory of the process is never changed.
+// An open directory, walked entry by entry. The working directory of the process never changes.
 class Directory {
 public:
-    // Opened by path, or by name within an open directory; status of failure in error().
+    // Opens by path, or by name in an open directory; failure() tells how it went.
     explicit Directory(const std::string& path);
     Directory(int parent_fd, const char* name);
     ~Directory();
@@ -75,9 +75,9 @@ public:
     enum class Failure { none, enter, list };
     Failure failure() const { return failure_; }
     int fd() const;
-    // Whether it is the kernel's account of the machine (procfs, sysfs): no media, and ways to everywhere.
+    // Whether this is procfs or sysfs, which hold no media but links to every other place.
     bool is_kernel_view() const;
-    // The next entry's name, valid until the next call; null at the end. "." and ".." are left out.
+    // Returns the name of the next entry, valid until the next call; null at the end. Skips "." and "..".
     const char* next();
 
 private:

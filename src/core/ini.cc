@@ -28,7 +28,7 @@ constexpr std::size_t kReadBytes = 16 * 1024;
 struct IniState {
     std::mutex mutex;  // guards the path
     std::string path = "./pelorama-mediaserver.ini";
-    std::mutex writing;  // one writer at a time, so that two never mix their files
+    std::mutex writing;  // one writer at a time, or two would mix their texts
 };
 IniState& state() {
     return process_wide<IniState>();
@@ -38,7 +38,7 @@ bool is_control(char c) {
     return static_cast<unsigned char>(c) < 32;
 }
 
-// The part of a line that is looked at: up to a comment or a control byte, which the line end is too.
+// The part of a line that counts: it ends before a comment or a control byte, such as the line end.
 std::string_view live_part(std::string_view line) {
     std::size_t end = 0;
     while (end < line.size() && line[end] != '#' && !is_control(line[end])) ++end;
@@ -53,8 +53,8 @@ void apply_line(std::string_view line, bool was_cut) {
                     ini_path().c_str(), std::string{parsed->key}.c_str());
 }
 
-// Cuts what is read piece by piece into lines. Of a line only as much is kept as may be in it; the rest is dropped, so
-// that it is never taken for a line of its own.
+// Splits a file that is read in pieces into lines. The part of a line beyond kLongestLine is dropped, so that it is
+// never read as a line of its own.
 class LineCutter {
 public:
     void take(std::string_view piece) {
@@ -80,7 +80,7 @@ private:
     bool cut_ = false;
 };
 
-// A reader ends the line at the first control byte: what follows it must not become a line of its own.
+// A line ends at the first control byte. The rest of a value must not become a line of its own.
 std::string_view one_line(std::string_view value) {
     return value.substr(0, static_cast<std::size_t>(std::ranges::find_if(value, is_control) - value.begin()));
 }
@@ -158,7 +158,7 @@ std::optional<IniLine> ini_parse_line(std::string_view line) {
     const std::size_t first = line.find('=');
     if (first == std::string_view::npos) return std::nullopt;
     std::string_view key = line.substr(0, first);
-    // One blank only: with two the key keeps the other and fits no setting.
+    // Only one blank is removed: a key with two blanks after it keeps one and matches no setting.
     if (key.ends_with(' ')) key.remove_suffix(1);
     return IniLine{.key = key, .value = str_trim_left(line.substr(line.rfind('=') + 1))};
 }

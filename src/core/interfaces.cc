@@ -15,18 +15,18 @@
 namespace {
 
 constexpr std::size_t kServedInterfaces = 5;
-constexpr std::size_t kFirstRoom = 64;        // records; doubled while the list fills them all
-constexpr std::size_t kMostRoom = 64 * 1024;  // far above what a machine has, so that doubling ends
+constexpr std::size_t kFirstRoom = 64;        // records; doubled while the list fills the room
+constexpr std::size_t kMostRoom = 64 * 1024;  // more than any machine has; doubling ends here
 constexpr const char* kNoHardwareAddress = "00:00:00:00:00:00";
 
-// A request to the system about the interface of that name, which has been checked for its length.
+// A request about the interface of that name, cut to the system's length.
 ifreq request_for(const std::string& interface_name) {
     ifreq request{};
     std::memcpy(request.ifr_name, interface_name.data(), std::min(interface_name.size(), sizeof request.ifr_name - 1));
     return request;
 }
 
-// As many interface records as there are, at most `room`; missing (and told) on failure.
+// Returns up to `room` interface records; nullopt on failure, after printing the reason.
 std::optional<std::vector<ifreq>> read_records(const Socket& socket, std::size_t room) {
     std::vector<ifreq> records(room);
     ifconf list{};
@@ -51,7 +51,7 @@ NetworkInterface describe(const Socket& socket, const ifreq& record) {
     std::memcpy(&address, &record.ifr_addr, sizeof address);
     NetworkInterface found{.name = std::string{record.ifr_name, strnlen(record.ifr_name, sizeof record.ifr_name)},
                            .address = address.sin_addr};
-    // An alias ("eth0:1") answers with the flags of its interface; one that vanished meanwhile counts as down.
+    // An alias ("eth0:1") has the flags of its interface. An interface that has just vanished counts as down.
     ifreq flags = request_for(found.name);
     found.up = ioctl(socket.fd(), SIOCGIFFLAGS, &flags) == 0 && (flags.ifr_flags & IFF_UP) != 0;
     return found;
@@ -62,7 +62,7 @@ NetworkInterface describe(const Socket& socket, const ifreq& record) {
 std::optional<std::vector<NetworkInterface>> get_interface_addresses() {
     const Socket socket = open_query_socket();
     if (!socket) return std::nullopt;
-    // One more than is served: only so can a list that is too long be told from one that just fits.
+    // Ask for one more than is served, to detect that there are too many.
     auto records = read_records(socket, kServedInterfaces + 1);
     if (!records) return std::nullopt;
     if (records->size() > kServedInterfaces) {

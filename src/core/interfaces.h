@@ -1,6 +1,6 @@
-// The network interfaces of this machine: which IPv4 addresses the server can be served on, and the hardware address
-// that its unique device name is made from. Only interfaces that have an IPv4 address are seen; an interface with
-// several addresses is listed once for each.
+// The network interfaces of this machine: the IPv4 addresses that can be served, and the hardware address from which
+// the unique device name is made. Interfaces without an IPv4 address are not listed; an interface with several
+// addresses is listed once for each. Failures of the system are printed to standard error.
 #pragma once
 
 #include <netinet/in.h>
@@ -17,22 +17,23 @@ struct NetworkInterface {
     bool up = false;
 };
 
-// In the order the system lists them. At most five are looked at, loopback included; with more than that a warning goes
-// to standard error. Missing (after a message on standard error) when the system does not answer.
+// Returns the first five interfaces in the system's order, loopback included; prints a warning if there are more.
+// Returns nullopt on failure.
 std::optional<std::vector<NetworkInterface>> get_interface_addresses();
 
-// All of them, without the limit and its warning; empty when the system does not answer.
+// Returns all interfaces, without a limit; none on failure.
 std::vector<NetworkInterface> network_interfaces();
 
-// Whether the address is on a subnet that one of our interfaces is on.
+// Whether the address is on the subnet of one of our interfaces.
 bool is_on_own_subnet(in_addr address);
 
-// The hardware address of the named interface as "00:1a:2b:3c:4d:5e"; missing (after a message on standard error) for a
-// name of 16 characters or more, and for an interface that is not there.
+// Returns the hardware address of the named interface as "00:1a:2b:3c:4d:5e"; nullopt, after a message, if the name has
+// 16 characters or more or no interface has it.
 Text get_mac_address(const std::string& interface_name);
 
-// The first hardware address that is not all zeros, loopback and tunnels having such; missing when there is none.
+// Returns the first hardware address that is not all zeros, as those of loopback and tunnels are; nullopt if there is
+// none.
 Text first_hardware_address();
 
-// The IPv4 address of the named interface in dotted form; empty when there is none.
+// Returns the IPv4 address of the named interface in dotted form; an empty text if it is not one of the first five.
 std::string get_device_address(const std::string& interface_name);

@@ -64,7 +64,7 @@ void write_time_stamp(std::FILE* stream) {
     std::fprintf(stream, "%s:%03ld ", clock, static_cast<long>(now.tv_usec / 1000));
 }
 
-// The message goes to standard output whatever stream the stamp went to; nothing else runs afterwards.
+// Kept on purpose: the message goes to standard output, the time stamp before it to the log's stream.
 [[noreturn, gnu::format(printf, 1, 0)]] void end_process(const char* format, va_list arguments) {
     char message[1024];
     std::vsnprintf(message, sizeof message, format, arguments);

@@ -29,7 +29,7 @@ ServerName& server_name() {
 }
 
 void write_pid_file() {
-    // Started by an ordinary user there is no such file, and nobody misses it.
+    // An ordinary user may not write this file, which is no error.
     const File file = file_create(kPidFile);
     if (file) static_cast<void>(file.write_all(text_format(32, "%d\n", getpid())));
 }
@@ -58,7 +58,7 @@ std::string server_host_port() {
 void daemonize() {
     std::signal(SIGHUP, SIG_IGN);
     std::signal(SIGPIPE, SIG_IGN);
-    std::fflush(nullptr);  // or both processes would write what is still buffered
+    std::fflush(nullptr);  // otherwise both processes would write the buffered output
     const pid_t child = fork();
     if (child < 0) {
         print_error("fork");
@@ -86,7 +86,7 @@ void share_heaps() {
     constexpr int kHeaps = 2;
     constexpr int kLargeBytes = 256 * 1024;
     mallopt(M_ARENA_MAX, kHeaps);
-    // Fixed, where they would grow with the largest request ever seen and keep as much.
+    // Fixed thresholds: by default they grow with the largest block ever freed, and that much stays in the heap.
     mallopt(M_MMAP_THRESHOLD, kLargeBytes);
     mallopt(M_TRIM_THRESHOLD, kLargeBytes);
 }

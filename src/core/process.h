@@ -1,37 +1,39 @@
-// The process as such: how it gets into the background, which signals end it, how many descriptors it may have, and the
-// texts by which its parts find each other. The directory it was started in is in core/start_directory.h.
+// The process: going into the background, the signals that end it, limits on descriptors and heaps, and the address
+// under which the server names itself. The directory at start is in core/start_directory.h.
 #pragma once
 
 #include <csignal>
 #include <string>
 #include <string_view>
 
-// "address:port" of the first address that is served, for URLs in which the server names itself; empty when none is. At
-// most 127 characters.
+// "address:port" of the first served address, for URLs in which the server names itself; empty if no address is served.
+// At most 127 characters are kept. Any thread.
 void set_server_host_port(std::string_view host_port);
 std::string server_host_port();
 
-// Goes into the background: the caller's process ends with status 0, or with 1 when there can be no second one. The
-// child leaves its id in /var/run/mediaserver.pid when it may, and its output goes to /dev/null. Standard input,
-// working directory and process group stay as they were. Before any thread.
+// Goes on in a child process in the background. The calling process ends with status 0, or with 1 if it cannot fork.
+// The child writes its id to /var/run/mediaserver.pid if it may, and its output goes to /dev/null. Standard input,
+// working directory and process group do not change. To be called before the first thread starts.
 void daemonize();
 
-// Opens /dev/null for whichever of the three standard descriptors the caller left closed: a socket in their place would
-// be sent what is printed. Before anything else is opened.
+// Opens /dev/null for each standard descriptor that is closed. Otherwise a socket could get the number of standard
+// output and be sent what is printed. To be called before anything else is opened.
 void occupy_standard_descriptors();
 
-// Several thousand connections at once need more descriptors than the usual soft limit gives.
+// Raises the soft limit of descriptors to the hard limit: several thousand connections need more than the usual 1024.
 void raise_descriptor_limit();
 
-// Two heaps for all threads instead of eight a processor: what one connection freed serves the next, and a burst of
-// large requests does not leave its memory behind in heaps that nobody uses again. Before the first thread.
+// Makes all threads share two heaps, instead of eight for each processor. Memory that one connection frees is then used
+// by the next, and a burst of large requests does not leave its memory in idle heaps. To be called before the first
+// thread starts.
 void share_heaps();
 
-// A client that resets its connection is an error to handle, never the end of the server.
+// Ignores SIGPIPE: a client that resets its connection must not end the server.
 void ignore_broken_pipes();
 
-// Blocks SIGINT, SIGABRT and SIGTERM. Before the first thread, so that every thread inherits it and only the one that
-// waits is ever told: the shutdown then runs in normal context and may lock, log and free.
+// Blocks SIGINT, SIGABRT and SIGTERM and returns them. To be called before the first thread starts, so that every
+// thread inherits the mask and only the thread that waits for the signals gets them. The shutdown then runs in normal
+// context and may lock, log and free.
 sigset_t block_shutdown_signals();
-// Blocks until one of them arrives; its number.
+// Waits for one of these signals and returns its number.
 int wait_for_shutdown_signal(const sigset_t& signals);

@@ -1,5 +1,5 @@
-// State that lives as long as the process: created on first use, never destroyed, because detached threads may still be
-// running while main ends. Modules keep their state in one struct and reach it through one accessor:
+// State that lives as long as the process. It is created on first use and never destroyed, because detached threads may
+// still run while main ends. A module keeps its state in one struct and reaches it through one accessor:
 //
 //     ClientTable& table() { return process_wide<ClientTable>(); }
 #pragma once

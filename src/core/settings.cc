@@ -12,7 +12,7 @@ namespace {
 struct SettingEntry {
     Text value;
     std::shared_ptr<const SettingList> items = std::make_shared<SettingList>();
-    std::atomic<std::int32_t> number{0};  // outside the lock: every log line reads one
+    std::atomic<std::int32_t> number{0};  // read without the lock, because every log line reads one
 };
 
 struct SettingValues {

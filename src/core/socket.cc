@@ -20,7 +20,7 @@ bool connects_within(int fd, const sockaddr_in& endpoint, int timeout_ms) {
     socklen_t size = sizeof failure;
     if (socket_wait_writable(fd, timeout_ms) && getsockopt(fd, SOL_SOCKET, SO_ERROR, &failure, &size) != 0)
         return false;
-    errno = failure;  // for those that tell why
+    errno = failure;  // for callers that print the reason
     return failure == 0;
 }
 

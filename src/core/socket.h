@@ -1,5 +1,5 @@
-// Sockets: one descriptor each, closed by its owner. Every send goes through socket_send_all, so that a peer that went
-// away is an error to handle and never a signal.
+// Sockets: each object owns one descriptor and closes it. Every send goes through a function of this file, so that a
+// closed connection is an error and never a signal.
 #pragma once
 
 #include <netinet/in.h>
@@ -30,41 +30,40 @@ private:
     int fd_ = -1;
 };
 
-// What follows in the same segment if it fits: the header of an answer waits for its body.
+// more_follows holds back an incomplete segment, so that a header leaves together with its body.
 enum class SendHint { flush, more_follows };
 
-// False unless every byte was taken by the system.
+// Blocks. Returns false, with errno set, unless the system took every byte.
 bool socket_send_all(int fd, std::string_view data, SendHint hint = SendHint::flush);
 
-// Sets the address-reuse option.
+// Sets SO_REUSEADDR.
 void socket_reuse(int fd);
 void socket_set_blocking(int fd, bool blocking);
-// While corked only full segments leave, the rest after 200 ms at the latest; taking the cork out sends what is left at
-// once.
+// While corked, only full segments are sent; the rest is sent after 200 ms, or at once when the cork is removed.
 void socket_set_corked(int fd, bool corked);
 
-// Wakes whoever blocks on the socket, in both directions. The thread that blocks is the one that closes.
+// Wakes the threads that block on the socket, in both directions. The blocked thread closes it.
 void socket_shutdown(int fd);
 
-// A connection, made within timeout_ms; empty when there is none. The socket blocks.
+// Connects within timeout_ms. Returns an empty Socket, with errno set, on failure. The socket is a blocking one.
 Socket socket_connect(const sockaddr_in& endpoint, int timeout_ms);
 
-// False unless the system took every byte within timeout_ms.
+// Returns false unless the system took every byte within timeout_ms.
 bool socket_send_within(int fd, std::string_view data, int timeout_ms);
 
-// Waits until the socket can be read (or its peer went away); false after timeout_ms.
+// Waits until data can be read or the connection ends; returns false after timeout_ms.
 bool socket_wait_readable(int fd, int timeout_ms);
-// The same until a good part of the send buffer is free. A negative time waits for ever.
+// The same for writing: waits until a good part of the send buffer is free. A negative time waits without end.
 bool socket_wait_writable(int fd, int timeout_ms);
 
-// "a.b.c.d"
+// Returns "a.b.c.d".
 std::string ipv4_text(in_addr address);
-// Missing text or no dotted address: 0.0.0.0.
+// Returns 0.0.0.0 if the text is no dotted address.
 in_addr ipv4_parse(std::string_view text);
-// The first address of a host name or dotted address; missing when there is none. Asks the system's resolver, so it may
-// take as long as that does.
+// Returns the first address of a host name or dotted address; nullopt if there is none. Blocks as long as the system's
+// resolver does.
 std::optional<in_addr> ipv4_resolve(const std::string& host);
 sockaddr_in ipv4_endpoint(in_addr address, std::uint16_t port);
 
-// The peer's address in dotted form; empty (and errno) when there is no peer any more.
+// Returns the peer's address in dotted form; an empty text, with errno set, if the connection has ended.
 std::string socket_peer(int fd);

@@ -11,7 +11,7 @@ struct StartDirectory {
         char buffer[1024];
         if (getcwd(buffer, sizeof buffer) != nullptr) path = buffer;
     }
-    std::string path = ".";  // a directory that was removed, or whose name is too long, is still this one
+    std::string path = ".";  // if it was removed or its name is too long
 };
 
 }  // namespace

@@ -1,8 +1,8 @@
-// The working directory at start: the content directory when none is configured, and where the redirect page is
-// written.
+// The working directory at start. It is the content directory if none is configured, and the redirect page is written
+// there.
 #pragma once
 
 #include <string>
 
-// Taken on first use, which main makes its first act; the process never changes directory afterwards.
+// Read on first use, which is the first act of main. The process never changes its directory.
 const std::string& start_directory();

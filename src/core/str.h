@@ -1,6 +1,5 @@
-// Text helpers shared by every folder. Views in, strings out; case-insensitive compares fold ASCII letters only and
-// never ask the locale. Missing and empty are different things in the content tree: a field that may be missing is a
-// Text.
+// Text helpers shared by every folder. Comparisons without regard to case fold ASCII letters only, whatever the locale.
+// Missing and empty are different things in the content tree: a field that may be missing is a Text.
 #pragma once
 
 #include <cstddef>
@@ -11,16 +10,16 @@
 
 using Text = std::optional<std::string>;
 
-// Present and not empty.
+// Whether the text is present and not empty.
 bool has_text(const Text& text);
-// The text, or nothing at all when it is missing.
+// Returns a view of the text; an empty one if it is missing.
 std::string_view text_or_empty(const Text& text);
 
-// The formatted text, cut to capacity - 1 bytes as a fixed buffer of that capacity would cut it.
+// Returns the formatted text, cut to capacity - 1 bytes as a buffer of that capacity would cut it.
 [[gnu::format(printf, 2, 3)]] std::string text_format(std::size_t capacity, const char* format, ...);
 
-// Leading blanks, a sign, digits, stop; 0 when there are none. text_int keeps the low 32 bits of what does not fit,
-// text_int64 saturates.
+// Read leading blanks, a sign and digits, and ignore the rest; return 0 if there are no digits. text_int keeps the low
+// 32 bits of a number that does not fit, text_int64 saturates.
 std::int32_t text_int(std::string_view text);
 std::int64_t text_int64(std::string_view text);
 
@@ -32,22 +31,23 @@ bool str_starts_nocase(std::string_view text, std::string_view prefix);
 bool str_ends_nocase(std::string_view text, std::string_view suffix);
 bool str_contains(std::string_view text, std::string_view part);
 bool str_contains_nocase(std::string_view text, std::string_view part);
-// Below, equal or above 0, as strcasecmp in the C locale orders them.
+// Returns a value below, equal to or above 0, as strcasecmp does in the C locale.
 int str_compare_nocase(std::string_view a, std::string_view b);
 
-// Where needle first occurs in text at or behind from; npos when it does not. An empty needle is found at from.
+// Returns the first position of needle in text, not before from; npos if there is none. An empty needle is found at
+// from.
 std::size_t str_find_nocase(std::string_view text, std::string_view needle, std::size_t from = 0);
 
-// a followed by b.
+// Returns a followed by b.
 std::string str_concat(std::string_view a, std::string_view b);
-// The first count characters, a view of the argument.
+// Returns the first count characters, as a view.
 std::string_view str_left(std::string_view text, std::size_t count);
-// Without blanks (the space character alone) at the start, the end, or both; views of the argument.
+// Return the text without blanks (only the space character) at its start, its end or both, as a view.
 std::string_view str_trim_left(std::string_view text);
 std::string_view str_trim_right(std::string_view text);
 std::string_view str_trim(std::string_view text);
 
-// Every backslash replaced by "/".
+// Returns the path with every backslash replaced by "/".
 std::string path_to_slashes(std::string_view path);
-// What follows the last "." of a path ("mp3"); the whole path when it has none.
+// Returns the part of the path after its last "." ("mp3"); the whole path if it has none.
 std::string_view path_extension(std::string_view path);

@@ -1,10 +1,11 @@
 // The growing text in which SOAP answers, DIDL-Lite fragments and event bodies are built. An append that does not fit
-// doubles the capacity, or takes exactly what is needed when doubling is not enough.
+// doubles the capacity, or allocates exactly what is needed if that is more.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 
 class TextBuffer {
 public:
@@ -24,5 +25,5 @@ public:
     std::string take() && { return std::move(text_); }
 
 private:
-    std::string text_;  // grows by the rule above: that is how the library's string grows too
+    std::string text_;  // the library's string grows by the rule above
 };

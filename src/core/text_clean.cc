@@ -1,6 +1,7 @@
 #include "core/text_clean.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "core/str.h"
 #include "core/utf8.h"
@@ -42,8 +43,8 @@ std::string adapt_case(std::string_view title) {
     bool in_word = false;
     for (char& c : out) {
         if (in_word) c = char_lower(c);
-        // Neither a digit nor an apostrophe ends a word ("2ND" is "2nd", "DON'T" is "Don't"), and bytes of other
-        // alphabets are letters of it.
+        // Digits and apostrophes belong to a word ("2ND" becomes "2nd", "DON'T" becomes "Don't"), and so do the bytes
+        // of other alphabets.
         in_word = is_upper(c) || is_lower(c) || is_digit(c) || c == '\'' || static_cast<unsigned char>(c) >= 0x80;
     }
     return out;

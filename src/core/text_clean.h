@@ -1,20 +1,18 @@
-// The border on the way into the store: whatever a tag or a file name held becomes tidy UTF-8 here.
+// Cleaning of texts on their way into the store: whatever a tag or a file name contains becomes tidy UTF-8.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// Well-formed UTF-8 stays as it is, anything else is taken as Latin-1; bytes 1 to 31 and 127 are dropped and blanks at
-// both ends trimmed.
+// Drops bytes below 32 and byte 127, converts the text from Latin-1 unless it is well-formed UTF-8, and trims the
+// blanks at both ends.
 std::string text_clean(std::string_view text);
 
-// Without the control bytes that XML 1.0 forbids (all below 32 but tab, line feed and carriage return), otherwise as it
-// is.
+// Drops only the control bytes that XML 1.0 forbids: all below 32 except tab, line feed and carriage return.
 std::string text_without_forbidden_controls(std::string_view text);
 
-// "LOVE ME DO" becomes "Love Me Do": only for titles of at least two words whose letters are all upper case. Every
-// other title comes back unchanged.
+// "LOVE ME DO" becomes "Love Me Do". Returns a title unchanged if it has a lower-case letter or only one word.
 std::string adapt_case(std::string_view title);
 
-// The title a file has when nothing else names it: its base name without the last extension, cleaned.
+// Returns the title of a file that has no other: its base name without the last extension, cleaned.
 std::string title_from_path(std::string_view path);

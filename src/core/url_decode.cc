@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kEscapeBytes = 3;
 
-// The byte that an escape at the start of the text names; 0 when there is none.
+// Returns the byte of the escape at the start of the text; 0 if there is none.
 int escaped_byte(std::string_view text) {
     if (text.size() < kEscapeBytes || text.front() != '%') return 0;
     const int high = hex_digit(text[1]);

@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-// "%2F" becomes "/". A "%" without two hexadecimal digits behind it stays as it is; "+" is a plus sign. So does "%00":
-// the result is used as a path, and no path holds a NUL.
+// "%2F" becomes "/". A "%" that two hexadecimal digits do not follow stays as it is, and so does "+". "%00" stays too,
+// because the result is used as a path and no path contains a NUL.
 std::string url_decode(std::string_view text);
 
-// The value of a hexadecimal digit; -1 when it is none.
+// Returns the value of a hexadecimal digit; -1 for any other character.
 int hex_digit(char c);

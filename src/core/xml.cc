@@ -10,15 +10,20 @@ namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
 
-// The text between the first two double quotes, or all of it: single quotes mean nothing here.
+// Returns the text between the first two double quotes; the whole span if there are none. Single quotes mean nothing.
 std::string_view attribute_value(std::string_view span) {
     const std::size_t open = span.find('"');
     const std::size_t close = open == npos ? npos : span.find('"', open + 1);
     return close == npos ? span : span.substr(open + 1, close - open - 1);
 }
 
-// One pass over the document. Elements that are still open stand on a stack of their own, so neither depth nor width of
-// the input reaches the thread's stack, and no position is looked at more than a few times.
+// One pass over the document. The open elements are on an explicit stack, so that a deep or wide document cannot use up
+// the thread's stack. Each position is looked at a bounded number of times, so the time is linear.
+//
+//     open_element       "<name attributes>" and its text: pushes the element if a child follows, else finishes it
+//     close_into_parent  attaches the finished element to the top of the stack, which then has another child or ends
+//
+// Nothing is rejected: an element that cannot be read ends all open elements where they are.
 class Parser {
 public:
     explicit Parser(std::string_view document) : document_(document) {}
@@ -45,7 +50,7 @@ private:
     enum class Step {
         element,  // position_ is at the "<" of a child of the innermost open element
         closed,   // the element in finished_ ends at position_
-        failed,   // no element could be read
+        failed,   // there is no further element
         done,     // the root is in finished_
     };
 
@@ -54,7 +59,7 @@ private:
         XmlNode* last_child = nullptr;
     };
 
-    // The first of the wanted characters outside quotes; from is outside.
+    // Returns the position of the first wanted character outside double quotes; `from` itself is outside.
     std::size_t find_unquoted(std::size_t from, std::string_view wanted) const {
         bool quoted = false;
         for (std::size_t at = from; at < document_.size(); ++at) {
@@ -72,7 +77,7 @@ private:
 
     std::size_t end() const { return document_.size(); }
 
-    // The declaration and other processing instructions are passed over.
+    // Skips the declaration and other processing instructions.
     std::size_t find_element_start(std::size_t from) const {
         bool quoted = false;
         for (std::size_t i = from; i < document_.size(); ++i) {
@@ -106,12 +111,12 @@ private:
         return finish(std::move(node), close);
     }
 
-    // From the character behind the name to the ">" or "/" that ends the tag; the end of the input where there is none.
-    // The list comes out in reverse order.
+    // `from` is the position after the name. Returns the position of the ">" or "/" that ends the tag; the end of the
+    // input if there is none. The last attribute comes first in the list.
     std::size_t read_attributes(std::size_t from, std::vector<XmlAttribute>& attributes) const {
         std::size_t cursor = skip_blanks(from);
         while (cursor < end() && at(cursor) != '>' && at(cursor) != '/') {
-            // A name goes on through blanks and even a ">" up to its "="; a "/" in it ends the tag.
+            // A name extends to its "=", across blanks and even a ">"; a "/" before that ends the tag.
             const std::size_t name_end = std::min(find_unquoted(cursor, "=/"), end());
             if (at(name_end) != '=') {
                 cursor = name_end;
@@ -127,11 +132,10 @@ private:
         return cursor;
     }
 
-    // Checks the end tag at this "<" and returns where it ends.
+    // Checks the name of the end tag at `start` and returns the position of its ">".
     std::size_t end_tag(std::size_t start, const std::string& name) const {
-        // Kept on purpose: only as many characters as the name has are compared, so "</ab>" closes an "a". A wrong tag
-        // is informational, so that a hostile body with a million of them writes nothing unless the log was asked for
-        // it.
+        // Kept on purpose: only the length of the name is compared, so "</ab>" closes an "a". A wrong tag is logged as
+        // information only, so that a hostile body with a million of them does not fill the log.
         if (!document_.substr(start + 2).starts_with(name))
             log_message(LOG_INFO, LOG_XMLPARSER, "bad end tag!\n%s\n", name.c_str());
         return std::min(find_unquoted(start, ">"), end());
@@ -150,7 +154,7 @@ private:
         return Step::closed;
     }
 
-    // Hands the finished element to the innermost open one, which then ends too or goes on with its next child.
+    // Attaches the finished element to the innermost open one, which then either ends too or has another child.
     Step close_into_parent() {
         if (open_.empty()) return Step::done;
         attach(std::move(finished_));
@@ -182,7 +186,7 @@ private:
         return node;
     }
 
-    // A child that cannot be read ends its parent where it stands, and there every element further out fails likewise.
+    // A child that cannot be read ends its parent, which for the same reason ends the next one, up to the root.
     void end_everything() {
         finished_.reset();
         while (!open_.empty()) {

@@ -1,9 +1,10 @@
-// A small, forgiving, non-validating XML reader for SOAP bodies, station lists and playlists. No namespaces (a prefixed
-// name is just a name), no comments, no CDATA, no DTD, attribute values are not decoded. Malformed input never stops
-// it: it returns what it built. A double quote, in content as well as in a tag, hides what follows up to the next one.
+// A small, forgiving, non-validating XML reader for SOAP bodies, station lists and playlists. It knows no namespaces (a
+// prefixed name is just a name), comments, CDATA sections or DTDs, and does not decode attribute values. Malformed
+// input does not stop it: it returns what it has built. Markup between two double quotes is not seen, in content as in
+// a tag.
 //
-// Time is linear in the input whatever it holds, and nothing here recurses deeper than kXmlDepth: elements below that
-// are read over. Trees share nothing, so any thread may parse, search and free its own.
+// The time is linear in the length of the input. No function recurses deeper than kXmlDepth: deeper elements are left
+// out. Trees share nothing, so each thread may parse, search and free its own.
 #pragma once
 
 #include <cstddef>
@@ -15,16 +16,16 @@
 
 #include "core/str.h"
 
-constexpr std::size_t kXmlDepth = 200;  // levels that are kept, the root being the first
+constexpr std::size_t kXmlDepth = 200;  // levels, the root included
 
 struct XmlAttribute {
-    std::string name;   // with the blanks that stand before its "="
-    std::string value;  // what stands between the first pair of double quotes, everything where there is none
+    std::string name;   // including the blanks before the "="
+    std::string value;  // the text between the first two double quotes; all of it if there are none
 };
 
 struct XmlNode {
     std::string name;                      // as written, prefix included
-    Text text;                             // decoded; only for an element whose content is text alone
+    Text text;                             // decoded; only of an element that contains nothing but text
     std::vector<XmlAttribute> attributes;  // most recently parsed first
     std::unique_ptr<XmlNode> next;         // sibling
     std::unique_ptr<XmlNode> first_child;
@@ -35,19 +36,20 @@ struct XmlNode {
     XmlNode& operator=(const XmlNode&) = delete;
 };
 
-// The first element of the document, which ends at its first NUL; null when none is found.
+// Returns the first element of the document, which ends at its first NUL; null if there is none.
 std::unique_ptr<XmlNode> xml_parse(std::string_view document);
 
-// Depth first, the node itself first, then its children, then its next siblings; exact names. Null nodes find nothing.
+// Searches the node, then its children, then its next siblings, depth first, for that exact name. Returns null if no
+// element has it or node is null.
 const XmlNode* xml_find(const XmlNode* node, std::string_view name);
-// The same begun at the node's next sibling.
+// The same, beginning at the node's next sibling.
 const XmlNode* xml_find_next(const XmlNode* node, std::string_view name);
-// The same without the node's siblings: what one entry of a list holds, never what a later one does.
+// The same without the node's siblings: searches one entry of a list and not the entries after it.
 const XmlNode* xml_find_below(const XmlNode* node, std::string_view name);
 
-// The text of the element that xml_find returns.
+// Returns the text of the element that xml_find finds.
 Text xml_get_text(const XmlNode* node, std::string_view name);
-// Its leading integer; 0 where the element or its text is missing.
+// Returns the leading integer of that text; 0 if the element or its text is missing.
 std::int32_t xml_get_int(const XmlNode* node, std::string_view name);
-// The first attribute in the node's list with that exact name; an empty name gives the first in the list.
+// Returns the first attribute in the node's list that has that exact name; the first of all if name is empty.
 Text xml_get_attribute(const XmlNode* node, std::string_view name);

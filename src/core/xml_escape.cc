@@ -9,7 +9,7 @@
 namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
-constexpr std::size_t kEscapeLimit = 1023;  // bytes of result and terminator at which escaping fails
+constexpr std::size_t kEscapeLimit = 1023;  // escaping fails if result and terminator reach this many bytes
 
 struct Entity {
     std::string_view name;
@@ -27,7 +27,7 @@ constexpr auto kEntities = std::to_array<Entity>({
 
 struct Decoded {
     char byte;
-    std::size_t length;  // of the input; 0: nothing that decodes stands here
+    std::size_t length;  // of the input; 0 if it is no reference
 };
 
 // text begins with "&".
@@ -35,7 +35,7 @@ Decoded decode_entity(std::string_view text) {
     for (const Entity& entity : kEntities)
         if (text.starts_with(entity.name)) return {entity.meaning, entity.name.size()};
 
-    constexpr std::size_t kLastSemicolon = 6;  // longer references stay as they are
+    constexpr std::size_t kLastSemicolon = 6;  // longer references are not decoded
     const std::size_t semicolon = text.substr(0, kLastSemicolon + 1).find(';');
     if (!text.starts_with("&#") || semicolon == npos) return {'\0', 0};
     const std::string_view number = text.substr(2, semicolon - 2);
@@ -61,8 +61,8 @@ void append_escaped(std::string& out, char c, HighBytes high_bytes) {
     }
 }
 
-// U+FFFE and U+FFFF are the only characters of well-formed UTF-8, controls aside, that XML 1.0 (production 2, Char)
-// leaves out.
+// Apart from control characters, only U+FFFE and U+FFFF are well-formed UTF-8 and not allowed in XML 1.0 (production 2,
+// Char).
 std::string without_noncharacters(std::string_view text) {
     std::string out;
     out.reserve(text.size());
@@ -86,7 +86,7 @@ std::string xml_unescape(std::string_view text) {
         if (text.empty()) break;
         const Decoded decoded = decode_entity(text);
         if (decoded.length > 0 && decoded.byte == '\0') break;
-        // Texts are UTF-8; a reference has eight bits of a character.
+        // The text is UTF-8, but a reference is decoded to eight bits.
         utf8_append(out, decoded.length > 0 ? static_cast<unsigned char>(decoded.byte) : '&');
         text.remove_prefix(std::max<std::size_t>(decoded.length, 1));
     }
