@@ -36,3 +36,7 @@ bool is_music_grouping(ObjectClass object_class) {
     return object_class == ObjectClass::music_album || object_class == ObjectClass::music_artist ||
            object_class == ObjectClass::playlist_container || object_class == ObjectClass::music_container;
 }
+
+bool db_path_is_remote(std::string_view path) {
+    return path.starts_with("http://") || path.starts_with("ftp://");
+}

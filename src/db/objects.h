@@ -37,6 +37,9 @@ enum class ObjectClass : std::uint8_t {
 std::string_view class_text(ObjectClass object_class);
 // The item class (one of the first four) with exactly this text.
 std::optional<ObjectClass> item_class_of(std::string_view text);
+// "http://" and "ftp://" paths are not on our disks.
+bool db_path_is_remote(std::string_view path);
+
 // Album, artist, playlist or music container: what a client may list as a group of tracks.
 bool is_music_grouping(ObjectClass object_class);
 
@@ -77,6 +80,9 @@ struct MediaItem : MediaObject {
     ObjectClass object_class = ObjectClass::music_track;
     bool titled_by_file = false;           // its title was made from the file name when it was added
     ObjectId first_reference = kNoObject;  // head of the chain through the item's references
+    // The chain through the items whose files lie in the same directory.
+    ObjectId next_in_directory = kNoObject;
+    ObjectId previous_in_directory = kNoObject;
     // Missing and empty differ: a missing album is listed as "Unknown", an empty one nowhere.
     SharedText title, artist, album, genre, playlist, date, path, duration, description, keywords;
     std::int64_t size = 0;

@@ -250,7 +250,3 @@ int db_compare_text(std::optional<std::string_view> a, std::optional<std::string
     if (!a && !y.empty()) return 1;
     return x.compare(y);
 }
-
-bool db_path_is_remote(std::string_view path) {
-    return path.starts_with("http://") || path.starts_with("ftp://");
-}

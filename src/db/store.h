@@ -61,6 +61,3 @@ std::int32_t db_count_all_videos();
 
 // How texts compare: a missing one equals an empty one, and sorts behind a text that is there.
 int db_compare_text(std::optional<std::string_view> a, std::optional<std::string_view> b);
-
-// "http://" and "ftp://" paths are not on our disks.
-bool db_path_is_remote(std::string_view path);

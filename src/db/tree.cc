@@ -45,12 +45,23 @@ void list_changed(const StoreLock& lock, MediaContainer& container) {
     tree_mark_changed(lock, container);
 }
 
+// Keeps the set of containers that may be pruned in step with a change of the container's child count.
+void note_child_count(const MediaContainer& container) {
+    if (container.permanent || container.parent == kRootId) return;
+    if (container.child_count == 0) {
+        tree().prunable.insert(container.id);
+    } else if (container.child_count == 1) {
+        tree().prunable.erase(container.id);
+    }
+}
+
 void prepend(const StoreLock& lock, MediaContainer& parent, MediaObject& child) {
     child.parent = parent.id;
     child.next = parent.first_child;
     if (MediaObject* const former = tree().ids.find(parent.first_child)) former->previous = child.id;
     parent.first_child = child.id;
     ++parent.child_count;
+    note_child_count(parent);
     tree().ids.put(child);
     add_music_seconds(parent, music_seconds_of(lock, child));
     list_changed(lock, parent);
@@ -64,6 +75,7 @@ void unlink(const StoreLock& lock, MediaContainer& parent, MediaObject& child) {
     }
     if (MediaObject* const next = tree().ids.find(child.next)) next->previous = child.previous;
     --parent.child_count;
+    note_child_count(parent);
     tree().ids.remove(child.id);
     add_music_seconds(parent, -music_seconds_of(lock, child));
     list_changed(lock, parent);
@@ -121,18 +133,60 @@ PathIndex& path_index(ObjectClass media_class) {
     return tree().path_index[static_cast<std::size_t>(media_class)];
 }
 
+// Whether the item is a file of ours: radio stations and items of other servers lie in no directory.
+bool lies_in_directory(const MediaItem& item) {
+    return item.object_class != ObjectClass::audio_broadcast && !db_path_is_remote(item.path.view());
+}
+
+std::string_view without_final_slash(std::string_view directory) {
+    if (directory.ends_with('/')) directory.remove_suffix(1);
+    return directory;
+}
+
+std::string_view directory_of(const MediaItem& item) {
+    const std::string_view path = item.path.view();
+    const std::size_t slash = path.rfind('/');
+    return without_final_slash(path.substr(0, slash == std::string_view::npos ? 0 : slash));
+}
+
+void chain_in_directory(MediaItem& item) {
+    if (!lies_in_directory(item)) return;
+    DirectoryIndex& directories = tree().directories;
+    const std::string_view directory = directory_of(item);
+    auto at = directories.find(directory);
+    if (at == directories.end()) at = directories.emplace(directory, kNoObject).first;
+    item.next_in_directory = at->second;
+    if (MediaItem* const former = find_item(at->second)) former->previous_in_directory = item.id;
+    at->second = item.id;
+}
+
+void unchain_in_directory(const MediaItem& item) {
+    if (!lies_in_directory(item)) return;
+    MediaItem* const next = find_item(item.next_in_directory);
+    if (next != nullptr) next->previous_in_directory = item.previous_in_directory;
+    if (MediaItem* const previous = find_item(item.previous_in_directory)) {
+        previous->next_in_directory = item.next_in_directory;
+        return;
+    }
+    const auto at = tree().directories.find(directory_of(item));
+    at->second = item.next_in_directory;
+    if (next == nullptr) tree().directories.erase(at);
+}
+
 void index_item(MediaItem& item) {
     if (is_path_indexed(item)) {
         // Not assigned over an older entry: its key would go on pointing into the older item.
         path_index(item.object_class).erase(item.path.view());
         path_index(item.object_class).emplace(item.path.view(), &item);
     }
+    chain_in_directory(item);
 }
 
 void unindex_item(const MediaItem& item) {
     PathIndex& index = path_index(item.object_class);
     const auto indexed = index.find(item.path.view());
     if (indexed != index.end() && indexed->second == &item) index.erase(indexed);
+    unchain_in_directory(item);
 }
 
 // Forgets the fixed places that point at a container which goes.
@@ -151,6 +205,7 @@ void destroy_container(const StoreLock& lock, MediaContainer& container) {
         unlink(lock, *parent, container);
     }
     forget_place(container);
+    tree().prunable.erase(container.id);
     tree().containers.destroy(container);
 }
 
@@ -243,6 +298,25 @@ MediaItem* tree_find_path(const StoreLock&, ObjectClass media_class, std::string
     return found != index.end() ? found->second : nullptr;
 }
 
+std::vector<MediaItem*> tree_items_below_directory(const StoreLock&, std::string_view directory) {
+    const DirectoryIndex& directories = tree().directories;
+    std::vector<MediaItem*> items;
+    const auto take = [&items](ObjectId first) {
+        for (MediaItem* item = find_item(first); item != nullptr; item = find_item(item->next_in_directory))
+            items.push_back(item);
+    };
+    directory = without_final_slash(directory);
+    if (const auto own = directories.find(directory); own != directories.end()) take(own->second);
+    const std::string below = std::string{directory} + '/';
+    for (auto at = directories.lower_bound(below); at != directories.end() && at->first.starts_with(below); ++at)
+        take(at->second);
+    return items;
+}
+
+std::vector<ObjectId> tree_prunable_containers(const StoreLock&) {
+    return {tree().prunable.begin(), tree().prunable.end()};
+}
+
 void tree_mark_changed(const StoreLock&, MediaContainer& container) {
     if (!container.changed) {
         container.changed = true;
@@ -261,7 +335,10 @@ SharedText tree_intern(const StoreLock&, std::string_view text) {
 }
 
 void tree_collect_texts(const StoreLock&) {
+    constexpr std::size_t kTextsOfOneItem = 16;  // a walk over so many for each removed item is cheap enough
+    if (tree().removed_items * kTextsOfOneItem < tree().texts.size()) return;
     tree().texts.collect();
+    tree().removed_items = 0;
 }
 
 MediaContainer& tree_create_root(const StoreLock&, std::string_view title) {
@@ -283,6 +360,7 @@ MediaContainer& tree_add_container(const StoreLock& lock, MediaContainer& parent
     container.view_number = wanted.view_number;
     prepend(lock, parent, container);
     chain_container(parent, container);
+    note_child_count(container);
     return container;
 }
 
@@ -337,6 +415,7 @@ void tree_remove_item(const StoreLock& lock, MediaItem& item) {
     while (ItemReference* const reference = find_reference(item.first_reference))
         tree_remove_reference(lock, *reference);
     unindex_item(item);
+    ++tree().removed_items;
     unlink(lock, *find_container(item.parent), item);
     tree().items.destroy(item);
 }
@@ -365,6 +444,8 @@ void tree_clear(const StoreLock&) {
     Tree& all = tree();
     all.child_index.clear();
     for (PathIndex& index : all.path_index) index.clear();
+    all.directories.clear();
+    all.prunable.clear();
     all.ids.for_each([&](MediaObject& object) {
         switch (object.kind) {
             case ObjectKind::container:

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "db/media_store.h"
 #include "db/objects.h"
@@ -129,6 +130,12 @@ MediaContainer* tree_next_container(const StoreLock& lock, const MediaContainer&
 // videos.
 MediaItem* tree_find_path(const StoreLock& lock, ObjectClass media_class, std::string_view path);
 
+// The items whose files lie in the directory or below it, of every media type. The directory may end in "/".
+std::vector<MediaItem*> tree_items_below_directory(const StoreLock& lock, std::string_view directory);
+
+// The containers that are empty, not permanent and no direct children of the root.
+std::vector<ObjectId> tree_prunable_containers(const StoreLock& lock);
+
 // ---- changing
 
 // Raises the container's update id (once between two event passes) and remembers that something changed.
@@ -136,8 +143,10 @@ void tree_mark_changed(const StoreLock& lock, MediaContainer& container);
 // An item's listed text or number changed: remembered orders no longer hold.
 void tree_item_changed(const StoreLock& lock);
 
-// The shared form of a text that repeats, and giving back those that nothing uses any more.
+// The shared form of a text that repeats.
 SharedText tree_intern(const StoreLock& lock, std::string_view text);
+// Gives back the shared texts that nothing uses any more, once enough items were removed to be worth a walk over all
+// texts.
 void tree_collect_texts(const StoreLock& lock);
 
 MediaContainer& tree_create_root(const StoreLock& lock, std::string_view title);

@@ -2,6 +2,8 @@
 
 #include <map>
 #include <set>
+#include <unordered_set>
+#include <utility>
 
 #include "core/str.h"
 #include "core/time_text.h"
@@ -23,6 +25,8 @@ public:
         if (seen_.size() != tree().ids.size()) differ("objects that no list holds", kNoObject);
         check_chains();
         check_path_indexes();
+        check_directories();
+        if (prunable_ != tree().prunable) differ("wrong set of prunable containers", kNoObject);
         if (child_titles_ != tree().child_index.size()) differ("child index of another size", kNoObject);
         return difference_;
     }
@@ -69,6 +73,7 @@ private:
         if (expected_container != kNoObject) differ("container chain too long", container.id);
         if (music_seconds != container.music_seconds) differ("wrong play time", container.id);
         if (count != container.child_count) differ("wrong child count", container.id);
+        if (count == 0 && !container.permanent && container.parent != kRootId) prunable_.insert(container.id);
         child_titles_ += titles.size();
     }
 
@@ -98,8 +103,28 @@ private:
         if (indexed != expected) differ("path index of another size", kNoObject);
     }
 
+    // Every file stands in the chain of its directory, once.
+    void check_directories() {
+        std::size_t chained = 0, expected = 0;
+        for (const auto& [directory, first] : tree().directories) {
+            ObjectId previous = kNoObject;
+            for (ObjectId id = first; id != kNoObject; ++chained) {
+                const MediaItem* const item = item_of(lock_, tree_object(lock_, id));
+                if (item == nullptr || item->previous_in_directory != previous)
+                    return differ("wrong chain of a directory", id);
+                if (!directory.empty() && !item->path.view().starts_with(directory + '/')) differ("file in a foreign directory", id);
+                previous = std::exchange(id, item->next_in_directory);
+            }
+            if (previous == kNoObject) differ("directory without files", kNoObject);
+        }
+        for (const MediaItem* item : items_)
+            if (item->object_class != ObjectClass::audio_broadcast && !db_path_is_remote(item->path.view())) ++expected;
+        if (chained != expected) differ("files that no directory holds", kNoObject);
+    }
+
     const StoreLock& lock_;
     std::string difference_;
+    std::unordered_set<ObjectId> prunable_;
     std::set<ObjectId> seen_;
     std::vector<const MediaItem*> items_;
     std::map<ObjectId, std::int32_t> references_;

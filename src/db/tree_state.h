@@ -3,9 +3,13 @@
 #pragma once
 
 #include <array>
+#include <functional>
+#include <map>
 #include <mutex>
+#include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "db/id_table.h"
 #include "db/media_store.h"
@@ -27,6 +31,10 @@ struct ChildKeyHash {
 using PathIndex = std::unordered_map<std::string_view, MediaItem*>;  // keyed by views of the items' own paths
 constexpr std::size_t kMediaTypes = 4;
 
+// Directory path, without a "/" at its end, to the first item of the chain through its files. Ordered, so that what
+// lies below a directory stands together.
+using DirectoryIndex = std::map<std::string, ObjectId, std::less<>>;
+
 struct Tree {
     std::mutex mutex;
     MediaStore store;
@@ -38,6 +46,9 @@ struct Tree {
     TextPool texts;
     std::unordered_map<ChildKey, MediaContainer*, ChildKeyHash> child_index;
     std::array<PathIndex, kMediaTypes> path_index;
+    DirectoryIndex directories;
+    std::unordered_set<ObjectId> prunable;  // the containers that are empty and may be pruned
+    std::size_t removed_items = 0;          // since the unused texts were last collected
 };
 
 Tree& tree();

@@ -14,7 +14,11 @@ struct LookedFor {
     std::string path;
 };
 
-// What a scan pass has not met: candidates, not verdicts.
+// Whether the item's file was not met by this scan pass: a candidate for removal, not a verdict.
+bool is_unseen(const MediaStore& places, const MediaItem& item) {
+    return item.seen_in_pass != places.scan_pass && !db_path_is_remote(item.path.view());
+}
+
 std::vector<LookedFor> unseen_files() {
     std::vector<LookedFor> unseen;
     StoreLock lock;
@@ -23,12 +27,29 @@ std::vector<LookedFor> unseen_files() {
         if (list == nullptr) continue;
         for (MediaObject& child : tree_children(lock, *list)) {
             const MediaItem* const item = item_of(lock, &child);
-            if (item == nullptr || item->seen_in_pass == places.scan_pass || db_path_is_remote(item->path.view()))
-                continue;
-            unseen.push_back({item->id, std::string{item->path.view()}});
+            if (item != nullptr && is_unseen(places, *item))
+                unseen.push_back({item->id, std::string{item->path.view()}});
         }
     }
     return unseen;
+}
+
+std::vector<LookedFor> unseen_files_below(std::string_view directory) {
+    std::vector<LookedFor> unseen;
+    StoreLock lock;
+    for (const MediaItem* item : tree_items_below_directory(lock, directory))
+        if (is_unseen(store(lock), *item)) unseen.push_back({item->id, std::string{item->path.view()}});
+    return unseen;
+}
+
+void remove_gone(std::vector<LookedFor> files) {
+    std::erase_if(files, [](const LookedFor& file) { return file_status(file.path).has_value(); });
+    // One lock for each item: a client may browse in between.
+    for (const LookedFor& file : files) {
+        StoreLock lock;
+        // Ids are never reused, so this is still the item that was looked for, if it is still there.
+        if (MediaItem* const item = item_of(lock, tree_object(lock, file.id))) tree_remove_item(lock, *item);
+    }
 }
 
 }  // namespace
@@ -47,36 +68,28 @@ void db_remove_file(const std::string& path) {
 }
 
 void db_remove_vanished() {
-    std::vector<LookedFor> gone = unseen_files();
-    std::erase_if(gone, [](const LookedFor& file) { return file_status(file.path).has_value(); });
-    // One lock for each item: a client may browse in between.
-    for (const LookedFor& file : gone) {
-        StoreLock lock;
-        MediaItem* const item = item_of(lock, tree_object(lock, file.id));
-        // Ids are never reused, so this is still the item that was looked for - if it is still there.
-        if (item != nullptr) tree_remove_item(lock, *item);
-    }
+    remove_gone(unseen_files());
+}
+
+void db_remove_vanished_below(std::string_view directory) {
+    remove_gone(unseen_files_below(directory));
 }
 
 void db_prune_empty() {
     StoreLock lock;
-    if (MediaContainer* const root = store(lock).root) db_prune_empty_below(lock, *root);
+    if (const MediaContainer* const root = store(lock).root) db_prune_empty_below(lock, *root);
     tree_collect_texts(lock);
 }
 
-void db_prune_empty_below(const StoreLock& lock, MediaContainer& start) {
-    std::vector<MediaContainer*> empty;
-    const auto can_go = [](const MediaContainer& container) {
-        return container.child_count == 0 && !container.permanent && container.parent != kRootId;
-    };
-    for (MediaContainer* at = &start; at != nullptr; at = tree_next_container(lock, *at, start))
-        if (at != &start && can_go(*at)) empty.push_back(at);
-    for (MediaContainer* at : empty) {
-        // A removed child may have emptied its parents: they go in the same pass.
-        while (at != nullptr && at != &start && can_go(*at)) {
-            MediaContainer* const parent = tree_parent(lock, *at);
-            tree_remove_container(lock, *at);
-            at = parent;
+void db_prune_empty_below(const StoreLock& lock, const MediaContainer& start) {
+    // A removed container may leave its parent empty, so this goes on until a round finds nothing.
+    for (bool removed = true; removed;) {
+        removed = false;
+        for (const ObjectId id : tree_prunable_containers(lock)) {
+            MediaContainer* const container = as_container(tree_object(lock, id));
+            if (id == start.id || !tree_is_below(lock, *container, start)) continue;
+            tree_remove_container(lock, *container);
+            removed = true;
         }
     }
 }

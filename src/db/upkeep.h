@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "db/tree.h"
 
@@ -15,12 +16,14 @@ void db_remove_file(const std::string& path);
 // seen are not looked at again, so an unchanged library costs one file status a file. Files are looked at without the
 // lock.
 void db_remove_vanished();
+// The same for the files that lie in one directory or below it; costs nothing for those elsewhere.
+void db_remove_vanished_below(std::string_view directory);
 
 // Removes every empty container that is neither permanent nor a direct child of the root, with the parents it leaves
-// empty.
+// empty. Costs what there is to remove, not what the tree holds.
 void db_prune_empty();
 // The same below one container, which itself stays.
-void db_prune_empty_below(const StoreLock& lock, MediaContainer& start);
+void db_prune_empty_below(const StoreLock& lock, const MediaContainer& start);
 
 // Empties internet radio but for the own radio stations, before the directory's stations are read again.
 void db_clear_radio();

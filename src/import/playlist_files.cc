@@ -251,14 +251,17 @@ void playlist_import(const std::string& path, const RunningFlag& running) {
         if (str_equal_nocase(path_extension(path), format.extension)) format.import(path, {}, &running);
 }
 
-void playlists_forget_vanished() {
+void playlists_forget_vanished(std::string_view directory) {
     std::map<std::string, std::string> names;
     {
         std::scoped_lock lock{imported().mutex};
         names = imported().names;
     }
+    const std::string below = directory.ends_with('/') ? std::string{directory} : str_concat(directory, "/");
     std::map<std::string, std::string> gone = names;
-    std::erase_if(gone, [](const auto& file) { return file_status(file.first).has_value(); });
+    std::erase_if(gone, [&](const auto& file) {
+        return (!directory.empty() && !file.first.starts_with(below)) || file_status(file.first).has_value();
+    });
     for (const auto& file : gone) {
         names.erase(file.first);
         const bool named_by_another =

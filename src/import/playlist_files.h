@@ -19,5 +19,6 @@ void xml_playlist_import(const std::string& path, std::string_view name = {}, co
 // The one of them that the file's extension asks for; nothing for other files.
 void playlist_import(const std::string& path, const RunningFlag& running);
 
-// Empties the playlists whose files are gone since they were imported. Called by the scanner after each pass.
-void playlists_forget_vanished();
+// Empties the playlists whose files lie below the directory (empty: anywhere) and are gone since they were imported.
+// Called by the scanner after each pass.
+void playlists_forget_vanished(std::string_view directory);

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <mutex>
-#include <optional>
+#include <utility>
+#include <vector>
 
 #include "core/log.h"
 #include "core/process_wide.h"
@@ -19,14 +20,18 @@ constexpr std::int64_t kFirstWaitMs = 200;
 constexpr std::int64_t kPeriodMs = 10'000, kPeriodsPerMinute = 6, kPeriodSeconds = 10;
 constexpr std::int64_t kSliceMs = 100;  // how long a stop or a request may go unseen
 
-// A rescan that was asked for; without a target it means all content directories.
-struct RescanRequest {
-    std::optional<ScanTarget> target;
+// What a pass is asked to look at: directories, or everything, which takes them in.
+struct WantedScan {
+    bool everything = false;
+    std::vector<ScanTarget> directories;
+
+    bool empty() const { return !everything && directories.empty(); }
 };
 
 struct ScanState {
     std::mutex mutex;
-    std::optional<RescanRequest> request;
+    WantedScan wanted;     // of the next pass
+    bool answers = false;  // the pass that runs now was asked for
     ScanStatus status;
 };
 ScanState& state() {
@@ -35,7 +40,7 @@ ScanState& state() {
 
 bool rescan_requested() {
     std::scoped_lock lock{state().mutex};
-    return state().request.has_value();
+    return !state().wanted.empty();
 }
 
 void publish_seconds(std::int64_t periods) {
@@ -57,21 +62,25 @@ void scan_targets(const std::vector<ScanTarget>& targets, const RunningFlag& run
     }
 }
 
-// Over the requested directory, or over all content directories; the request is done with at the end.
-void run_pass(const std::optional<RescanRequest>& request, const RunningFlag& running) {
+void run_pass(const std::vector<ScanTarget>& targets, const RunningFlag& running) {
     {
         std::scoped_lock lock{state().mutex};
         state().status.scanning = true;
     }
     db_begin_scan_pass();
-    if (request && request->target) {
-        scan_targets({*request->target}, running);
-    } else {
-        scan_targets(content_directories(), running);
-    }
+    scan_targets(targets, running);
     std::scoped_lock lock{state().mutex};
     state().status.scanning = false;
-    if (request) state().request.reset();
+    state().answers = false;
+}
+
+// What was asked for; everything when nothing was.
+WantedScan take_wanted() {
+    std::scoped_lock lock{state().mutex};
+    WantedScan wanted = std::exchange(state().wanted, {});
+    state().answers = !wanted.empty();
+    wanted.everything = wanted.everything || wanted.directories.empty();
+    return wanted;
 }
 
 // Whole seconds since a value of uptime_ms, across its wrap.
@@ -102,11 +111,20 @@ void wait_for_next_pass(const RunningFlag& running, std::int64_t minutes) {
     } while (periods > 0 && running.running() && !rescan_requested());
 }
 
+// A pass, and what follows from the files that it did not meet.
 void scan_and_tidy(const RunningFlag& running) {
-    scan_all(running);
+    const WantedScan wanted = take_wanted();
+    run_pass(wanted.everything ? content_directories() : wanted.directories, running);
     if (!running.running()) return;  // the shutdown does not wait for the rest
-    db_remove_vanished();
-    playlists_forget_vanished();
+    if (wanted.everything) {
+        db_remove_vanished();
+        playlists_forget_vanished({});
+    } else {
+        for (const ScanTarget& target : wanted.directories) {
+            db_remove_vanished_below(target.path());
+            playlists_forget_vanished(target.path());
+        }
+    }
     db_prune_empty();
 }
 
@@ -116,7 +134,8 @@ void scan_start(RunningFlag& running, const RunningFlag* watched) {
     if (!running.set_running()) return;
     {
         std::scoped_lock lock{state().mutex};
-        state().request.reset();
+        state().wanted = {};
+        state().answers = false;
         state().status = {};
     }
     if (!thread_start_detached([&running, watched] { scan_thread(running, watched); })) running.clear();
@@ -130,7 +149,7 @@ void scan_thread(RunningFlag& running, const RunningFlag* watched) {
 
     // The first pass is always over everything; a request that came before it follows at once.
     std::uint32_t start_ms = uptime_ms();
-    run_pass({}, running);
+    run_pass(content_directories(), running);
     std::int64_t elapsed = seconds_since(start_ms);
 
     while (running.running()) {
@@ -148,19 +167,15 @@ ScanStatus scan_status() {
 }
 
 RescanAnswer scan_request_rescan(std::string_view directory) {
-    RescanRequest request{.target = rescan_target(directory)};
+    auto target = rescan_target(directory);
     std::scoped_lock lock{state().mutex};
-    if (state().request) return RescanAnswer::already_running;
-    if (!request.target && !directory.empty()) return RescanAnswer::invalid;
-    state().request = std::move(request);
-    return RescanAnswer::initiated;
-}
-
-void scan_all(const RunningFlag& running) {
-    std::optional<RescanRequest> request;
-    {
-        std::scoped_lock lock{state().mutex};
-        request = state().request;
+    if (!state().wanted.empty() || state().answers) return RescanAnswer::already_running;
+    if (target) {
+        state().wanted.directories.push_back(std::move(*target));
+    } else if (directory.empty()) {
+        state().wanted.everything = true;
+    } else {
+        return RescanAnswer::invalid;
     }
-    run_pass(request, running);
+    return RescanAnswer::initiated;
 }

@@ -26,7 +26,3 @@ enum class RescanAnswer { initiated, already_running, invalid };
 // Asks for a pass over one directory, or over all content directories when it is empty. Nothing changes when a rescan
 // is still pending or running, or when the directory is none of ours (see rescan_target).
 RescanAnswer scan_request_rescan(std::string_view directory);
-
-// One pass: over the requested directory, or over all content directories when none is requested. What was requested
-// before the pass began is done with it; a request that comes meanwhile waits for the next one.
-void scan_all(const RunningFlag& running);

@@ -113,10 +113,10 @@ TEST_F(Playlists, ARemovedFileLosesItsEntries) {
     const std::string gone = music_.write("gone.m3u", "a.mp3\nhttp://radio.example/one\nhttp://radio.example/two\n");
     m3u_import(gone);
     m3u_import(music_.write("stays.m3u", "a.mp3\nhttp://radio.example/two\n"));
-    playlists_forget_vanished();
+    playlists_forget_vanished({});
     EXPECT_EQ(entries("gone").size(), 3u);
     fs::remove(gone);
-    playlists_forget_vanished();
+    playlists_forget_vanished({});
     EXPECT_EQ(entries("gone"), Strings{});
     EXPECT_EQ(entries("stays"), (Strings{"1 Tag A", "2 two"}));
     EXPECT_EQ(children({"Music", "Internet Radio", "- Favorites- "}), (Strings{"(two)"}));
@@ -126,7 +126,7 @@ TEST_F(Playlists, ARemovedFileLosesItsEntries) {
     m3u_import(former);
     m3u_import(music_.write("y/l.m3u", "../b.mp3\n"));
     fs::remove(former);
-    playlists_forget_vanished();
+    playlists_forget_vanished({});
     EXPECT_EQ(entries("l"), (Strings{"1 b"}));
 }
 
