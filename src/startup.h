@@ -1,6 +1,6 @@
-// Start and end of the whole server: the order in which its parts are started, the addresses it is served on, and the
-// shutdown. Every long-lived thread has a running flag here; stopping asks them all, waits a bounded time and goes on
-// regardless, telling which of them did not end.
+// Start and end of the whole server: the order in which its parts are started, and the shutdown. Every long-lived
+// thread has a running flag here; stopping asks them all, waits a bounded time and goes on regardless, telling which of
+// them did not end.
 #pragma once
 
 #include "core/thread.h"
@@ -29,10 +29,6 @@ RunningFlags& running_flags();
 void start_all();
 // Stops every part and frees the content tree; a few seconds at most. start_all may follow.
 void stop_all();
-
-// One HTTP listener and one discovery instance for each address. Nothing happens when the flag runs already.
-void server_start(RunningFlag& flag);
-void server_stop(RunningFlag& flag);
 
 // Stops everything, reads the ini file again and starts everything. In a thread of its own, because it outlives the
 // connection that asks for it; the answer to that has half a second to get out.

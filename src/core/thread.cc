@@ -104,6 +104,16 @@ bool thread_start_detached(std::function<void()> routine) {
     return true;
 }
 
+bool thread_start_flagged(RunningFlag& flag, std::function<void()> routine) {
+    if (!flag.set_running()) return false;
+    const bool started = thread_start_detached([&flag, routine = std::move(routine)] {
+        routine();
+        flag.clear();
+    });
+    if (!started) flag.clear();
+    return started;
+}
+
 std::string error_text() {
     return std::generic_category().message(errno);
 }
@@ -118,4 +128,9 @@ bool sleep_while_running(const RunningFlag& flag, std::int64_t milliseconds, std
         milliseconds -= slice_ms;
     }
     return flag.running();
+}
+
+void wait_at_most(int limit_ms, bool (*is_done)()) {
+    constexpr int kLookAgainMs = 50;
+    for (int waited = 0; waited < limit_ms && !is_done(); waited += kLookAgainMs) sleep_ms(kLookAgainMs);
 }

@@ -20,6 +20,12 @@ std::optional<std::thread> thread_start(std::function<void()> routine);
 // captured. False when the system has none left, after saying so on standard error.
 bool thread_start_detached(std::function<void()> routine);
 
+class RunningFlag;
+// A detached thread whose flag runs while it does: sets the flag before the thread starts, so that a stop that comes
+// first is not lost, and clears it when the routine ends. False when the flag was not idle or the system has no thread
+// left; the flag is then as it was.
+bool thread_start_flagged(RunningFlag& flag, std::function<void()> routine);
+
 // Runs work that keeps a processor busy and waits for its end. It runs on a thread of its own that gives way to the
 // others, so that short answers do not wait for it; on the calling thread where the system has no other left.
 void run_giving_way(const std::function<void()>& work);
@@ -30,8 +36,8 @@ std::string error_text();
 // Prints "WHAT: reason of the current errno" to standard error, as the C library's error printer does.
 void print_error(const char* what);
 
-// 0 not running, 1 running, -1 asked to stop. The starter or the thread sets running, the thread itself clears it as
-// its last act, stopping code only ever turns running into asked.
+// 0 not running, 1 running, -1 asked to stop. thread_start_flagged sets and clears it; stopping code only ever turns
+// running into asked.
 class RunningFlag {
 public:
     int value() const { return value_.load(); }
@@ -52,17 +58,8 @@ private:
     std::atomic<int> value_{0};
 };
 
-// Clears the flag when the thread's routine ends, however it ends.
-class ClearsWhenDone {
-public:
-    explicit ClearsWhenDone(RunningFlag& flag) : flag_(flag) {}
-    ~ClearsWhenDone() { flag_.clear(); }
-    ClearsWhenDone(const ClearsWhenDone&) = delete;
-    ClearsWhenDone& operator=(const ClearsWhenDone&) = delete;
-
-private:
-    RunningFlag& flag_;
-};
+// Waits until is_done() holds, looking every 50 ms, no longer than the limit.
+void wait_at_most(int limit_ms, bool (*is_done)());
 
 // Sleeps in slices of at most slice_ms, looking at the flag after each; false as soon as it no longer runs.
 bool sleep_while_running(const RunningFlag& flag, std::int64_t milliseconds, std::int64_t slice_ms = 100);

@@ -10,6 +10,7 @@
 
 #include "core/file.h"
 #include "core/log.h"
+#include "core/process_wide.h"
 #include "core/settings.h"
 #include "db/store.h"
 
@@ -21,9 +22,14 @@ constexpr std::int64_t kQuietSleepMs = 100;
 constexpr std::uint32_t kPlaysWaitMs = 5 * 60'000;
 constexpr std::int64_t kExternalLookMs = 5000;
 
-// While the file is being read it must not be written: what was not read yet would be gone. It stays so when the file
-// could not be read to its end, or when a stop came first.
-std::atomic<bool> reading{false};
+// Writing the file while it is read would lose what was not read yet. Stays set when the file could not be read to its
+// end, or when a stop came first.
+std::atomic<bool>& reading() {
+    struct Reading {
+        std::atomic<bool> value{false};
+    };
+    return process_wide<Reading>().value;
+}
 
 // The file's path when there is one and it can be a file.
 Text usable_path() {
@@ -80,7 +86,7 @@ std::optional<SaveMark> wait_for_quiet(const RunningFlag& running) {
     for (int sleeps = 0; sleeps < kQuietSleeps;) {
         if (!sleep_while_running(running, kQuietSleepMs)) return std::nullopt;
         const SaveMark now = current_mark();
-        sleeps = now.update_id > mark.update_id || reading ? 0 : sleeps + 1;
+        sleeps = now.update_id > mark.update_id || reading() ? 0 : sleeps + 1;
         mark = now;
     }
     return mark;
@@ -155,7 +161,6 @@ LookedAt look_at(const std::string& path) {
 }
 
 void external_thread(RunningFlag& running, const RunningFlag& first) {
-    const ClearsWhenDone done{running};
     const std::string path{text_or_empty(settings_get(Setting::externaldbfile))};
     while (running.running() && first.running()) sleep_while_running(running, kQuietSleepMs);
     LookedAt seen = look_at(path);
@@ -173,37 +178,33 @@ void external_thread(RunningFlag& running, const RunningFlag& first) {
 }  // namespace
 
 void dbfile_start_reader(RunningFlag& running) {
-    if (running.idle()) reading = false;  // that of an earlier start may not have come to its end
+    if (running.idle()) reading() = false;  // that of an earlier start may not have come to its end
     const Text path = usable_path();
     if (!path || !file_status(*path)) return;
-    if (!running.set_running()) {
+    if (!running.idle()) {
         log_message(LOG_INFO, LOG_DB, "read database thread overlapping, terminating one!\n");
         return;
     }
-    reading = true;
-    if (thread_start_detached([&running] { dbfile_read_thread(running); })) return;
-    reading = false;
-    running.clear();
+    reading() = true;
+    if (!thread_start_flagged(running, [&running] { dbfile_read_thread(running); })) reading() = false;
 }
 
 void dbfile_start_writer(RunningFlag& running) {
-    if (!has_text(settings_get(Setting::dbfile)) || !running.set_running()) return;
-    if (!thread_start_detached([&running] { dbfile_write_thread(running); })) running.clear();
+    if (!has_text(settings_get(Setting::dbfile))) return;
+    thread_start_flagged(running, [&running] { dbfile_write_thread(running); });
 }
 
 void dbfile_start_external(RunningFlag& running, const RunningFlag& first) {
-    if (!has_text(settings_get(Setting::externaldbfile)) || !running.set_running()) return;
-    if (!thread_start_detached([&running, &first] { external_thread(running, first); })) running.clear();
+    if (!has_text(settings_get(Setting::externaldbfile))) return;
+    thread_start_flagged(running, [&running, &first] { external_thread(running, first); });
 }
 
 void dbfile_read_thread(RunningFlag& running) {
-    const ClearsWhenDone done{running};
     const bool whole = read_file(std::string{text_or_empty(settings_get(Setting::dbfile))}, running);
-    reading = !whole || !running.running();
+    reading() = !whole || !running.running();
 }
 
 void dbfile_write_thread(RunningFlag& running) {
-    const ClearsWhenDone done{running};
     SaveMark written;
     std::uint32_t written_ms = uptime_ms();
     while (sleep_while_running(running, kPollMs)) {
@@ -221,7 +222,7 @@ void dbfile_write_thread(RunningFlag& running) {
         written_ms = uptime_ms();
     }
     // Nobody is served any more, so these are all the plays there are.
-    if (reading || current_mark().plays <= written.plays) return;
+    if (reading() || current_mark().plays <= written.plays) return;
     if (const Text path = usable_path()) save_at_the_end(*path);
 }
 

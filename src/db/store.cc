@@ -14,8 +14,6 @@
 
 namespace {
 
-std::atomic<EventSink> event_sink{nullptr};
-
 // A fixed container titled by a setting; null (and no id taken) when the setting is empty or the parent does not exist.
 MediaContainer* add_place(const StoreLock& lock, MediaContainer* parent, const Text& title, ObjectClass object_class) {
     if (parent == nullptr || !has_text(title)) return nullptr;
@@ -61,7 +59,7 @@ void create_videos(const StoreLock& lock, MediaStore& places) {
 }
 
 // "id,update id" of every changed container, depth first; clears their marks.
-std::string db_collect_update_ids(const StoreLock& lock, MediaContainer& start) {
+std::string collect_update_ids(const StoreLock& lock, MediaContainer& start) {
     TextBuffer list;
     for (MediaContainer* at = &start; at != nullptr; at = tree_next_container(lock, *at, start)) {
         if (!at->changed) continue;
@@ -109,22 +107,13 @@ void db_destroy() {
     tree_clear(lock);
 }
 
-void db_set_event_sink(EventSink sink) {
-    event_sink = sink;
-}
-
-void db_event_pass() {
-    std::string changed;
-    std::int32_t update_id = 0;
-    {
-        StoreLock lock;
-        MediaStore& places = store(lock);
-        if (!places.changed || places.root == nullptr) return;
-        changed = db_collect_update_ids(lock, *places.root);
-        update_id = ++places.system_update_id;
-        places.changed = false;
-    }
-    if (const EventSink sink = event_sink) sink(update_id, changed);
+std::optional<ChangedContent> db_event_pass() {
+    StoreLock lock;
+    MediaStore& places = store(lock);
+    if (!places.changed || places.root == nullptr) return std::nullopt;
+    places.changed = false;
+    return ChangedContent{.system_update_id = ++places.system_update_id,
+                          .container_update_ids = collect_update_ids(lock, *places.root)};
 }
 
 std::int32_t db_system_update_id() {

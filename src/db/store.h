@@ -16,12 +16,13 @@ void db_create();
 // Frees the whole tree. A later db_create goes on with fresh ids.
 void db_destroy();
 
-// Told after each event pass that found changes; called without the store lock held.
-using EventSink = void (*)(std::int32_t system_update_id, std::string_view container_update_ids);
-void db_set_event_sink(EventSink sink);
-// One pass of the eventing ticker: when something changed, raises the system update id, tells the sink "id,update
-// id,..." of every changed container, depth first, and clears the marks.
-void db_event_pass();
+struct ChangedContent {
+    std::int32_t system_update_id = 0;
+    std::string container_update_ids;  // "id,update id,..." of every changed container, depth first
+};
+// What changed since the last pass: raises the system update id and clears the marks of the changed containers. Returns
+// nullopt when nothing changed.
+std::optional<ChangedContent> db_event_pass();
 std::int32_t db_system_update_id();
 
 // The object with this id in the subtree below start, start's own siblings included; null when there is none.

@@ -112,7 +112,8 @@ private:
                 const MediaItem* const item = item_of(lock_, tree_object(lock_, id));
                 if (item == nullptr || item->previous_in_directory != previous)
                     return differ("wrong chain of a directory", id);
-                if (!directory.empty() && !item->path.view().starts_with(directory + '/')) differ("file in a foreign directory", id);
+                if (!directory.empty() && !item->path.view().starts_with(directory + '/'))
+                    differ("file in a foreign directory", id);
                 previous = std::exchange(id, item->next_in_directory);
             }
             if (previous == kNoObject) differ("directory without files", kNoObject);

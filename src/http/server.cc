@@ -168,9 +168,6 @@ void http_open_listener(HttpServerInstance& instance) {
 }
 
 void http_accept_thread(const std::shared_ptr<HttpServerInstance>& instance) {
-    // The starter may have set it already, and may have asked to stop since.
-    if (instance->running.idle()) instance->running.set_running();
-    const ClearsWhenDone clears{instance->running};
     const Socket socket{std::exchange(instance->listen_socket, -1)};  // closed before the flag is cleared
     if (!socket) return;
     const char* const ip = instance->ip_text.c_str();

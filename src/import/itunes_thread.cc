@@ -23,7 +23,6 @@ bool same_file(const FileStatus& a, const FileStatus& b) {
 }
 
 void itunes_thread(RunningFlag& running, const std::string& path, LibraryReading read, LibraryMayBegin may_begin) {
-    const ClearsWhenDone done{running};
     while (!may_begin())
         if (!sleep_while_running(running, 100)) return;
     if (!running.running()) return;
@@ -43,10 +42,8 @@ void itunes_thread(RunningFlag& running, const std::string& path, LibraryReading
 void start(RunningFlag& running, Setting setting, LibraryReading read, LibraryMayBegin may_begin) {
     const Text path = settings_get(setting);
     if (!has_text(path)) return;
-    if (!running.set_running()) return;
-    const bool started = thread_start_detached(
-        [&running, path = *path, read, may_begin] { itunes_thread(running, path, read, may_begin); });
-    if (!started) running.clear();
+    thread_start_flagged(running,
+                         [&running, path = *path, read, may_begin] { itunes_thread(running, path, read, may_begin); });
 }
 
 }  // namespace

@@ -133,12 +133,10 @@ void wait_for_flag(const RunningFlag& running, const RunningFlag* watched) {
 }  // namespace
 
 void radio_start(RunningFlag& running, const RunningFlag* watched) {
-    if (!running.set_running()) return;
-    if (!thread_start_detached([&running, watched] { radio_thread(running, watched); })) running.clear();
+    thread_start_flagged(running, [&running, watched] { radio_thread(running, watched); });
 }
 
 void radio_thread(RunningFlag& running, const RunningFlag* watched) {
-    const ClearsWhenDone done{running};
     const std::int64_t minutes = int_or(Setting::radioreread, kDefaultMinutes);
     if (!settings_get_bool(Setting::radio)) return;
     wait_for_flag(running, watched);

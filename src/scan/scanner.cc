@@ -131,18 +131,17 @@ void scan_and_tidy(const RunningFlag& running) {
 }  // namespace
 
 void scan_start(RunningFlag& running, const RunningFlag* watched) {
-    if (!running.set_running()) return;
+    if (!running.idle()) return;
     {
         std::scoped_lock lock{state().mutex};
         state().wanted = {};
         state().answers = false;
         state().status = {};
     }
-    if (!thread_start_detached([&running, watched] { scan_thread(running, watched); })) running.clear();
+    thread_start_flagged(running, [&running, watched] { scan_thread(running, watched); });
 }
 
 void scan_thread(RunningFlag& running, const RunningFlag* watched) {
-    const ClearsWhenDone done{running};
     const std::int64_t interval =
         settings_get(Setting::scantime) ? settings_get_int(Setting::scantime) : kDefaultMinutes;
     wait_for_flag(running, watched);

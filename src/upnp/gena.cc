@@ -235,6 +235,23 @@ bool is_enabled() {
     return all.enabled;
 }
 
+// Tells every subscriber of the content that has had its first events. A delivery that fails is silent: the subscriber
+// stays, its event key goes on.
+void send_update_ids(const ChangedContent& changed) {
+    if (!is_enabled()) return;
+    const auto body = std::make_shared<const std::string>(
+        gena_update_id_body(changed.system_update_id, changed.container_update_ids));
+    log_update_id_event(*body);
+    SubscriberTable& all = table();
+    std::scoped_lock lock{all.mutex};
+    if (!all.enabled) return;
+    all.last_update_id = changed.system_update_id;
+    for (int slot = 0; slot < kSubscriberSlots; ++slot) {
+        const Subscriber& subscriber = all.slots[static_cast<std::size_t>(slot)];
+        if (subscriber.greeted && (subscriber.services & kContentDirectoryEvents) != 0) enqueue(all, slot, body);
+    }
+}
+
 }  // namespace
 
 void gena_init() {
@@ -284,28 +301,11 @@ HandlerResult handle_unsubscribe(HttpRequest& request) {
     return http_send_text(request, 200, "text/xml; charset=\"UTF-8\"", {});
 }
 
-void gena_send_update_id_event(std::int32_t system_update_id, std::string_view container_update_ids) {
-    if (!is_enabled()) return;
-    const auto body = std::make_shared<const std::string>(gena_update_id_body(system_update_id, container_update_ids));
-    log_update_id_event(*body);
-    SubscriberTable& all = table();
-    std::scoped_lock lock{all.mutex};
-    if (!all.enabled) return;
-    all.last_update_id = system_update_id;
-    for (int slot = 0; slot < kSubscriberSlots; ++slot) {
-        const Subscriber& subscriber = all.slots[static_cast<std::size_t>(slot)];
-        if (subscriber.greeted && (subscriber.services & kContentDirectoryEvents) != 0) enqueue(all, slot, body);
-    }
-}
-
 void gena_start_ticker(RunningFlag& running) {
-    if (!running.set_running()) return;
-    const bool started = thread_start_detached([&running] {
-        const ClearsWhenDone done{running};
+    thread_start_flagged(running, [&running] {
         while (sleep_while_running(running, kTickMs)) {
-            db_event_pass();
+            if (const auto changed = db_event_pass()) send_update_ids(*changed);
             start_waiting_senders();
         }
     });
-    if (!started) running.clear();
 }

@@ -19,9 +19,6 @@ void gena_shutdown();
 HandlerResult handle_subscribe(HttpRequest& request);
 HandlerResult handle_unsubscribe(HttpRequest& request);
 
-// Tells every subscriber of the content that has had its first events. A delivery that fails is silent: the subscriber
-// stays, its event key goes on.
-void gena_send_update_id_event(std::int32_t system_update_id, std::string_view container_update_ids);
-
-// Looks every two seconds whether the content has changed, and whether an event waits that no thread was left for.
+// Looks every two seconds whether the content has changed, tells the subscribers that have had their first events, and
+// sends what waits because no thread was left for it.
 void gena_start_ticker(RunningFlag& running);

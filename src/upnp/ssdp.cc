@@ -106,9 +106,7 @@ std::optional<SearchJob> wait_for_due_search(SsdpInstance& instance) {
 
 void start_thread(const std::shared_ptr<SsdpInstance>& instance, RunningFlag SsdpInstance::*flag,
                   void (*routine)(SsdpInstance&)) {
-    // Set here and not in the thread, which might otherwise overwrite a stop that comes first.
-    ((*instance).*flag).set_running();
-    if (!thread_start_detached([instance, routine] { routine(*instance); })) ((*instance).*flag).clear();
+    thread_start_flagged((*instance).*flag, [instance, routine] { routine(*instance); });
 }
 
 }  // namespace
@@ -156,7 +154,6 @@ void ssdp_wake(SsdpInstance& instance) {
 }
 
 void ssdp_listen_thread(SsdpInstance& instance) {
-    const ClearsWhenDone done{instance.listen_running};
     sleep_ms(random_number() % 100);
     std::array<char, kMaxPacketBytes> buffer{};
     while (instance.listen_running.running()) {
@@ -168,7 +165,6 @@ void ssdp_listen_thread(SsdpInstance& instance) {
 }
 
 void ssdp_heartbeat_thread(SsdpInstance& instance) {
-    const ClearsWhenDone done{instance.heartbeat_running};
     const Socket socket = ssdp_announcing_socket(instance.address);
     if (!socket) {
         log_message(LOG_PROBLEM, LOG_SSDP, "no socket for announcements on %s: %s\n", instance.interface_name.c_str(),
@@ -191,7 +187,6 @@ void ssdp_heartbeat_thread(SsdpInstance& instance) {
 }
 
 void ssdp_msearch_thread(SsdpInstance& instance) {
-    const ClearsWhenDone done{instance.msearch_running};
     while (instance.msearch_running.running()) {
         if (const auto job = wait_for_due_search(instance)) answer(instance, *job);
     }
