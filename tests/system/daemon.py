@@ -1,6 +1,7 @@
 """Starts the real server on a host of the test network, watches it, and ends it."""
 
 import contextlib
+import itertools
 import os
 import pathlib
 import re
@@ -41,26 +42,23 @@ def wait_until(condition, what, deadline=30):
 
 
 class Daemon:
-    """A server process. Its output is kept in a file, so that nobody has to drain a pipe."""
+    """A server process. Its output is kept in a file, so that nobody has to drain a pipe.
 
-    def __init__(self, host, directory, content=None, port=9000, address=None, verbosity=511, settings=None,
-                 wrapper=(), radio_host=None):
-        self.host, self.directory, self.content = host, pathlib.Path(directory), content
-        self.address, self.port = address or host.address, port
+    Settings go to its command line, but those that are None. wrapper is a command that runs the server in its turn."""
+
+    def __init__(self, host, directory, folder=None, *, port=None, address=None, verbosity=511, wrapper=(),
+                 radio_host=None, arguments=(), **settings):
+        settings |= settings.pop("settings", None) or {}
+        self.host, self.directory, self.folder = host, pathlib.Path(directory), folder
+        self.address, self.port = address or host.address, port or settings.get("httpport") or 9000
         self.ini = self.directory / "pelorama.ini"
         self.log_path = self.directory / "server.log"
-        self.arguments = ["-inifile", str(self.ini), "-v", str(verbosity)]
-        if content is not None:
-            self.arguments += ["-contentdir", str(content)]
-        if host.interface == "lo":
-            self.arguments += ["-ip", host.address]
         # Without a directory to ask, none is looked for: that would add a placeholder to every test's tree.
-        self.radio_host = radio_host
-        if radio_host is None and "radio" not in (settings or {}):
-            self.arguments += ["-radio", "0"]
-        for key, value in (settings or {}).items():
-            self.arguments += [f"-{key}", str(value)]
-        self.wrapper = wrapper  # a command that runs the server in its turn
+        defaults = {"inifile": self.ini, "v": verbosity, "contentdir": folder,
+                    "ip": host.address if host.interface == "lo" else None, "radio": 0 if radio_host is None else None}
+        self.arguments = [word for key, value in (defaults | settings).items() if value is not None
+                          for word in (f"-{key}", str(value))] + [*arguments]
+        self.wrapper, self.radio_host = wrapper, radio_host
         self.process = None
 
     def start(self):
@@ -83,7 +81,8 @@ class Daemon:
         return self
 
     def client(self, host=None, address=None):
-        return wire.Client(host or self.host, address or self.address, self.port)
+        """A control point, on the host at the other end of the cable if no other is named."""
+        return wire.Client(host or self.host.peer, address or self.address, self.port)
 
     # What it says
 
@@ -105,6 +104,7 @@ class Daemon:
             assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
             return self.answers()
         wait_until(look, "the device description is served")
+        return self
 
     def answers(self):
         try:
@@ -199,6 +199,35 @@ class Daemon:
         with contextlib.suppress(AssertionError):  # the caller judges the figure
             wait_until(lambda: growth() <= 0.1, "memory is back", 5)
         return growth()
+
+
+class Servers:
+    """Starts servers, each in a directory of its own below the given one, and ends them when it is left."""
+
+    _ports = itertools.count(9001)  # never one that another server of this run has, or has had
+
+    def __init__(self, host, directory):
+        self._host, self._directory, self._started = host, directory, []
+
+    def __call__(self, folder=None, *, host=None, scan=True, **options):
+        """A server of the folder, once it has scanned it; with scan=False as soon as it is started.
+
+        The other options are those of Daemon. It scans once, without repetition, if they say nothing else."""
+        options = {"scantime": 0, "httpport": next(self._ports)} | options
+        server = Daemon(host or self._host, self._directory / f"server{len(self._started)}", folder, **options)
+        self._started.append(server)
+        return server.start_and_scan() if scan else server.start()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        try:
+            for server in self._started:
+                server.stop()
+        finally:
+            for server in self._started:
+                server.kill()
 
 
 class _Watch:

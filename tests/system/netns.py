@@ -37,6 +37,7 @@ class Host:
         self._descriptor = os.open(f"/proc/{self.pid}/ns/net", os.O_RDONLY)
         self.address = "127.0.0.1"
         self.interface = "lo"
+        self.peer = self  # who is at the other end of the cable
         self.ip("link set lo up multicast on")
 
     def close(self):
@@ -96,4 +97,5 @@ def join(left, left_address, left_interface, right, right_address, right_interfa
         host.ip(f"link set {interface} addrgenmode none")
         host.ip(f"link set {interface} up multicast on")
         host.address, host.interface = address, interface
+    left.peer, right.peer = right, left
     right.route_multicast()

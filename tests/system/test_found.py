@@ -125,7 +125,7 @@ def test_two_addresses_are_each_announced_as_themselves(hosts, start_daemon, lib
     server_host, left, right = hosts(3)
     netns.join(server_host, "10.77.3.1", "media0", left, "10.77.3.2", "recv0")
     netns.join(server_host, "10.77.4.1", "media1", right, "10.77.4.2", "recv0")
-    server = start_daemon(server_host, library.directory, address="10.77.3.1")
+    server = start_daemon(server_host, library.directory)
     server.wait_until_up()
     server.wait_for_scan()
     for host, address in ((left, "10.77.3.1"), (right, "10.77.4.1")):

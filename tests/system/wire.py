@@ -145,6 +145,16 @@ class Client:
             object_id = found[0].id
         return found[0]
 
+    def walk(self, object_id="0"):
+        """Every object below one, each checked against the container that it stands in."""
+        listing = self.browse(object_id)
+        assert listing.total == len(listing)
+        for entry in listing:
+            assert entry.parent_id == object_id
+            yield entry
+            if entry.is_container:
+                yield from self.walk(entry.id)
+
     def tracks(self):
         """The items of "All Tracks"."""
         return list(self.browse(self.child("0", "Music", "All Tracks").id))
