@@ -71,12 +71,14 @@ class Host:
     def route_multicast(self):
         self.ip(f"route add 224.0.0.0/4 dev {self.interface}")
 
-    def connect(self, address, port, timeout=20):
-        """A TCP connection from this host."""
+    def connect(self, address, port, timeout=20, source=None):
+        """A TCP connection from this host, from another of its addresses if one is named."""
         with self.entered():
             connection = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
         connection.settimeout(timeout)
         try:
+            if source:
+                connection.bind((source, 0))
             connection.connect((address, port))
         except OSError:
             connection.close()

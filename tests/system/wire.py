@@ -1,5 +1,6 @@
 """What the tests put on the wire and read from it: plain HTTP, SOAP control, DIDL-Lite, SSDP; Python's library only."""
 
+import contextlib
 import dataclasses
 import re
 import socket
@@ -30,6 +31,11 @@ class Answer:
     def header(self, name):
         return next((value.strip() for key, value in self.headers if key.lower() == name.lower()), None)
 
+    @staticmethod
+    def of_head(head, body=b""):
+        status_line, *lines = head.decode("latin-1").split("\r\n")
+        return Answer(status_line, [tuple(line.split(":", 1)) for line in lines], body)
+
 
 class Closed(Exception):
     """The server closed the connection before an answer was complete."""
@@ -51,8 +57,7 @@ def read_answer(connection, method="GET", have=b""):
     while b"\r\n\r\n" not in have:
         have = _receive(connection, have)
     head, rest = have.split(b"\r\n\r\n", 1)
-    lines = head.decode("latin-1").split("\r\n")
-    answer = Answer(lines[0], [tuple(line.split(":", 1)) for line in lines[1:]], b"")
+    answer = Answer.of_head(head)
     length = answer.header("Content-Length")
     if method == "HEAD":
         return answer, rest
@@ -81,15 +86,28 @@ class Client:
 
     def __init__(self, host, address, port):
         self.host, self.address, self.port = host, address, port
+        self.source = None  # its own address, where the host has several
 
     def connect(self, timeout=20):
-        return self.host.connect(self.address, self.port, timeout)
+        return self.host.connect(self.address, self.port, timeout, self.source)
 
     def send(self, request, method="GET", timeout=20):
         """The answer to a request given as bytes, on a connection of its own."""
         with self.connect(timeout) as connection:
             connection.sendall(request)
             return read_answer(connection, method)[0]
+
+    def exchange(self, request, timeout=60):
+        """Sends bytes and the end of what is sent; everything that comes back until the server closes or resets."""
+        received = bytearray()
+        with self.connect(timeout) as connection:
+            with contextlib.suppress(ConnectionResetError, BrokenPipeError):  # what was said before is still read
+                connection.sendall(request)
+                connection.shutdown(socket.SHUT_WR)
+            with contextlib.suppress(ConnectionResetError):
+                while piece := connection.recv(1 << 16):
+                    received += piece
+        return bytes(received)
 
     def request(self, method, url, headers=(), body=b"", version="1.1"):
         lines = [f"{method} {url} HTTP/{version}", f"Host: {self.address}:{self.port}", *headers]
