@@ -16,16 +16,16 @@ def pytest_configure(config):
 
 
 def _hosts(count):
-    hosts = []
+    made = []
     try:
         for _ in range(count):
-            hosts.append(netns.Host())
+            made.append(netns.Host())
     except (PermissionError, FileNotFoundError) as error:
-        for host in hosts:
+        for host in made:
             host.close()
         # A run that is to vouch for a change must not pass by testing nothing.
         (pytest.fail if os.environ.get("CI") else pytest.skip)(f"{error}")
-    return hosts
+    return made
 
 
 @pytest.fixture(scope="session")
@@ -39,15 +39,6 @@ def network():
 
 
 @pytest.fixture
-def lone_host():
-    """A host with loopback only, of the test's own."""
-    host, = _hosts(1)
-    host.route_multicast()
-    yield host
-    host.close()
-
-
-@pytest.fixture
 def hosts():
     """hosts(count): hosts of the test's own, not yet joined."""
     made = []
@@ -58,6 +49,14 @@ def hosts():
     yield make
     for host in made:
         host.close()
+
+
+@pytest.fixture
+def lone_host(hosts):
+    """A host with loopback only, of the test's own."""
+    host, = hosts(1)
+    host.route_multicast()
+    return host
 
 
 @pytest.fixture

@@ -44,15 +44,15 @@ def wait_until(condition, what, deadline=30):
 class Daemon:
     """A server process. Its output is kept in a file, so that nobody has to drain a pipe.
 
-    Settings go to its command line, but those that are None. wrapper is a command that runs the server in its turn."""
+    Settings go to its command line, but those that are None. ini is what its ini file says before it starts, wrapper a
+    command that runs the server in its turn."""
 
-    def __init__(self, host, directory, folder=None, *, port=None, address=None, verbosity=511, wrapper=(),
+    def __init__(self, host, directory, folder=None, *, port=None, address=None, verbosity=511, wrapper=(), ini=None,
                  radio_host=None, arguments=(), **settings):
-        settings |= settings.pop("settings", None) or {}
+        settings |= settings.pop("settings", {})  # goes when nobody is left who writes it so
         self.host, self.directory, self.folder = host, pathlib.Path(directory), folder
         self.address, self.port = address or host.address, port or settings.get("httpport") or 9000
-        self.ini = self.directory / "pelorama.ini"
-        self.log_path = self.directory / "server.log"
+        self.ini, self.log_path = self.directory / "pelorama.ini", self.directory / "server.log"
         # Without a directory to ask, none is looked for: that would add a placeholder to every test's tree.
         defaults = {"inifile": self.ini, "v": verbosity, "contentdir": folder,
                     "ip": host.address if host.interface == "lo" else None, "radio": 0 if radio_host is None else None}
@@ -60,24 +60,23 @@ class Daemon:
                           for word in (f"-{key}", str(value))] + [*arguments]
         self.wrapper, self.radio_host = wrapper, radio_host
         self.process = None
+        self.directory.mkdir(parents=True, exist_ok=True)
+        if ini is not None:
+            self.ini.write_bytes(ini)
 
     def start(self):
         """Starts the process; wait_until_up() or wait_for_log() tell when it is ready."""
-        self.directory.mkdir(parents=True, exist_ok=True)
         environment = os.environ | {"PELORAMA_CHARSET": "UTF-8"}
         if self.radio_host is not None:
             environment["PELORAMA_RADIO_HOST"] = self.radio_host
         with open(self.log_path, "ab") as log:
             self.process = subprocess.Popen(self.host.command(*self.wrapper, EXECUTABLE, *self.arguments),
-                                            cwd=self.directory,
-                                            env=environment,
-                                            stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+                                            cwd=self.directory, env=environment, stdin=subprocess.DEVNULL,
+                                            stdout=log, stderr=log)
         return self
 
     def start_and_scan(self):
-        self.start()
-        self.wait_until_up()
-        self.wait_for_scan()
+        self.start().wait_until_up().wait_for_scan()
         return self
 
     def client(self, host=None, address=None):
@@ -92,7 +91,7 @@ class Daemon:
     def wait_for_log(self, pattern, after=0, deadline=30):
         """Waits for a line that matches; returns the match. after counts characters of the log already seen."""
         def look():
-            assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+            self.check_alive()
             return re.compile(pattern, re.M).search(self.log(), after)
         return wait_until(look, f"log line {pattern!r}", deadline)
 
@@ -101,7 +100,7 @@ class Daemon:
 
     def wait_until_up(self):
         def look():
-            assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+            self.check_alive()
             return self.answers()
         wait_until(look, "the device description is served")
         return self
@@ -126,6 +125,9 @@ class Daemon:
 
     def alive(self):
         return self.process is not None and self.process.poll() is None
+
+    def check_alive(self):
+        assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
 
     def resident_bytes(self):
         return self._status("VmRSS") * 1024
@@ -180,14 +182,14 @@ class Daemon:
         Memory is compared between two runs of the action, so that what a first use builds once does not count. A second
         run may still have more threads at once than the first, and their stacks are kept for the next threads; so may the
         third. A leak, however, shows at every run. With a sanitizer the figures mean nothing and one run will do."""
-        with _Watch(self, limit * SLOWNESS):
+        with self._answers_within(limit * SLOWNESS):
             action()
             if not SANITIZER:
                 grown = []
                 while (growth := self._growth_by(action)) > 0.1:
                     grown.append(f"{growth:.0%}")
                     assert len(grown) < 4, f"memory grows at every run: {grown}"
-        assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+        self.check_alive()
         self.check_sanitizers()
 
     def _growth_by(self, action):
@@ -199,6 +201,35 @@ class Daemon:
         with contextlib.suppress(AssertionError):  # the caller judges the figure
             wait_until(lambda: growth() <= 0.1, "memory is back", 5)
         return growth()
+
+    @contextlib.contextmanager
+    def _answers_within(self, limit):
+        """Asks for the device description again and again, before, meanwhile and after; no answer may take longer."""
+        client, end, faults = self.client(), threading.Event(), []
+
+        def ask():
+            begun = time.monotonic()
+            try:
+                if client.get("/DeviceDescription.xml").status != 200:
+                    faults.append("no 200")
+            except (OSError, wire.Closed) as error:
+                faults.append(repr(error))
+            if (took := time.monotonic() - begun) >= limit:
+                faults.append(f"took {took:.2f} s")
+
+        def ask_on():
+            while not end.wait(0.1) and not faults:
+                ask()
+        ask()
+        watch = threading.Thread(target=ask_on)
+        watch.start()
+        try:
+            yield
+        finally:
+            end.set()
+            watch.join()
+        ask()
+        assert not faults, f"the device description: {faults}"
 
 
 class Servers:
@@ -215,8 +246,10 @@ class Servers:
         The other options are those of Daemon. It scans once, without repetition, if they say nothing else."""
         options = {"scantime": 0, "httpport": next(self._ports)} | options
         server = Daemon(host or self._host, self._directory / f"server{len(self._started)}", folder, **options)
-        self._started.append(server)
-        return server.start_and_scan() if scan else server.start()
+        self._started.append(server.start())
+        if scan:
+            server.wait_until_up().wait_for_scan()
+        return server
 
     def __enter__(self):
         return self
@@ -228,38 +261,3 @@ class Servers:
         finally:
             for server in self._started:
                 server.kill()
-
-
-class _Watch:
-    """Asks for the device description again and again and notes the slowest answer."""
-
-    def __init__(self, daemon, limit):
-        self._client, self._limit = daemon.client(), limit
-        self._end = threading.Event()
-        self._slowest, self._error = 0.0, None
-        self._thread = threading.Thread(target=self._run)
-
-    def _ask(self):
-        start = time.monotonic()
-        try:
-            if self._client.get("/DeviceDescription.xml").status != 200:
-                self._error = "no 200"
-        except (OSError, wire.Closed) as error:
-            self._error = repr(error)
-        self._slowest = max(self._slowest, time.monotonic() - start)
-
-    def _run(self):
-        while not self._end.wait(0.1) and not self._error:
-            self._ask()
-
-    def __enter__(self):
-        self._ask()
-        self._thread.start()
-
-    def __exit__(self, kind, *_):
-        self._end.set()
-        self._thread.join()
-        if kind is None:
-            self._ask()
-            assert self._error is None, f"the device description: {self._error}"
-            assert self._slowest < self._limit, f"the device description took {self._slowest:.2f} s"

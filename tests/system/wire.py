@@ -45,40 +45,31 @@ class Closed(Exception):
         self.received = received
 
 
-def _receive(connection, have):
-    piece = connection.recv(1 << 16)
-    if not piece:
-        raise Closed(have)
-    return have + piece
-
-
 def read_answer(connection, method="GET", have=b""):
     """One answer, read by its Content-Length (or to the end of the connection). Returns it and the bytes behind it."""
-    while b"\r\n\r\n" not in have:
-        have = _receive(connection, have)
-    head, rest = have.split(b"\r\n\r\n", 1)
-    answer = Answer.of_head(head)
+    received = bytearray(have)
+
+    def receive():
+        piece = connection.recv(1 << 16)
+        received.extend(piece)
+        return piece
+    while b"\r\n\r\n" not in received:
+        if not receive():
+            raise Closed(bytes(received))
+    body_start = received.index(b"\r\n\r\n") + 4
+    answer = Answer.of_head(bytes(received[:body_start - 4]))
     length = answer.header("Content-Length")
     if method == "HEAD":
-        return answer, rest
+        return answer, bytes(received[body_start:])
     if length is None:
-        while True:
-            try:
-                rest = _receive(connection, rest)
-            except Closed:
-                answer.body = rest
-                return answer, b""
-    length = int(length)
-    pieces, got = [rest], len(rest)
-    while got < length:
-        piece = connection.recv(1 << 16)
-        if not piece:
-            raise Closed(head + b"\r\n\r\n" + b"".join(pieces))
-        pieces.append(piece)
-        got += len(piece)
-    body = b"".join(pieces)
-    answer.body = body[:length]
-    return answer, body[length:]
+        while receive():
+            pass
+    end = len(received) if length is None else body_start + int(length)
+    while len(received) < end:
+        if not receive():
+            raise Closed(bytes(received))
+    answer.body = bytes(received[body_start:end])
+    return answer, bytes(received[end:])
 
 
 class Client:
@@ -87,6 +78,7 @@ class Client:
     def __init__(self, host, address, port):
         self.host, self.address, self.port = host, address, port
         self.source = None  # its own address, where the host has several
+        self.headers = []   # lines of every request, by which a receiver may be known
 
     def connect(self, timeout=20):
         return self.host.connect(self.address, self.port, timeout, self.source)
@@ -110,7 +102,7 @@ class Client:
         return bytes(received)
 
     def request(self, method, url, headers=(), body=b"", version="1.1"):
-        lines = [f"{method} {url} HTTP/{version}", f"Host: {self.address}:{self.port}", *headers]
+        lines = [f"{method} {url} HTTP/{version}", f"Host: {self.address}:{self.port}", *self.headers, *headers]
         if body:
             lines.append(f"Content-Length: {len(body)}")
         return self.send("\r\n".join(lines).encode() + b"\r\n\r\n" + body, method)
@@ -248,15 +240,11 @@ def parse_packet(packet):
     }
 
 
-class Searcher:
-    """A socket that multicasts searches from a host and hears the unicast answers."""
+class _Ssdp:
+    """A socket on a host's network."""
 
     def __init__(self, host):
         self.socket = host.udp()
-        self.socket.bind((host.address, 0))
-        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(host.address))
-        # Loopback alone would otherwise count as too far away.
-        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_TTL, 4)
 
     def __enter__(self):
         return self
@@ -264,37 +252,47 @@ class Searcher:
     def __exit__(self, *_):
         self.socket.close()
 
+    def receive(self, count, deadline=20):
+        """The next count packets as (start line, header dictionary, sender); fails when they do not come."""
+        packets, end = [], time.monotonic() + deadline
+        while len(packets) < count:
+            self.socket.settimeout(max(0.01, end - time.monotonic()))
+            try:
+                packet, sender = self.socket.recvfrom(4096)
+            except TimeoutError:
+                raise AssertionError(f"{len(packets)} of {count} packets within {deadline} s: {packets}") from None
+            packets.append((*parse_packet(packet), sender))
+        return packets
+
+
+class Searcher(_Ssdp):
+    """Multicasts searches and hears the unicast answers."""
+
+    def __init__(self, host, address=None):
+        super().__init__(host)
+        self.socket.bind((address or host.address, 0))
+        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(host.address))
+        # Loopback alone would otherwise count as too far away.
+        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_TTL, 4)
+
     def send(self, packet):
         self.socket.sendto(packet, GROUP)
-
-    def receive(self, count, deadline=20):
-        """The next count answers as (header dictionary, sender); fails when they do not come."""
-        return _receive_packets(self.socket, count, deadline)
 
     def search(self, target, count, mx="1"):
         self.send(msearch(target, mx))
         return self.receive(count)
 
 
-class Listener:
-    """A socket that hears what is multicast on a host's network."""
+class Listener(_Ssdp):
+    """Hears what is multicast."""
 
     def __init__(self, host):
-        self.socket = host.udp()
+        super().__init__(host)
         self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         self.socket.bind(GROUP)
         with host.entered():
             self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
                                    socket.inet_aton(GROUP[0]) + socket.inet_aton(host.address))
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.socket.close()
-
-    def receive(self, count, deadline=20):
-        return _receive_packets(self.socket, count, deadline)
 
     def notifications(self, kind, count):
         """The headers of the next notifications of a kind ("ssdp:alive", "ssdp:byebye"); others do not count."""
@@ -304,15 +302,3 @@ class Listener:
             if start.startswith("NOTIFY") and headers["NTS"] == kind:
                 found.append(headers)
         return found
-
-
-def _receive_packets(sock, count, deadline):
-    packets, end = [], time.monotonic() + deadline
-    while len(packets) < count:
-        sock.settimeout(max(0.01, end - time.monotonic()))
-        try:
-            packet, sender = sock.recvfrom(4096)
-        except TimeoutError:
-            raise AssertionError(f"{len(packets)} of {count} packets within {deadline} s: {packets}") from None
-        packets.append((*parse_packet(packet), sender))
-    return packets
