@@ -5,8 +5,15 @@
 #include <string>
 
 #include "core/settings.h"
+#include "support/own_network.h"
+#include "support/scripted_server.h"
 
 namespace {
+
+using After = ScriptedServer::After;
+
+constexpr int kNoxonPort = 80;
+constexpr int kDlinkPort = 59089;
 
 class Clients : public testing::Test {
 protected:
@@ -16,6 +23,10 @@ protected:
         settings_free_all();
     }
 };
+
+std::string page(const std::string& text) {
+    return "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n<root>" + text + "</root>";
+}
 
 TEST_F(Clients, AreKnownByAddressNineAtMost) {
     for (int i = 1; i <= 10; ++i) set_client_type(ClientKind::sony, "10.0.0." + std::to_string(i));
@@ -43,6 +54,30 @@ TEST_F(Clients, ConfiguredOnesNeedNoProofAndNeverReplaceWhatIsKnown) {
         EXPECT_TRUE(is_music_client(music_only)) << music_only;
     for (const char* any : {"10.0.0.2", "10.0.0.6", "10.0.0.7", "10.0.0.", ""})
         EXPECT_FALSE(is_music_client(any)) << any;
+}
+
+// Asked at fixed ports.
+TEST_F(Clients, ClaimedOnesAreWhatTheirDescriptionSays) {
+    if (!enter_own_network()) GTEST_SKIP() << "no network namespace to be had: the fixed ports may be in use";
+    {
+        ScriptedServer noxon{page("TerraTec"), After::close, "127.0.0.2", kNoxonPort};
+        set_client_type(ClientKind::noxon, "127.0.0.2");
+        EXPECT_TRUE(noxon.last_request().starts_with("GET /description.xml HTTP/1.1\r\n"));
+        ScriptedServer other{page("Terratec"), After::close, "127.0.0.3", kNoxonPort};
+        set_client_type(ClientKind::noxon, "127.0.0.3");
+        set_client_type(ClientKind::noxon, "127.0.0.3");
+        EXPECT_EQ(other.connections(), 1) << "asked once";
+    }
+    {
+        ScriptedServer dlink{page("<manufacturer>DLink</manufacturer>"), After::close, "127.0.0.4", kDlinkPort};
+        set_client_type(ClientKind::dlink_dsm320, "127.0.0.4");
+        EXPECT_TRUE(dlink.last_request().starts_with("GET / HTTP/1.1\r\n"));
+        set_client_type(ClientKind::dlink_dsm320, "127.0.0.5");
+    }
+    EXPECT_EQ(client_type("127.0.0.2"), ClientKind::noxon);
+    EXPECT_EQ(client_type("127.0.0.3"), ClientKind::generic);
+    EXPECT_EQ(client_type("127.0.0.4"), ClientKind::dlink_dsm320);
+    EXPECT_EQ(client_type("127.0.0.5"), ClientKind::generic) << "nobody answers there";
 }
 
 }  // namespace

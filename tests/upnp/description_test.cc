@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/settings.h"
+#include "core/xml.h"
 
 namespace {
 
@@ -34,6 +35,31 @@ TEST_F(Description, NamesTheServerAsConfiguredOrAfterItsHost) {
     const std::string expected = std::string{host} + ": Pelorama";
     for (const std::string& none : {std::string{}, std::string(1022, 'x'), std::string(5000, '&')})
         EXPECT_EQ(named(none), expected);
+}
+
+TEST_F(Description, TellsAReceiverAllItNeeds) {
+    settings_set(Setting::friendlyname, "A & B");
+    const std::string document = device_description("http://127.0.0.1:9000/");
+    const auto root = xml_parse(document);
+    std::string elements;
+    for (const XmlNode* element = xml_find(root.get(), "device")->first_child.get(); element != nullptr;
+         element = element->next.get())
+        if (element->name != "UDN") elements += element->name + "=" + element->text.value_or("...") + "\n";
+    EXPECT_EQ(elements,
+              "dlna:X_DLNADOC=DMS-1.00\n"
+              "deviceType=urn:schemas-upnp-org:device:MediaServer:1\n"
+              "friendlyName=A &amp; B\n"
+              "manufacturer=Pelorama GmbH\n"
+              "manufacturerURL=http://pelorama.invalid/\n"
+              "modelURL=http://pelorama.invalid/mediaserver/\n"
+              "modelName=Pelorama Media Server\n"
+              "modelDescription=Pelorama Media Server\n"
+              "modelNumber=103\n"
+              "serialNumber=\n"
+              "UPC=\n"
+              "presentationURL=http://127.0.0.1:9000/configpage/index.htm\n"
+              "serviceList=...\n");
+    EXPECT_TRUE(document.ends_with("</serviceList></device></root>"));
 }
 
 TEST_F(Description, OffersFirmwareOnlyWhenThereIsSome) {
