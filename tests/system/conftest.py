@@ -77,7 +77,8 @@ def serve_file(network, tmp_path_factory):
 def start_daemon(serve):
     """start_daemon(host, ...): a server that is only started; goes when nobody is left who uses it."""
     def start(host, *arguments, settings=None, **options):
-        return serve(*arguments, host=host, scan=False, **{"httpport": None, "scantime": None} | options | (settings or {}))
+        options = {"httpport": None, "scantime": None} | options | (settings or {})
+        return serve(*arguments, host=host, scan=False, **options)
     return start
 
 

@@ -116,8 +116,8 @@ class Daemon:
 
         A request is taken when the scan of the one before is over, and what a scan leaves to tidy up is done before the
         next scan: so the third is taken when the first is done with altogether."""
-        taken = (f"<html><head><title>Rescan</title></head><body>rescan initiated on {directory or 'content root directories'}!"
-                 "</body></html>").encode()
+        taken = ("<html><head><title>Rescan</title></head><body>rescan initiated on "
+                 f"{directory or 'content root directories'}!</body></html>").encode()
         for _ in range(3):
             wait_until(lambda: self.client().get(f"/rescan{directory}").body == taken, "a rescan is taken", deadline)
 
@@ -179,9 +179,10 @@ class Daemon:
         """Runs action() and demands what holds for every bad input: the process stays up, the description is answered
         within a second during and after it, memory comes back, no sanitizer speaks.
 
-        Memory is compared between two runs of the action, so that what a first use builds once does not count. A second
-        run may still have more threads at once than the first, and their stacks are kept for the next threads; so may the
-        third. A leak, however, shows at every run. With a sanitizer the figures mean nothing and one run will do."""
+        Memory is compared between two runs of the action, so that what a first use builds once does not count. A
+        second run may still have more threads at once than the first, and their stacks are kept for the next threads;
+        so may the third. A leak, however, shows at every run. With a sanitizer the figures mean nothing and one run
+        will do."""
         with self._answers_within(limit * SLOWNESS):
             action()
             if not SANITIZER:

@@ -1,4 +1,4 @@
-"""Control points and players that nobody here wrote, where they are installed; and the receivers that are told apart."""
+"""Control points and players that nobody here wrote, where they are installed; and receivers that are told apart."""
 
 import contextlib
 import importlib.util
@@ -146,20 +146,23 @@ def test_receivers_are_told_apart(lone_host, serve, tmp_path):
             client.headers = [line]
             continue
         with wire.Searcher(lone_host, client.source) as searcher:
-            searcher.send(wire.msearch("urn:schemas-upnp-org:device:Printer:1").replace(b"\r\nST", f"\r\n{line}\r\nST".encode()))
+            packet = wire.msearch("urn:schemas-upnp-org:device:Printer:1")
+            searcher.send(packet.replace(b"\r\nST", f"\r\n{line}\r\nST".encode()))
     server.wait_for_log("added: 127.0.0.9 Go.Video D2730\n")
     clients["LinkSys Wireless Music System"].browse("0\\Music\\")  # known by that name
 
-    says_so = fixed(b"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n<root>TerraTec<manufacturer>DLink</manufacturer></root>")
+    says_so = fixed(b"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n"
+                    b"<root>TerraTec<manufacturer>DLink</manufacturer></root>")
     # Two kinds that others pretend to be are asked who they are.
-    with Origin(lone_host, says_so, 80, "127.0.0.6") as noxon, Origin(lone_host, says_so, 59089, "127.0.0.7") as dlink:
+    with Origin(lone_host, says_so, port=80, address="127.0.0.6") as noxon, \
+            Origin(lone_host, says_so, port=59089, address="127.0.0.7") as dlink:
         for kind, client in clients.items():
             closed = client.get("/ContentDirectory.xml").header("Connection") == "close"
             assert f"added: {client.source} {kind}\n" in server.log()
             assert closed == (kind in CLOSED), kind
             root = "0" if kind not in MUSIC_ONLY else clients["Generic Media Receiver"].child("0", "Music").id
             assert client.browse("0", filter="")[0].parent_id == root, kind
-            # Whatever stands in the tree, however it is said to this receiver, is well-formed XML. The Noxon reads bytes.
+            # Whatever stands in the tree, however it is said to this receiver, is well-formed. (Noxons read bytes.)
             if kind != "Noxon Audio":
                 assert len(list(client.walk(root))) > 100, kind
         assert [request.split("\r\n")[0] for request in noxon.requests] == ["GET /description.xml HTTP/1.1"]
@@ -175,7 +178,8 @@ def test_receivers_that_are_not_what_they_claim(lone_host, serve):
     server = serve(host=lone_host, scan=False)
     claims = server.wait_until_up().client()
     claims.headers = [KINDS["Noxon Audio"]]
-    with Origin(lone_host, fixed(b"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n<root>Terratec</root>"), 80, "127.0.0.2") as other:
+    says_otherwise = fixed(b"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n<root>Terratec</root>")
+    with Origin(lone_host, says_otherwise, port=80, address="127.0.0.2") as other:
         for claims.source in ("127.0.0.2", "127.0.0.2", "127.0.0.3"):  # nobody answers at the last
             assert claims.get("/ContentDirectory.xml").header("Connection") == "keep-alive"
             assert f"added: {claims.source} Generic Media Receiver\n" in server.log()

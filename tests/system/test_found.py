@@ -63,12 +63,14 @@ def test_searches_that_get_no_answer(receiver, network):
 
 
 def test_two_servers_on_one_host_are_both_found(server, serve, network, tmp_path):
-    second = serve(tmp_path, scan=False).wait_until_up()
+    second = serve(tmp_path, port=3640, netgearupgrade=tmp_path)  # who offers firmware has that port
     with wire.Searcher(network.receiver) as searcher:
         answers = searcher.search(wire.MEDIA_SERVER, 6)
-    found = {(headers["LOCATION"], sender[1]) for _, headers, sender in answers}
-    assert {location for location, _ in found} == {f"http://10.77.1.1:{port}/DeviceDescription.xml" for port in (9000, second.port)}
-    assert sorted(port for _, port in found) == [9080, 9081]
+    assert {(headers["LOCATION"], sender[1]) for _, headers, sender in answers} == {
+        ("http://10.77.1.1:9000/DeviceDescription.xml", 9080), ("http://10.77.1.1:3640/DeviceDescription.xml", 9081)
+    }
+    assert (b"<UPC></UPC><D5UpgradeURI>NetgearUpgrade</D5UpgradeURI><D5UpgradeURI2>http://10.77.1.1:3640/NetgearUpgrade"
+            b"</D5UpgradeURI2><presentationURL>") in second.client().get("/DeviceDescription.xml").body
 
 
 def test_start_says_byebye_before_alive_and_the_end_says_byebye(hosts, serve, tmp_path):
@@ -87,7 +89,8 @@ def test_start_says_byebye_before_alive_and_the_end_says_byebye(hosts, serve, tm
     byebye, alive = ([(*one, kind) for one in expected] for kind in ("ssdp:byebye", "ssdp:alive"))
     assert said == byebye + alive * 3
     assert [(headers["NT"], headers["USN"], headers["NTS"]) for headers in farewell] == byebye
-    assert {headers["LOCATION"] for _, headers, _ in packets[5:]} == {f"http://10.77.2.1:{server.port}/DeviceDescription.xml"}
+    location = f"http://10.77.2.1:{server.port}/DeviceDescription.xml"
+    assert {headers["LOCATION"] for _, headers, _ in packets[5:]} == {location}
 
 
 def test_stealth_withdraws_the_server_and_alive_brings_it_back(receiver, network):
@@ -134,7 +137,8 @@ def test_two_addresses_are_each_announced_as_themselves(hosts, serve, library):
 @pytest.mark.skipif(not shutil.which("gssdp-discover"), reason="gssdp-discover (gupnp-tools) is not installed")
 def test_gssdp_discover_finds_it(receiver, network):
     def discovered():
-        found = network.receiver.run("gssdp-discover", "-i", network.receiver.interface, "-n", "3", "-t", wire.MEDIA_SERVER)
+        found = network.receiver.run("gssdp-discover", "-i", network.receiver.interface, "-n", "3",
+                                     "-t", wire.MEDIA_SERVER)
         return found.stdout if "resource available" in found.stdout else None
     found = wait_until(discovered, "gssdp-discover finds a server")
     assert f"USN:      {device_id(receiver)}::{wire.MEDIA_SERVER}" in found

@@ -11,7 +11,8 @@ from daemon import wait_until
 PACKETS = [
     b"", wire.msearch("upnp:rootdevice").ljust(1024, b"x"), wire.msearch("upnp:rootdevice").ljust(9000, b"x"),
     wire.msearch("a" * 1000).rstrip(b"\r\n"), wire.msearch("ssdp:all")[:-20],
-    *(wire.msearch(target) for target in ("a" * 127, "a" * 128, "a" * 129, "a" * 1000, "", "   ", "%s%s%n%n", "upnp:\0root")),
+    *(wire.msearch(target)
+      for target in ("a" * 127, "a" * 128, "a" * 129, "a" * 1000, "", "   ", "%s%s%n%n", "upnp:\0root")),
     bytes(range(256)) * 4, b"M-SEARCH * HTTP/1.1\nHOST\nMX\nST\nMAN", b"HTTP/1.1 200 OK\r\nST: ssdp:all\r\n\r\n",
     b"NOTIFY * HTTP/1.1\r\nNTS: ssdp:byebye\r\n\r\n", wire.msearch(wire.CONTENT_DIRECTORY, mx="-1"),
 ]

@@ -21,7 +21,7 @@ def post(client, body, action="Browse"):
 
 def call(client, action, **arguments):
     """The answer to a well-formed request; arguments are text or bytes."""
-    inner = b"".join(b"<%b>%b</%b>" % (name.encode(), value if isinstance(value, bytes) else escape(str(value)).encode(),
+    inner = b"".join(b"<%b>%b</%b>" % (name.encode(), value if isinstance(value, bytes) else escape(value).encode(),
                                        name.encode()) for name, value in arguments.items())
     return post(client, wire.envelope(action, "INNER").encode().replace(b"INNER", inner), action).body
 
@@ -56,7 +56,7 @@ def test_arguments_out_of_any_bounds(server, receiver):
     everything = receiver.child("0", "Music", "All Tracks").id
 
     def browse(**arguments):
-        return call(receiver, "Browse", **{"ObjectID": everything, "BrowseFlag": "BrowseDirectChildren", "Filter": "*"} | arguments)
+        return call(receiver, "Browse", **{"ObjectID": everything, "BrowseFlag": "BrowseDirectChildren"} | arguments)
 
     def send_all():
         for object_id in ("9" * 65536, "-1", "99999999999999999999", "abc", " ", "0\\", "0\\Music", "1" * 300):
@@ -69,8 +69,8 @@ def test_arguments_out_of_any_bounds(server, receiver):
         for flag in ("", "BrowseMetadata ", "x" * 65536):
             assert b"<errorCode>402<" in browse(BrowseFlag=flag)
         for letter in ("", "\u00e9", "&lt;", "~"):
-            assert b"<TotalMatches>3<" in call(receiver, "X_BrowseByLetter", ObjectID=0, BrowseFlag="BrowseDirectChildren",
-                                               StartingLetter=letter)
+            assert b"<TotalMatches>3<" in call(receiver, "X_BrowseByLetter", ObjectID="0",
+                                               BrowseFlag="BrowseDirectChildren", StartingLetter=letter)
         for number in ("-1", "99999999999999999999", "abc", ""):
             assert b"<TotalMatches>25<" in browse(StartingIndex=number, RequestedCount=number)
         for name in ("", "x" * 1000, "id", "path", "upnp:class"):
@@ -92,8 +92,8 @@ CRITERIA = [
 def test_search_criteria(server, receiver):
     def send_all():
         for criteria in CRITERIA:
-            body = call(receiver, "Search", ContainerID=0, SearchCriteria=criteria, RequestedCount=3)
-            assert any(text in body for text in (b"SearchResponse", b"<errorCode>708<", b"<errorCode>501<")), criteria[:50]
+            body = call(receiver, "Search", ContainerID="0", SearchCriteria=criteria, RequestedCount="3")
+            assert b"SearchResponse" in body or b"<errorCode>708<" in body, criteria[:50]
     server.survives(send_all, limit=2.0)
 
 

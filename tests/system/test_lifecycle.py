@@ -94,7 +94,8 @@ def test_ini_file_is_written_back_complete(start):
     expected = {"friendlyname": "Kitchen ", "scantime": "3", "musicnode1": "Artists,%ARTIST", "musicnode2": "",
                 "httpport": "0", "nosearch": "1"}
     assert expected.items() <= dict(written).items()
-    assert server.ini.read_text().startswith("# Pelorama ini file\n# change settings by commandline or by editing this file\n")
+    assert server.ini.read_text().startswith(
+        "# Pelorama ini file\n# change settings by commandline or by editing this file\n")
     assert server.client().call("GetSearchCapabilities") == {"SearchCaps": ""}
     server.stop()
 
