@@ -8,15 +8,16 @@ _FRAME = bytes([0xFF, 0xFB, 0x90, 0x44]) + bytes(413)
 _FRAMES_PER_SECOND = 44100 / 1152
 
 
-def text_frame(name, text):
+def text_frame(name, text, size=None):
+    """A frame of UTF-8 text, or of bytes as they stand; size is announced instead of its own."""
     body = b"\x03" + text.encode() if isinstance(text, str) else text
-    return name.encode() + len(body).to_bytes(4, "big") + b"\0\0" + body
+    return name.encode() + (len(body) if size is None else size).to_bytes(4, "big") + b"\0\0" + body
 
 
-def id3_tag(frames, version=3):
-    size = len(frames)
-    syncsafe = bytes((size >> shift) & 0x7F for shift in (21, 14, 7, 0))
-    return b"ID3" + bytes([version, 0, 0]) + syncsafe + frames
+def id3_tag(frames, version=3, flags=0, size=None):
+    """size: the four bytes that announce another one."""
+    syncsafe = bytes((len(frames) >> shift) & 0x7F for shift in (21, 14, 7, 0))
+    return b"ID3" + bytes([version, 0, flags]) + (size or syncsafe) + frames
 
 
 def mp3(title=None, artist=None, album=None, genre=None, year=None, track=None, seconds=1):
@@ -33,6 +34,11 @@ def write(path, content, modified=None):
     if modified is not None:
         os.utime(path, (modified, modified))
     return path
+
+
+def corpus(name):
+    """A file that the fuzz targets begin with."""
+    return (pathlib.Path(__file__).parents[1] / "fuzz" / "corpus" / name).read_bytes()
 
 
 ARTISTS = ("Abba", "Madonna", "Queen", "Sigur Rós")
