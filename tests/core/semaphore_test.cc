@@ -1,18 +1,16 @@
-#include "core/semaphore.h"
+// What threads share: a limited amount of something, and the flags that say whether they run.
+#include "core/share.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <thread>
-#include <vector>
+#include "core/thread.h"
 
 namespace {
 
-constexpr int kLong = 60'000;
-
-TEST(Reservation, IsHandedOutUpToTheTotal) {
-    Semaphore limit{10};
-    auto first = Reservation::take(limit, 6, kLong), second = Reservation::take(limit, 4, kLong);
+TEST(Share, IsHandedOutUpToTheTotal) {
+    constexpr int kLong = 60'000;
+    ShareLimit limit{10};
+    auto first = Share::take(limit, 6, kLong), second = Share::take(limit, 4, kLong);
     ASSERT_TRUE(first && second);
     EXPECT_EQ(limit.in_use(), 10);
     EXPECT_FALSE(Reservation::take(limit, 1, 0));
@@ -32,27 +30,17 @@ TEST(Reservation, IsHandedOutUpToTheTotal) {
     EXPECT_TRUE(Reservation::take(limit, 11, 0)) << "more than the total, when nothing is in use";
 }
 
-TEST(Reservation, IsWaitedFor) {
-    Semaphore limit{2};
-    std::atomic<int> in_use{0}, most{0}, done{0};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([&] {
-            for (int turn = 0; turn < 200; ++turn) {
-                const auto share = Reservation::take(limit, 1, kLong);
-                if (!share) return;
-                const int now = ++in_use;
-                for (int seen = most; now > seen && !most.compare_exchange_weak(seen, now);) {
-                }
-                std::this_thread::yield();
-                --in_use;
-            }
-            ++done;
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(done, 8);
-    EXPECT_LE(most, 2);
+TEST(RunningFlags, GoFromIdleToRunningToAskedToIdle) {
+    RunningFlag flag;
+    flag.ask_to_stop();
+    EXPECT_EQ(flag.value(), 0);  // nobody there to be asked
+    flag.set_running();
+    flag.ask_to_stop();
+    flag.set_running();  // a thread that only now begins
+    EXPECT_EQ(flag.value(), -1);
+    EXPECT_FALSE(sleep_while_running(flag, 3'600'000));  // at once
+    { const ClearsWhenDone done{flag}; }
+    EXPECT_TRUE(flag.idle());
 }
 
 }  // namespace

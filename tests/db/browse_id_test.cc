@@ -1,51 +1,47 @@
 #include "upnp/browse_id.h"
 
-#include <gtest/gtest.h>
-
 #include "support/store_fixture.h"
 #include "upnp/clients.h"
 
 namespace {
 
-constexpr const char* kReceiver = "127.0.0.50";
+constexpr const char* kClient = "127.0.0.50";
 
 class BrowseIds : public StoreFixture {
 protected:
-    void SetUp() override {
-        StoreFixture::SetUp();
-        clients_reset();
-    }
+    BrowseIds() { clients_reset(); }
     static ObjectId map(std::string_view text, std::string_view address = "127.0.0.51") {
         const BrowseId id = browse_id_read(text, address);
         StoreLock lock;
         return db_map_browse_id(lock, id);
     }
-    static ObjectId place(MediaContainer* MediaStore::*container) {
-        StoreLock lock;
-        return (store(lock).*container)->id;
-    }
 };
 
 TEST_F(BrowseIds, MapsNamesAndNumbers) {
-    EXPECT_EQ(map("0\\Music\\"), place(&MediaStore::music));
-    EXPECT_EQ(map("0\\Photo\\"), place(&MediaStore::pictures));
-    EXPECT_EQ(map("0\\Movie\\"), place(&MediaStore::videos));
-    constexpr std::pair<const char*, ObjectId> kCases[] = {{"0", 0},           {" 17", 17},
-                                                           {"17.mp3", 17},     {"0\\Music", 0},
-                                                           {"-1", -1},         {"2147483647", 2147483647},
-                                                           {"2147483648", -1}, {"99999999999999999999", -1}};
-    for (const auto& [text, id] : kCases) EXPECT_EQ(map(text, "127.0.0.52"), id) << text;
+    for (const auto& [text, id] : std::initializer_list<std::pair<const char*, ObjectId>>{
+             {"0\\Music\\", id_of_container({"Music"})},
+             {"0\\Photo\\", id_of_container({"Pictures"})},
+             {"0\\Movie\\", id_of_container({"Videos"})},
+             {"0\\Music", 0},
+             {" 17", 17},
+             {"17.mp3", 17},
+             {"-1", -1},
+             {"2147483647", 2147483647},
+             {"2147483648", -1},
+             {"99999999999999999999", -1},
+         })
+        EXPECT_EQ(map(text), id) << text;
 }
 
-TEST_F(BrowseIds, TellsThatAReceiverIsForMusicOnly) {
-    EXPECT_EQ(map("0", kReceiver), kRootId);
-    map("0\\Photo\\", kReceiver);
-    EXPECT_FALSE(is_music_client(kReceiver));
-    map("0\\Music\\", kReceiver);
-    EXPECT_TRUE(is_music_client(kReceiver));
-    EXPECT_EQ(map("0", kReceiver), place(&MediaStore::music));
-    EXPECT_EQ(map("00", kReceiver), kRootId);
-
+TEST_F(BrowseIds, TellsThatAClientIsForMusicOnly) {
+    const ObjectId music = id_of_container({"Music"});
+    EXPECT_EQ(map("0", kClient), kRootId);
+    map("0\\Photo\\", kClient);
+    EXPECT_FALSE(is_music_client(kClient));
+    map("0\\Music\\", kClient);
+    EXPECT_TRUE(is_music_client(kClient));
+    EXPECT_EQ(map("0", kClient), music);
+    EXPECT_EQ(map("00", kClient), kRootId);
     // A kind that is known to be for music stays what it is.
     set_client_type(ClientKind::roku_soundbridge, "127.0.0.53");
     map("0\\Music\\", "127.0.0.53");
@@ -57,8 +53,8 @@ class WithoutMusic : public BrowseIds {
 };
 
 TEST_F(WithoutMusic, NamesOfMissingFoldersMeanTheRoot) {
-    EXPECT_EQ(map("0\\Music\\", kReceiver), kRootId);
-    EXPECT_EQ(map("0", kReceiver), kRootId);
+    EXPECT_EQ(map("0\\Music\\", kClient), kRootId);
+    EXPECT_EQ(map("0", kClient), kRootId);
 }
 
 }  // namespace

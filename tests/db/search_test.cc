@@ -8,9 +8,6 @@
 #include "db/search_walk.h"
 #include "support/store_fixture.h"
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 namespace {
 
 constexpr const char* kPath = "http://h/a/48/Help.mp3";
@@ -19,28 +16,16 @@ class Search : public StoreFixture {
 protected:
     void SetUp() override {
         StoreFixture::SetUp();
-        ASSERT_EQ(db_add_item({.title = "Help!",
-                               .artist = "The Beatles",
-                               .album = "Say \"Help\"",
-                               .date = "1965-08-06",
-                               .path = kPath,
-                               .track = 7}),
-                  AddResult::added);
+        add({.title = "Help!",
+             .artist = "The Beatles",
+             .album = "Say \"Help\"",
+             .date = "1965-08-06",
+             .path = kPath,
+             .track = 7});
     }
 
-    // The item, one of its references in a view, and its reference in a playlist at a position.
     static const MediaObject& item(const StoreLock& lock) {
         return *db_find_in_type(lock, kPath, ObjectClass::music_track);
-    }
-    static const MediaObject& view_member(const StoreLock& lock) {
-        return *tree_object(lock, static_cast<const MediaItem&>(item(lock)).first_reference);
-    }
-
-    static std::vector<std::string> titles(const std::string& criteria, bool each_title_once = false) {
-        const auto compiled = search_compile(criteria);
-        if (!compiled) return {"<bad criteria>"};
-        StoreLock lock;
-        return titles_of(lock, search_walk(lock, *compiled, each_title_once));
     }
 };
 
@@ -93,20 +78,25 @@ TEST_F(Search, EvaluatesCriteriaOnAnItem) {
 
 TEST_F(Search, JudgesAReferenceByItsItemAndAContainerByTitleAndClass) {
     StoreLock lock;
-    const MediaObject& reference = view_member(lock);
+    const MediaObject& reference = *tree_object(lock, static_cast<const MediaItem&>(item(lock)).first_reference);
     const std::string id = std::to_string(reference.id), item_id = std::to_string(item(lock).id);
     const std::string owner = std::to_string(store(lock).all_tracks->id), shown_in = std::to_string(reference.parent);
-    EXPECT_EQ(search_match(lock, reference, "dc:title = \"Help!\" and upnp:originalTrackNumber = 7"), 1);
-    EXPECT_EQ(search_match(lock, reference, "@id = \"" + id + "\" and @refID = \"" + item_id + "\""), 1);
-    EXPECT_EQ(search_match(lock, reference, "@parentID = " + owner), 1);
-    EXPECT_EQ(search_match(lock, reference, "@parentID = " + shown_in), 0);
-
-    const MediaContainer& music = *store(lock).music;
-    EXPECT_EQ(search_match(lock, music, "dc:title = \"Music\" and upnp:class = \"object.container.musicContainer\""),
-              1);
-    EXPECT_EQ(search_match(lock, music, "@parentID = \"0\" and dc:date exists \"false\""), 1);
-    EXPECT_EQ(search_match(lock, music, "upnp:artist = \"Unknown\""), 1);
-    EXPECT_EQ(search_match(lock, *store(lock).root, "@id = \"0\" and @parentID = \"-1\""), 1);
+    const MediaObject &music = *store(lock).music, &root = *store(lock).root;
+    struct {
+        const MediaObject& object;
+        std::string criteria;
+        int expected = 1;
+    } const rows[] = {
+        {reference, "dc:title = \"Help!\" and upnp:originalTrackNumber = 7"},
+        {reference, "@id = \"" + id + "\" and @refID = \"" + item_id + "\""},
+        {reference, "@parentID = " + owner},
+        {reference, "@parentID = " + shown_in, 0},
+        {music, "dc:title = \"Music\" and upnp:class = \"object.container.musicContainer\""},
+        {music, "@parentID = \"0\" and dc:date exists \"false\""},
+        {music, "upnp:artist = \"Unknown\""},
+        {root, "@id = \"0\" and @parentID = \"-1\""},
+    };
+    for (const auto& row : rows) EXPECT_EQ(search_match(lock, row.object, row.criteria), row.expected) << row.criteria;
 }
 
 TEST_F(Search, BoundsWhatCriteriaMayHold) {
@@ -121,24 +111,22 @@ TEST_F(Search, BoundsWhatCriteriaMayHold) {
     EXPECT_FALSE(search_compile(repeated(truth + " or ", 64) + truth));
     EXPECT_TRUE(search_compile(repeated("(", 64) + truth + repeated(")", 64)));
     EXPECT_FALSE(search_compile(repeated("(", 65) + truth + repeated(")", 65)));
-
     // 1023 characters of a value count.
     StoreLock lock;
-    MediaContainer& long_named =
-        tree_add_container(lock, *store(lock).root, {.title = tree_intern(lock, repeated("n", 1023))});
-    EXPECT_EQ(search_match(lock, long_named, "dc:title = \"" + repeated("n", 65'536) + "\""), 1);
-    EXPECT_EQ(search_match(lock, long_named, "dc:title = \"" + repeated("n", 1022) + "\""), 0);
+    const std::string name(1023, 'n');
+    const auto& named = db_add_container(lock, *store(lock).root, {.title = tree_intern(lock, name)});
+    EXPECT_EQ(search_match(lock, named, "dc:title = \"" + repeated("n", 65'536) + "\""), 1);
+    EXPECT_EQ(search_match(lock, named, "dc:title = \"" + name.substr(1) + "\""), 0);
 }
 
 TEST_F(Search, ListsEachTitleOnceInTreeOrder) {
-    ASSERT_EQ(db_add_item({.title = "HELP!", .path = "http://h/other.mp3"}), AddResult::added);
-    ASSERT_EQ(db_add_item({.title = "the beatles", .path = "http://h/third.mp3"}), AddResult::added);
-    EXPECT_GT(titles("dc:title = \"Help!\"").size(), 5u);
-    EXPECT_THAT(titles("dc:title = \"Help!\" or dc:title = \"HELP!\"", true).size(), 1u);
+    add({.title = "the beatles", .path = "http://h/third.mp3"});
+    const auto criteria = search_compile("dc:title contains \"the beatles\"");
+    StoreLock lock;
     // Containers and tracks alike: what the walk meets first stays.
-    const auto all = titles("dc:title contains \"the beatles\"");
+    const auto all = titles_of(lock, search_walk(lock, *criteria, false));
     EXPECT_THAT(all, testing::IsSupersetOf({"The Beatles", "the beatles"}));
-    EXPECT_THAT(titles("dc:title contains \"the beatles\"", true), ElementsAre(all.front()));
+    EXPECT_THAT(titles_of(lock, search_walk(lock, *criteria, true)), testing::ElementsAre(all.front()));
 }
 
 // What a plain walk with the criteria in hand meets.

@@ -40,7 +40,6 @@ public:
         container(*radio, "- Favorites- ", true);
         albums = container(*music, "Artists/Albums", true);
         alpha = container(*music, "Alpha", true);
-        shelf = container(*music, "Shelf", true);
         Node* pictures = container(root, "Pictures", true);
         container(*pictures, "All Pictures", true);
         Node* videos = container(root, "Videos", true);
@@ -58,8 +57,7 @@ public:
         item->artist = track.artist;
         item->album = track.album;
         item->modified = track.modified;
-        place_shelf(*item);  // views are filled in child-list order: the newest first
-        place_alpha(*item);
+        place_alpha(*item);  // views are filled in child-list order: the newest first
         place_albums(*item);
         for (Node* const list : former) reference(*list, *item);
         if (!playlist.empty()) join(*item, playlist);
@@ -158,10 +156,6 @@ private:
         const std::string titles[] = {"ABCDE", "FGHIJ", "KLMNO", "PQRST", "UVWXY", "Z"};
         reference(*find_or_add(*find_or_add(*alpha, titles[group]), item.artist), item);
     }
-    void place_shelf(const Node& item) {
-        reference(*find_or_add(*shelf, "Left"), item);
-        reference(*find_or_add(*shelf, "- All -"), item);
-    }
     static void remove_references(Node& start, int target) {
         start.children.remove_if([&](const auto& child) { return child->kind == 'r' && child->target == target; });
         for (auto& child : start.children) remove_references(*child, target);
@@ -182,7 +176,7 @@ private:
 
     int next_id = first_id;
     Node root{.kind = 'c', .id = 0, .title = "root"};
-    Node *music, *lists, *most_played, *all, *albums, *alpha, *shelf;
+    Node *music, *lists, *most_played, *all, *albums, *alpha;
 
 public:
     static inline int first_id = 1;
@@ -209,7 +203,6 @@ class StoreModel : public StoreFixture {
         for (int n = 1; n <= 10; ++n) settings_set(setting_of(Setting::musicnode1, n), "");
         settings_set(Setting::musicnode2, "Artists/Albums,%ARTIST,%ALBUM");
         settings_set(Setting::musicnode5, "Alpha,[5]%ARTIST");
-        settings_set(Setting::musicnode7, "Shelf,Left");
         for (int n = 1; n <= 5; ++n) settings_set(setting_of(Setting::picturenode1, n), "");
         for (int n = 1; n <= 5; ++n) settings_set(setting_of(Setting::videonode1, n), "");
     }

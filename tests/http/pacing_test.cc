@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
 
 namespace {
 
@@ -16,7 +15,7 @@ TEST(Pacing, TheRateIsTheFilesOwn) {
     EXPECT_EQ(pacing_rate(kHuge, 1), std::numeric_limits<std::int32_t>::max());
 }
 
-TEST(PacingDelay, FollowsTheFormula) {
+TEST(Pacing, TheDelayFollowsTheFormula) {
     const struct {
         const char* name;
         std::int64_t sent;

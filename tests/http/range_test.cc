@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <ostream>
 
 #include "core/url_decode.h"
 

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
-#include "support/http_peer.h"
+#include "support/sockets.h"
 
 namespace {
 
@@ -40,7 +38,7 @@ TEST(FtpReply, NamesASizeAndAPassiveAddress) {
         EXPECT_EQ(ftp_reply_passive(none), std::nullopt) << none;
 }
 
-TEST(FtpReplies, EndWithThreeDigitsAndABlank) {
+TEST(FtpReply, EndsWithThreeDigitsAndABlank) {
     struct {
         std::string sent;
         int code;
@@ -56,34 +54,21 @@ TEST(FtpReplies, EndWithThreeDigitsAndABlank) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.sent.substr(0, 50));
-        SocketPair sockets;
-        ASSERT_TRUE(sockets.far.send(row.sent));
-        sockets.far.end_sending();
         FtpReply reply;
-        EXPECT_EQ(ftp_command(sockets.server, {}, &reply), row.code);
+        EXPECT_EQ(ftp_command(fed_socket(row.sent).fd(), {}, &reply), row.code);
         EXPECT_EQ(reply.text, row.text);
         EXPECT_EQ(reply.rest, row.rest);
     }
 }
 
-TEST(FtpCommand, IsSentAndForgetsWhatCameUnasked) {
-    SocketPair sockets;
+TEST(FtpReply, OfASilentServerIsGivenUpUnlessTheFileIsOnItsWay) {
+    const ConnectedSockets sockets;
     FtpReply reply{.text = "old", .rest = "500 stale\r\n"};
-    ASSERT_TRUE(sockets.far.send("200 ok\r\n"));
-    EXPECT_EQ(ftp_command(sockets.near.fd(), "TYPE I\r\n", &reply), 200);
-    EXPECT_EQ(sockets.far.read_until("\n"), "TYPE I\r\n");
-    reply.rest = "226 done\r\n";
-    EXPECT_EQ(ftp_command(sockets.near.fd(), {}, &reply), 226);
-}
-
-TEST(FtpCommand, GivesASilentServerUpUnlessTheFileIsOnItsWay) {
-    SocketPair sockets;
-    FtpReply reply;
-    EXPECT_EQ(ftp_command(sockets.near.fd(), {}, &reply, 10), 0);
+    EXPECT_EQ(ftp_command(sockets.near.fd(), "TYPE I\r\n", &reply, 10), 0) << "what came unasked is forgotten";
     int looks = 0;
     const FtpBusy busy = [&] {
-        if (++looks == 2) sockets.far.send("22");
-        if (looks == 3) sockets.far.send("6 done\r\n");  // a line comes in two parts
+        if (++looks == 2) socket_send_all(sockets.far.fd(), "22");
+        if (looks == 3) socket_send_all(sockets.far.fd(), "6 done\r\n");  // a line comes in two parts
         return looks < 5;
     };
     EXPECT_EQ(ftp_command(sockets.near.fd(), {}, &reply, 10, busy), 226);

@@ -1,9 +1,6 @@
 #include "upnp/heartbeat.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <vector>
 
 namespace {
 
@@ -13,9 +10,8 @@ using testing::ElementsAre;
 // The ticks (counted from 0) at which something is sent in the given number of ticks.
 std::vector<int> active_ticks(Heartbeat& heartbeat, AnnouncementMode mode, int ticks) {
     std::vector<int> active;
-    for (int tick = 0; tick < ticks; ++tick) {
+    for (int tick = 0; tick < ticks; ++tick)
         if (heartbeat.tick(mode) != HeartbeatAction::nothing) active.push_back(tick);
-    }
     return active;
 }
 

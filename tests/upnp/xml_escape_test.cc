@@ -2,20 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <string>
 
 namespace {
 
-struct TextCase {
-    const char* text;
-    Text expected;
-};
-
-}  // namespace
+using Rows = std::initializer_list<std::pair<const char*, Text>>;
 
 TEST(XmlEscape, DecodesOnce) {
-    for (const TextCase& row : std::initializer_list<TextCase>{
+    for (const auto& [text, expected] : Rows{
              {"&amp;&lt;&gt;&apos;&quot;&nbsp;.", "&<>'\" ."},
              {"&amp;lt; &amp;amp;", "&lt; &amp;"},
              {"&AMP;&#65;&#x4a;", "&AMP;AJ"},
@@ -28,7 +22,7 @@ TEST(XmlEscape, DecodesOnce) {
              {"&#65 &amp", "&#65 &amp"},
              {"ab&#0;cd", "ab"},
          })
-        EXPECT_EQ(xml_unescape(row.text), row.expected) << row.text;
+        EXPECT_EQ(xml_unescape(text), expected) << text;
 }
 
 TEST(XmlEscape, DoublesAndConvertsAsAsked) {
@@ -44,7 +38,7 @@ TEST(XmlEscape, DoublesAndConvertsAsAsked) {
 }
 
 TEST(XmlEscape, NeverConvertsTwiceAndIsAlwaysLegal) {
-    for (const TextCase& row : std::initializer_list<TextCase>{
+    for (const auto& [text, expected] : Rows{
              {"Bj\xC3\xB6rk & \xE2\x82\xAC", "Bj\xC3\xB6rk &amp;amp; \xE2\x82\xAC"},
              {"\xC3\xB6 \xF6", "\xC3\x83\xC2\xB6 \xC3\xB6"},
              {"a\tb\r\n", "a&amp;#9;b&amp;#13;&amp;#10;"},
@@ -52,8 +46,10 @@ TEST(XmlEscape, NeverConvertsTwiceAndIsAlwaysLegal) {
              {"a\xEF\xBF\xBE\xEF\xBF\xBF\xEF\xBF\xBDz", "a\xEF\xBF\xBDz"},
              {"\x01\x02", std::nullopt},
          })
-        EXPECT_EQ(xml_escape_for(row.text, ClientText::utf8), row.expected) << row.text;
-    EXPECT_EQ(xml_escape_for("Bj\xC3\xB6rk <\xE2\x82\xAC\x01>", ClientText::single_bytes),
+        EXPECT_EQ(xml_escape_for(text, ReceiverText::utf8), expected) << text;
+    EXPECT_EQ(xml_escape_for("Bj\xC3\xB6rk <\xE2\x82\xAC\x01>", ReceiverText::single_bytes),
               "Bj\xF6rk &amp;lt;?&amp;gt;");
     EXPECT_EQ(xml_escape_for("Bj\xF6rk", ClientText::single_bytes), "Bj\xF6rk");
 }
+
+}  // namespace

@@ -22,18 +22,13 @@ std::string shown(const XmlNode* node) {
 
 std::string repeated(std::string_view text, std::size_t times) {
     std::string out;
-    out.reserve(text.size() * times);
     while (times-- > 0) out += text;
     return out;
 }
 
 std::size_t depth_of(const XmlNode* node) {
-    std::size_t depth = 0;
-    for (; node != nullptr; node = node->first_child.get()) ++depth;
-    return depth;
+    return node == nullptr ? 0 : 1 + depth_of(node->first_child.get());
 }
-
-}  // namespace
 
 TEST(Xml, IsReadForgivingly) {
     struct {
@@ -97,3 +92,5 @@ TEST(Xml, ReadsOverWhatIsTooDeep) {
     const auto exactly = xml_parse(repeated("<e>", kXmlDepth - 1) + "<last>1</last>");
     EXPECT_EQ(xml_get_text(exactly.get(), "last"), "1");
 }
+
+}  // namespace
