@@ -32,7 +32,7 @@ protected:
         const std::string text = render(id, filter, kind);
         const std::size_t begin = text.find("</dc:title>") + 11;
         return std::regex_replace(text.substr(begin, text.find("<upnp:class>") - begin),
-                                  std::regex{"/" + std::to_string(id) + "\\b"}, "/ID");
+                                  std::regex{"/" + std::to_string(id) + "(?!\\d)"}, "/ID");
     }
 };
 

@@ -16,13 +16,12 @@ Id3v2Tag read(const std::string& file) {
 // The fields that are there, then where the tag ends.
 std::string described(const Id3v2Tag& tag) {
     std::string out;
-    const std::pair<const char*, const Text*> texts[] = {{"title", &tag.title},
-                                                         {"artist", &tag.artist},
-                                                         {"album", &tag.album},
-                                                         {"genre", &tag.genre},
-                                                         {"year", &tag.year}};
-    for (const auto& [name, text] : texts)
-        if (*text) out += name + "="s + **text + " ";
+    for (const auto& [name, text] : {std::pair{"title=", &tag.title},
+                                     {"artist=", &tag.artist},
+                                     {"album=", &tag.album},
+                                     {"genre=", &tag.genre},
+                                     {"year=", &tag.year}})
+        if (*text) out += name + **text + " ";
     if (tag.track != 0) out += "track=" + std::to_string(tag.track) + " ";
     if (tag.picture_offset != 0) out += "picture=" + std::to_string(tag.picture_offset) + " ";
     return out + "end=" + std::to_string(tag.end);
@@ -58,7 +57,7 @@ TEST(Id3, FramesBecomeFields) {
          "artist=Band end=1072"},
         {"1024 bytes are read", v23().text("TIT2", longest).bytes(), "title=" + longest + " end=1044"},
         {"size 0 ends", titled().frame("TPE1", "").text("TALB", "no").bytes(), "title=a end=45"},
-        {"size beyond the tag ends", titled().frame_with_size("TPE1", 0xFFFFFFFF, "").text("TALB", "no").bytes(),
+        {"size beyond the tag ends", titled().frame("TPE1", "", 0xFFFFFFFF).text("TALB", "no").bytes(),
          "title=a end=45"},
         {"padding ends", titled().padding(40).text("TALB", "no").bytes(), "title=a end=75"},
         {"footer ends", titled().frame("3DI ", "xx").text("TALB", "no").bytes(), "title=a end=47"},
@@ -77,7 +76,7 @@ TEST(Id3, FramesBecomeFields) {
 TEST(Id3, AFrameOfASecondTagIsSoughtFromTheStartOfTheFile) {
     const std::string inner = "TPE1"s + big_endian_bytes(3, 4) + "\0\0"s + "\0Me"s;
     const std::string first = v23().text("TIT2", inner).bytes();  // the inner frame begins at 21
-    const std::string second = v23().frame_with_size("XXXX", 1, "").announce(24).bytes();
+    const std::string second = v23().frame("XXXX", "", 1).announce(24).bytes();
     EXPECT_EQ(read(first + second).artist, "Me");
 }
 

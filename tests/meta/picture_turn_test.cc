@@ -5,41 +5,38 @@
 #include <chrono>
 #include <future>
 
-#include "support/http_peer.h"
+#include "support/sockets.h"
 
-namespace {
-
-constexpr std::int64_t kAllMemory = 256 * 1024 * 1024;
-
-TEST(PictureTurn, IsForReceiversThatAreThere) {
-    SocketPair idle, there, gone, ended, ended_too;
-    gone.close_client();
-    ended.far.end_sending();
-    ended_too.far.end_sending();
-    const auto waits = [](const SocketPair& sockets) {
-        return std::async(std::launch::async, [&] { return picture_take_turn(sockets.server, 1).has_value(); });
+TEST(PictureTurn, IsForClientsThatAreThere) {
+    constexpr std::int64_t kAllMemory = 256 * 1024 * 1024;
+    ConnectedSockets idle, there, gone, ended, ended_too;
+    gone.far.close();
+    for (const ConnectedSockets* each : {&ended, &ended_too}) shutdown(each->far.fd(), SHUT_WR);
+    const auto take = [](const ConnectedSockets& sockets, std::int64_t bytes) {
+        return picture_take_turn(sockets.near.fd(), bytes);
     };
-    EXPECT_FALSE(picture_take_turn(gone.server, 0));
+    const auto waits = [&](const ConnectedSockets& sockets) {
+        return std::async(std::launch::async, [&] { return take(sockets, 1).has_value(); });
+    };
+    EXPECT_FALSE(take(gone, 0));
 
-    auto unread = picture_take_turn(idle.server, kAllMemory);
+    auto unread = take(idle, kAllMemory);
     ASSERT_TRUE(unread);
     unread->scaling.give_back();
     auto first = waits(ended), second = waits(ended_too);
     EXPECT_EQ(first.wait_for(std::chrono::milliseconds{50}), std::future_status::timeout);
-    EXPECT_TRUE(picture_take_turn(ended_too.server, 0)) << "nobody waits that surely is there";
+    EXPECT_TRUE(take(ended_too, 0)) << "nobody waits that surely is there";
     unread.reset();
     EXPECT_TRUE(first.get() && second.get());
 
-    unread = picture_take_turn(idle.server, kAllMemory);
+    unread = take(idle, kAllMemory);
     unread->scaling.give_back();
     auto third = waits(there);
-    EXPECT_FALSE(picture_take_turn(ended.server, 1)) << "others wait";
-    auto small = picture_take_turn(there.server, 0), small_too = picture_take_turn(there.server, 0);
+    EXPECT_FALSE(take(ended, 1)) << "others wait";
+    auto small = take(there, 0), small_too = take(there, 0);
     EXPECT_TRUE(small && small_too) << "who waits for memory has no turn yet";
     unread.reset();
-    EXPECT_FALSE(picture_take_turn(ended.server, 0)) << "nor where there is a turn at once";
+    EXPECT_FALSE(take(ended, 0)) << "nor where there is a turn at once";
     small.reset();
     EXPECT_TRUE(third.get());
 }
-
-}  // namespace

@@ -10,6 +10,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 namespace fs = std::filesystem;
 
 class Playlists : public StoreFixture {
@@ -20,72 +21,53 @@ protected:
         music_.write("b.mp3", mpeg_frames(4));
         music_.write("c.mp3", mpeg_frames(4));
     }
-    // Title and position of what the playlist holds, by position.
-    static std::vector<std::string> entries(std::string_view name) {
+    // Writes the list and reads it.
+    std::string import(const std::string& name, std::string_view content) const {
+        const std::string path = music_.write(name, content);
+        m3u_import(path);
+        return path;
+    }
+    // Position and title of what the playlist holds, by position.
+    static Strings entries(std::string_view name) {
         StoreLock lock;
-        std::vector<std::string> out;
         const MediaContainer* const list = find(lock, {"Music", "Playlists", name});
         if (list == nullptr) return {"<no such playlist>"};
-        for (MediaObject& child : tree_children(lock, *list)) {
-            const MediaItem* const item = item_of(lock, &child);
-            out.push_back(std::to_string(as_reference(&child)->sort_key) + " " + std::string{item->title.view()});
-        }
+        Strings out;
+        for (MediaObject& child : tree_children(lock, *list))
+            out.push_back(std::to_string(as_reference(&child)->sort_key) + " " + title_of(lock, child.id));
         std::sort(out.begin(), out.end());
         return out;
     }
-    using Strings = std::vector<std::string>;
-
     ScratchDirectory music_, more_;
 };
 
-TEST_F(Playlists, M3uTitlesComeFromTagsThenFromTheList) {
-    m3u_import(music_.write("My List.m3u", "#EXTINF:1,From the list\na.mp3\nb.mp3\nc.mp3\n"));
+TEST_F(Playlists, TitlesComeFromTagsThenFromTheList) {
+    import("My List.m3u", "#EXTINF:1,From the list\na.mp3\nb.mp3\nc.mp3\n");
     // The title of the first entry's line goes on to the last one; only the tag of the first is stronger.
     EXPECT_EQ(entries("My List"), (Strings{"1 Tag A", "2 From the list", "3 From the list"}));
-    m3u_import(music_.write(" .m3u", "b.mp3\n"));
+    import(" .m3u", "b.mp3\n");
     EXPECT_EQ(entries("Unknown"), (Strings{"1 From the list"}));
+    pls_import(music_.write("l.pls", "File1=b.mp3\nFile2=http://radio.example:8000/\n"), "Given name");
+    EXPECT_EQ(entries("Given name"), (Strings{"1 From the list", "2 http://radio.example:8000/"}));
 }
 
-TEST_F(Playlists, AKnownFileWithoutATitleTakesTheLists) {
+TEST_F(Playlists, AKnownFileWithoutATitleTakesTheListsAndKeepsTheRest) {
     const std::string c = music_ / "c.mp3";
-    db_add_item({.title = "a", .path = music_ / "a.mp3"});
-    db_add_item({.artist = "Artist", .path = c, .compilation = 1, .modified = 2'000'000'000, .play_count = 7});
-    m3u_import(music_.write("first.m3u", "b.mp3\nc.mp3\n"));
-    m3u_import(music_.write("l.m3u", "#EXTINF:1,Song\na.mp3\nc.mp3\n"));
+    add({.title = "a", .path = music_ / "a.mp3"});
+    add({.artist = "Artist", .path = c, .track = 9, .compilation = 1, .modified = 2'000'000'000, .play_count = 7});
+    import("first.m3u", "b.mp3\nc.mp3\n");
+    import("l.m3u", "#EXTINF:1,Song\na.mp3\nc.mp3\n");
     EXPECT_EQ(entries("l"), (Strings{"1 a", "2 Song"})) << "the tag of a has a title";
     EXPECT_EQ(entries("first"), (Strings{"1 b", "2 Song"}));
     StoreLock lock;
     const MediaItem& item = *db_find_in_type(lock, c, ObjectClass::music_track);
     EXPECT_EQ(item.artist.view(), "Artist");
     EXPECT_EQ(item.playlist.view(), "first");
-    EXPECT_EQ(item.compilation + item.play_count, 1 + 7);
+    EXPECT_EQ(item.track + item.compilation + item.play_count, 9 + 1 + 7);
     EXPECT_EQ(item.modified, 2'000'000'000);
 }
 
-TEST_F(Playlists, KnownItemsJoinAsTheyAre) {
-    db_add_item({.title = "Known", .path = music_ / "a.mp3", .track = 9, .modified = 2'000'000'000});
-    pls_import(music_.write("l.pls", "File1=b.mp3\nFile2=a.mp3\nFile3=http://radio.example:8000/\n"), "Given name");
-    EXPECT_EQ(entries("Given name"), (Strings{"1 b", "2 Known", "3 http://radio.example:8000/"}));
-    StoreLock lock;
-    EXPECT_EQ(db_find_in_type(lock, music_ / "a.mp3", ObjectClass::music_track)->track, 9);
-}
-
-TEST_F(Playlists, ReadingAgainReplacesTheEntries) {
-    const std::string path = music_.write("l.m3u", "a.mp3\nb.mp3\nhttp://radio.example/one\n");
-    m3u_import(path);
-    EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "2 b", "3 one"}));
-    db_event_pass();
-    music_.write("l.m3u", "nowhere.mp3\nc.mp3\na.mp3\nhttp://radio.example/two\n");
-    m3u_import(path);
-    EXPECT_EQ(entries("l"), (Strings{"1 c", "2 Tag A", "3 two"}));
-    EXPECT_EQ(children({"Music", "Internet Radio", "- Favorites- "}), (Strings{"(two)"})) << "nothing lists one";
-    StoreLock lock;
-    EXPECT_TRUE(find(lock, {"Music", "Playlists", "l"})->changed);
-    EXPECT_FALSE(db_find_in_type(lock, music_ / "b.mp3", ObjectClass::music_track)->playlist) << "it left the list";
-}
-
-TEST_F(Playlists, ReadingAnUnchangedListAgainKeepsItsIds) {
-    const std::string path = music_.write("l.m3u", "a.mp3\nb.mp3\na.mp3\nhttp://radio.example/one\nc.mp3\n");
+TEST_F(Playlists, ReadingAgainReplacesWhatChangedAndKeepsTheIdsOfTheRest) {
     const auto ids = [] {
         StoreLock lock;
         std::vector<ObjectId> out;
@@ -93,7 +75,7 @@ TEST_F(Playlists, ReadingAnUnchangedListAgainKeepsItsIds) {
             out.push_back(child.id);
         return out;
     };
-    m3u_import(path);
+    const std::string path = import("l.m3u", "a.mp3\nb.mp3\na.mp3\nhttp://radio.example/one\nc.mp3\n");
     EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "2 b", "3 one", "4 c"}));
     const auto first = ids();
     db_event_pass();
@@ -103,43 +85,45 @@ TEST_F(Playlists, ReadingAnUnchangedListAgainKeepsItsIds) {
     db_event_pass();
     EXPECT_EQ(db_system_update_id(), update_id);
     // A track that is replaced keeps its place.
-    db_add_item({.title = "Newer", .path = music_ / "b.mp3", .modified = 2'000'000'000});
-    EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "2 Newer", "3 one", "4 c"}));
+    add({.title = "Newer", .path = music_ / "b.mp3", .modified = 2'000'000'000});
     m3u_import(path);
     EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "2 Newer", "3 one", "4 c"}));
+
+    import("l.m3u", "nowhere.mp3\nc.mp3\na.mp3\nhttp://radio.example/two\n");
+    EXPECT_EQ(entries("l"), (Strings{"1 c", "2 Tag A", "3 two"}));
+    EXPECT_EQ(children({"Music", "Internet Radio", "- Favorites- "}), (Strings{"(two)"})) << "nothing lists one";
+    StoreLock lock;
+    EXPECT_TRUE(find(lock, {"Music", "Playlists", "l"})->changed);
+    EXPECT_FALSE(db_find_in_type(lock, music_ / "b.mp3", ObjectClass::music_track)->playlist) << "it left the list";
 }
 
 TEST_F(Playlists, ARemovedFileLosesItsEntries) {
-    const std::string gone = music_.write("gone.m3u", "a.mp3\nhttp://radio.example/one\nhttp://radio.example/two\n");
-    m3u_import(gone);
-    m3u_import(music_.write("stays.m3u", "a.mp3\nhttp://radio.example/two\n"));
+    const std::string gone = import("gone.m3u", "a.mp3\nhttp://radio.example/one\nhttp://radio.example/two\n");
+    import("stays.m3u", "a.mp3\nhttp://radio.example/two\n");
     playlists_forget_vanished();
     EXPECT_EQ(entries("gone").size(), 3u);
+    // Of two files of one name the later one replaces, and stays when the other is removed.
+    const std::string former = import("x/l.m3u", "../a.mp3\n");
+    import("y/l.m3u", "../b.mp3\n");
     fs::remove(gone);
+    fs::remove(former);
     playlists_forget_vanished();
     EXPECT_EQ(entries("gone"), Strings{});
     EXPECT_EQ(entries("stays"), (Strings{"1 Tag A", "2 two"}));
+    EXPECT_EQ(entries("l"), (Strings{"1 b"}));
     EXPECT_EQ(children({"Music", "Internet Radio", "- Favorites- "}), (Strings{"(two)"}));
     EXPECT_NE(id_of(music_ / "a.mp3"), kNoObject);
-    // Of two files of one name the later one replaces, and stays when the other is removed.
-    const std::string former = music_.write("x/l.m3u", "../a.mp3\n");
-    m3u_import(former);
-    m3u_import(music_.write("y/l.m3u", "../b.mp3\n"));
-    fs::remove(former);
-    playlists_forget_vanished();
-    EXPECT_EQ(entries("l"), (Strings{"1 b"}));
 }
 
 TEST_F(Playlists, ImportsEndWithTheirFlagAndAtTheirLimit) {
-    const std::string path = music_.write("l.m3u", "a.mp3\n");
-    m3u_import(path);
+    const std::string path = import("l.m3u", "a.mp3\n");
     music_.write("l.m3u", "b.mp3\n");
     const RunningFlag stopped;
     m3u_import(path, {}, &stopped);
     EXPECT_EQ(entries("l"), (Strings{"1 Tag A"}));
     std::string endless;
     for (int i = 0; i < 100'000; ++i) endless += "a.mp3\n";
-    m3u_import(music_.write("endless.m3u", endless + "b.mp3\n"));
+    import("endless.m3u", endless + "b.mp3\n");
     EXPECT_EQ(entries("endless"), (Strings{"1 Tag A"}));
 }
 
@@ -151,8 +135,7 @@ class PlaylistsWithoutRadio : public Playlists {
 };
 
 TEST_F(PlaylistsWithoutRadio, ARefusedEntryMovesTheOthersUpOnce) {
-    const std::string path = music_.write("l.m3u", "a.mp3\nhttp://radio.example/one\nb.mp3\n");
-    m3u_import(path);
+    const std::string path = import("l.m3u", "a.mp3\nhttp://radio.example/one\nb.mp3\n");
     EXPECT_EQ(entries("l"), (Strings{"1 Tag A", "2 b"}));
     db_event_pass();
     const std::int32_t update_id = db_system_update_id();
@@ -164,43 +147,38 @@ TEST_F(PlaylistsWithoutRadio, ARefusedEntryMovesTheOthersUpOnce) {
 TEST_F(Playlists, RandomPositionsShuffle) {
     settings_set(Setting::randomizeplaylists, "1");
     std::string list;
-    for (int i = 0; i < 40; ++i) list += fs::path(music_.write(std::to_string(i + 1000) + ".mp3")).string() + "\n";
-    const std::string path = music_.write("l.m3u", list);
+    for (int i = 0; i < 40; ++i) list += music_.write(std::to_string(i + 1000) + ".mp3") + "\n";
     std::srand(1);  // as shuffled listings do at any time
     const int next = std::rand();
     std::srand(1);
-    m3u_import(path);
+    const std::string path = import("l.m3u", list);
     EXPECT_EQ(std::rand(), next) << "a listing would come out in another order";
     const Strings first = entries("l");
     EXPECT_EQ(first.size(), 40u);
-    std::srand(1);
     m3u_import(path);
     EXPECT_NE(entries("l"), first);
 }
 
-struct ResolveCase {
-    std::string entry;
-    Text expected;  // missing: not found
-};
-
-TEST_F(Playlists, EntriesAreLookedForInOrder) {
-    more_.write("sub/only here.mp3");
-    more_.write("sub/lists/a.mp3");
-    more_.write("sub/lists/deep/d.mp3");
-    more_.write("sub/lists/deep/caf\u00E9.mp3");
-    more_.write("sub/lists/with\\backslash.mp3");
-    const std::string list = more_.write("sub/lists/l.m3u");
-    const std::string sub = more_ / "sub";
-    for (const auto& [entry, expected] : std::vector<ResolveCase>{
+TEST_F(Playlists, EntriesAreLookedForInOrderAndSpelledAsTheScannerDoes) {
+    const std::string sub = more_ / "sub", lists = sub + "/lists";
+    for (const char* file : {"only here.mp3", "d.mp3", "x/e.mp3", "lists/a.mp3", "lists/deep/d.mp3",
+                             "lists/deep/caf\u00E9.mp3", "lists/with\\backslash.mp3", "lists/l.m3u"})
+        more_.write("sub/"s + file);
+    fs::create_directory_symlink(more_ / "sub/x", music_ / "link");
+    const auto resolved = [](const std::string& entry, const std::string& list) {
+        const auto found = playlist_resolve_entry(entry, list);
+        return found ? Text{found->path} : Text{};
+    };
+    for (const auto& [entry, expected] : std::initializer_list<std::pair<std::string, Text>>{
              {"http://h/x", "http://h/x"},
              {music_ / "b.mp3", music_ / "b.mp3"},
-             {"a.mp3", sub + "/lists/a.mp3"},  // beside the list before the content directories
+             {"a.mp3", lists + "/a.mp3"},  // beside the list before the content directories
              {"b.mp3", music_ / "b.mp3"},
              {"only here.mp3", sub + "/only here.mp3"},  // below a content directory with a prefix
-             {"deep\\d.mp3", sub + "/lists/deep/d.mp3"},
-             {"with\\backslash.mp3", sub + "/lists/with\\backslash.mp3"},
-             {"deep\\caf\xE9.mp3", sub + "/lists/deep/caf\u00E9.mp3"},
-             {"./deep//../a.mp3", sub + "/lists/a.mp3"},
+             {"deep\\d.mp3", lists + "/deep/d.mp3"},
+             {"with\\backslash.mp3", lists + "/with\\backslash.mp3"},
+             {"deep\\caf\xE9.mp3", lists + "/deep/caf\u00E9.mp3"},
+             {"./deep//../a.mp3", lists + "/a.mp3"},
              {"../only here.mp3", sub + "/only here.mp3"},
              {"C:\\Music\\a.mp3", {}},
              {"deep", {}},
@@ -208,25 +186,17 @@ TEST_F(Playlists, EntriesAreLookedForInOrder) {
              {"/dev/zero", {}},
              {"/tmp/..//proc/self/environ", {}},
              {"", {}},
-         }) {
-        const auto found = playlist_resolve_entry(entry, list);
-        EXPECT_EQ(found ? Text{found->path} : Text{}, expected) << entry;
-    }
-}
-
-TEST_F(Playlists, PathsAreSpelledAsTheScannerDoes) {
-    more_.write("sub/d.mp3");
-    more_.write("sub/x/e.mp3");
-    fs::create_directory_symlink(more_ / "sub/x", music_ / "link");
-    settings_set(Setting::contentdir, music_.path() + "," + (more_ / "sub/"));
-    const std::string list = more_ / "sub//l.m3u", sub = more_ / "sub/";
-    for (const auto& [entry, expected] : std::vector<ResolveCase>{
-             {"d.mp3", sub + "/d.mp3"},  // two slashes in front of a file of a directory that ends with one
-             {"x/e.mp3", sub + "x/e.mp3"},
-             {sub + "d.mp3", sub + "/d.mp3"},
-             {(music_ / "link") + "/../d.mp3", (music_ / "link") + "/../d.mp3"},  // leads to sub, not to music
          })
-        EXPECT_EQ(playlist_resolve_entry(entry, list)->path, expected) << entry;
+        EXPECT_EQ(resolved(entry, lists + "/l.m3u"), expected) << entry;
+    settings_set(Setting::contentdir, music_.path() + "," + sub + "/");
+    const std::string link = music_ / "link";
+    for (const auto& [entry, expected] : std::initializer_list<std::pair<std::string, Text>>{
+             {"d.mp3", sub + "//d.mp3"},  // two slashes in front of a file of a directory that ends with one
+             {"x/e.mp3", sub + "/x/e.mp3"},
+             {sub + "/d.mp3", sub + "//d.mp3"},
+             {link + "/../d.mp3", link + "/../d.mp3"},  // leads to sub, not to music
+         })
+        EXPECT_EQ(resolved(entry, sub + "//l.m3u"), expected) << entry;
 }
 
 }  // namespace

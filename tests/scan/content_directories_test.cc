@@ -7,30 +7,25 @@
 
 namespace {
 
-class ContentDirectories : public testing::Test {
-protected:
-    void TearDown() override { settings_free_all(); }
-};
-
-TEST_F(ContentDirectories, MayBeginWithALetterThatRestrictsThem) {
+TEST(ContentDirectories, MayBeginWithALetterThatRestrictsThem) {
     settings_set(Setting::contentdir, "/a,M|/b,p|/c,V|,x|/d,/e|f");
-    const auto targets = content_directories();
-    ASSERT_EQ(targets.size(), 6u);
-    const std::pair<std::string, ScanRestriction> expected[] = {
-        {"/a", {}},  {"/b", ReaderType::music}, {"/c", ReaderType::picture}, {"", ReaderType::video}, {"x|/d", {}},
-        {"/e|f", {}}};
-    for (std::size_t i = 0; i < targets.size(); ++i)
-        EXPECT_EQ((std::pair{targets[i].path(), targets[i].restriction}), expected[i]);
-}
-
-TEST_F(ContentDirectories, AreTheDirectoryOfTheStartWhenNoneIsConfigured) {
+    std::vector<std::pair<std::string, ScanRestriction>> found;
+    for (const auto& target : content_directories()) found.emplace_back(target.path(), target.restriction);
+    EXPECT_EQ(found, (decltype(found){{"/a", {}},
+                                      {"/b", ReaderType::music},
+                                      {"/c", ReaderType::picture},
+                                      {"", ReaderType::video},
+                                      {"x|/d", {}},
+                                      {"/e|f", {}}}));
+    settings_free_all();
+    // None is configured.
     ASSERT_EQ(content_directories().size(), 1u);
     EXPECT_EQ(content_directories().front().path(), start_directory());
     EXPECT_TRUE(rescan_dir_valid(start_directory() + "/sub"));
     EXPECT_FALSE(rescan_dir_valid("/nowhere"));
 }
 
-TEST_F(ContentDirectories, HoldWhatMayBeRescanned) {
+TEST(ContentDirectories, HoldWhatMayBeRescanned) {
     struct {
         const char* asked;
         const char* scanned;  // null: not valid
@@ -65,6 +60,7 @@ TEST_F(ContentDirectories, HoldWhatMayBeRescanned) {
         EXPECT_EQ(target->restriction, c.restriction);
         EXPECT_EQ(target->text, c.asked);
     }
+    settings_free_all();
 }
 
 }  // namespace

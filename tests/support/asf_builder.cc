@@ -48,19 +48,16 @@ AsfHead& AsfHead::description(std::string_view title, std::string_view artist, s
     return object(kDescriptionGuid, u16(a.size()) + u16(b.size()) + u16(c.size()) + u16(0) + u16(0) + a + b + c);
 }
 
-AsfHead& AsfHead::format(std::uint32_t bytes_per_second, std::uint16_t channels, std::uint32_t sample_rate,
-                         std::uint16_t extra) {
-    std::string data(54, '\x07');  // types, offset, lengths, flags: nothing here that looks like a format tag
-    data += "\x61\x01"sv;
-    data += u16(channels) + little_endian_bytes(sample_rate, 4) + little_endian_bytes(bytes_per_second, 4);
-    data += u16(744) + u16(16) + u16(extra) + std::string(extra, '\x05');
-    return object(kStreamGuid, data);
+AsfHead& AsfHead::format(std::uint32_t bytes_per_second, std::uint16_t channels, std::uint32_t sample_rate) {
+    const std::string data(54, '\x07');  // types, offset, lengths, flags: nothing here that looks like a format tag
+    return object(kStreamGuid, data + "\x61\x01" + u16(channels) + little_endian_bytes(sample_rate, 4) +
+                                   little_endian_bytes(bytes_per_second, 4) + u16(744) + u16(16) + u16(10) +
+                                   std::string(10, '\x05'));
 }
 
 AsfHead& AsfHead::raw_attribute(std::string_view name, std::uint16_t type, std::string_view value) {
     const std::string wide = utf16le_text(name);
-    attributes_ += u16(wide.size()) + wide + u16(type) + u16(value.size());
-    attributes_ += value;
+    attributes_ += u16(wide.size()) + wide + u16(type) + u16(value.size()) + std::string{value};
     ++attribute_count_;
     return *this;
 }
@@ -78,9 +75,7 @@ AsfHead& AsfHead::filler(std::size_t bytes) {
 }
 
 std::string AsfHead::bytes() const {
-    const std::string extended =
-        attribute_count_ == 0 ? "" : object_bytes(kExtendedGuid, u16(attribute_count_) + attributes_);
-    const std::string data =
-        little_endian_bytes(child_count_ + (attribute_count_ > 0 ? 1 : 0), 4) + "\x01\x02" + children_ + extended;
-    return object_bytes(kHeaderGuid, data);
+    AsfHead whole = *this;
+    if (attribute_count_ > 0) whole.object(kExtendedGuid, u16(attribute_count_) + attributes_);
+    return object_bytes(kHeaderGuid, little_endian_bytes(whole.child_count_, 4) + "\x01\x02" + whole.children_);
 }

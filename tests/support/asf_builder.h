@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
 
 std::string little_endian_bytes(std::uint64_t value, std::size_t width);
 // Code units without a mark, with a terminator.
@@ -17,10 +16,9 @@ std::string utf16le_text(std::string_view ascii);
 class AsfHead {
 public:
     AsfHead& description(std::string_view title, std::string_view artist, std::string_view copyright = {});
-    // Stream properties of a WMA 2 stream; extra is the number of codec bytes that are announced.
-    AsfHead& format(std::uint32_t bytes_per_second, std::uint16_t channels = 2, std::uint32_t sample_rate = 44100,
-                    std::uint16_t extra = 10);
-    // Attributes with a text, and with a number of four bytes.
+    // Stream properties of a WMA 2 stream that announces ten bytes of its codec.
+    AsfHead& format(std::uint32_t bytes_per_second, std::uint16_t channels = 2, std::uint32_t sample_rate = 44100);
+    // Attributes with a text, with a number of four bytes, and with a value as it stands.
     AsfHead& attribute(std::string_view name, std::string_view text);
     AsfHead& attribute(std::string_view name, std::uint32_t number);
     AsfHead& raw_attribute(std::string_view name, std::uint16_t type, std::string_view value);
@@ -31,8 +29,6 @@ public:
 
 private:
     AsfHead& object(std::string_view guid, std::string_view data);
-    std::string children_;
-    std::string attributes_;
-    std::uint16_t attribute_count_ = 0;
-    std::uint32_t child_count_ = 0;
+    std::string children_, attributes_;
+    std::uint32_t child_count_ = 0, attribute_count_ = 0;
 };

@@ -7,11 +7,13 @@ namespace {
 std::string u32(std::size_t value) {
     return little_endian_bytes(value, 4);
 }
+std::string filled(std::string bytes, std::size_t size) {
+    bytes.resize(size, '\0');
+    return bytes;
+}
 
-std::string joined(const std::vector<std::string>& parts) {
-    std::string out;
-    for (const std::string& part : parts) out += part;
-    return out;
+std::string object(std::uint32_t type, std::size_t text_bytes, const std::string& body) {
+    return "mhod" + u32(24) + u32(32 + body.size()) + u32(type) + u32(0) + u32(0) + u32(1) + u32(text_bytes) + body;
 }
 
 }  // namespace
@@ -21,34 +23,27 @@ std::string itunes_record(std::string_view tag, std::uint32_t total, std::string
 }
 
 std::string itunes_text(std::uint32_t type, std::string_view text, std::size_t padding) {
-    std::string wide = utf16le_text(text);
-    wide.resize(wide.size() - 2);  // no terminator
-    const std::string body = std::string(padding, '\x7F') + wide;
-    return "mhod" + u32(24) + u32(32 + body.size()) + u32(type) + u32(0) + u32(0) + u32(1) + u32(wide.size()) + body;
+    const std::string wide = utf16le_text(text).substr(0, 2 * text.size());  // no terminator
+    return object(type, wide.size(), std::string(padding, '\x7F') + wide);
 }
 
 std::string itunes_opaque(std::uint32_t type, std::size_t bytes) {
-    return "mhod" + u32(24) + u32(32 + bytes) + u32(type) + u32(0) + u32(0) + u32(1) + u32(7) +
-           std::string(bytes, '\x6D');
+    return object(type, 7, std::string(bytes, '\x6D'));
 }
 
 std::string ITunesSong::bytes() const {
-    std::string header = "mhit" + u32(header_length) + u32(0) + u32(objects.size()) + u32(id);
-    header.resize(44, '\0');
-    header += u32(5);  // track number
-    header.resize(header_length, '\0');
-    return header + joined(objects);
+    constexpr std::uint32_t kTrack = 5;
+    std::string out = filled("mhit" + u32(header_length) + u32(0) + u32(objects.size()) + u32(id), 44) + u32(kTrack);
+    out.resize(header_length, '\0');
+    for (const std::string& each : objects) out += each;
+    return out;
 }
 
 std::string ITunesPlaylist::bytes() const {
-    std::string rest = u32(objects.size()) + u32(ids.size());
-    rest.resize(96, '\0');
-    std::string out = itunes_record("mhyp", 0, rest) + joined(objects);
-    for (const std::uint32_t id : ids) {
-        std::string entry = u32(0) + u32(0) + u32(0) + u32(id);
-        entry.resize(64, '\0');
-        out += itunes_record("mhip", 0, entry);
-    }
+    std::string out = itunes_record("mhyp", 0, filled(u32(objects.size()) + u32(ids.size()), 96));
+    for (const std::string& each : objects) out += each;
+    for (const std::uint32_t entry : ids)
+        out += itunes_record("mhip", 0, filled(std::string(12, '\0') + u32(entry), 64));
     return out;
 }
 

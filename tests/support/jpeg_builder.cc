@@ -3,13 +3,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+#include <utility>
 
 #include <jpeglib.h>
 
+#include "support/asf_builder.h"
 #include "support/mp3_builder.h"
 
 TestPicture noise_picture(int width, int height, unsigned seed) {
-    TestPicture picture = plain_picture(width, height, 0, 0, 0);
+    TestPicture picture = plain_picture(width, height);
     std::mt19937 random{seed};
     for (std::uint8_t& value : picture.rgb) value = static_cast<std::uint8_t>(random());
     return picture;
@@ -31,19 +33,15 @@ std::string jpeg_bytes(const TestPicture& picture, JpegKind kind) {
     jpeg_mem_dest(&info, &bytes, &size);
     info.image_width = static_cast<JDIMENSION>(picture.width);
     info.image_height = static_cast<JDIMENSION>(picture.height);
-    info.in_color_space = kind == JpegKind::grey ? JCS_GRAYSCALE : kind == JpegKind::cmyk ? JCS_CMYK : JCS_RGB;
-    info.input_components = kind == JpegKind::grey ? 1 : kind == JpegKind::cmyk ? 4 : 3;
+    info.in_color_space = kind == JpegKind::grey ? JCS_GRAYSCALE : JCS_RGB;
+    info.input_components = kind == JpegKind::grey ? 1 : 3;
     jpeg_set_defaults(&info);
     if (kind == JpegKind::progressive) jpeg_simple_progression(&info);
     jpeg_start_compress(&info, TRUE);
-    std::vector<std::uint8_t> line;
     for (int y = 0; y < picture.height; ++y) {
-        line.clear();
-        for (int x = 0; x < picture.width; ++x) {
-            const std::uint8_t* const pixel = picture.at(x, y);
-            line.insert(line.end(), pixel, pixel + (kind == JpegKind::grey ? 1 : 3));
-            if (kind == JpegKind::cmyk) line.push_back(0);
-        }
+        std::vector<std::uint8_t> line;
+        for (int x = 0; x < picture.width; ++x)
+            line.insert(line.end(), picture.at(x, y), picture.at(x, y) + info.input_components);
         JSAMPROW row = line.data();
         jpeg_write_scanlines(&info, &row, 1);
     }
@@ -63,7 +61,7 @@ TestPicture jpeg_pixels(std::string_view jpeg) {
     jpeg_read_header(&info, TRUE);
     info.out_color_space = JCS_RGB;
     jpeg_start_decompress(&info);
-    TestPicture out = plain_picture(static_cast<int>(info.output_width), static_cast<int>(info.output_height), 0, 0, 0);
+    TestPicture out = plain_picture(static_cast<int>(info.output_width), static_cast<int>(info.output_height));
     while (info.output_scanline < info.output_height) {
         JSAMPROW row = out.rgb.data() + info.output_scanline * info.output_width * 3;
         jpeg_read_scanlines(&info, &row, 1);
@@ -88,56 +86,46 @@ std::string jpeg_head(const std::vector<std::string>& segments, int width, int h
 
 // ---- EXIF
 
-std::string ExifBlock::number(std::uint32_t value, int bytes) const {
-    std::string out = big_endian_bytes(value, static_cast<std::size_t>(bytes));
-    return little_endian_ ? std::string{out.rbegin(), out.rend()} : out;
+std::string ExifBlock::number(std::uint32_t value, std::size_t bytes) const {
+    return little_endian_ ? little_endian_bytes(value, bytes) : big_endian_bytes(value, bytes);
 }
 
 ExifBlock& ExifBlock::text(Directory directory, unsigned tag, std::string_view value) {
-    const std::string stored = std::string{value} + '\0';
-    directories_[directory].push_back({tag, 2, static_cast<std::uint32_t>(stored.size()), stored});
+    const auto count = static_cast<std::uint32_t>(value.size() + 1);
+    directories_[directory].push_back({tag, kAscii, count, std::string{value} + '\0'});
     return *this;
 }
-ExifBlock& ExifBlock::short_value(Directory directory, unsigned tag, unsigned value) {
-    directories_[directory].push_back({tag, 3, 1, number(value, 2)});
-    return *this;
-}
-ExifBlock& ExifBlock::long_value(Directory directory, unsigned tag, std::uint32_t value) {
-    return raw(directory, tag, 4, 1, value);
-}
-ExifBlock& ExifBlock::raw(Directory directory, unsigned tag, unsigned type, std::uint32_t count, std::uint32_t value) {
-    directories_[directory].push_back({tag, type, count, number(value, 4)});
+ExifBlock& ExifBlock::raw(Directory directory, unsigned tag, Type type, std::uint32_t count, std::uint32_t value) {
+    directories_[directory].push_back({tag, type, count, number(value, type == kShort ? 2 : 4)});
     return *this;
 }
 
-// Directory by directory, each followed by the values that do not fit into its entries.
+// Directory by directory, each followed by the values that do not fit into its entries. Where the later ones begin is
+// known once the first is written, so all is written twice.
 std::string ExifBlock::tiff() const {
-    const auto bytes_of = [&](Directory directory) {
-        std::size_t bytes = 2 + 12 * (directories_[directory].size()) + 4;
-        if (directory == kIfd0 && !directories_[kExif].empty()) bytes += 12;
-        for (const Entry& entry : directories_[directory]) bytes += entry.value.size() > 4 ? entry.value.size() : 0;
-        return static_cast<std::uint32_t>(bytes);
-    };
-    const std::uint32_t exif_at = 8 + bytes_of(kIfd0);
-    const std::uint32_t ifd1_at = exif_at + (directories_[kExif].empty() ? 0 : bytes_of(kExif));
-    std::string out = (little_endian_ ? "II" : "MM") + number(42, 2) + number(8, 4);
-    for (const Directory directory : {kIfd0, kExif, kIfd1}) {
-        std::vector<Entry> entries = directories_[directory];
-        if (entries.empty() && directory != kIfd0) continue;
-        if (directory == kIfd0 && !directories_[kExif].empty()) entries.push_back({34665, 4, 1, number(exif_at, 4)});
-        std::string values;
-        const std::size_t values_at = out.size() + 2 + 12 * entries.size() + 4;
-        out += number(static_cast<std::uint32_t>(entries.size()), 2);
-        for (const Entry& entry : entries) {
-            out += number(entry.tag, 2) + number(entry.type, 2) + number(entry.count, 4);
-            if (entry.value.size() > 4) {
-                out += number(static_cast<std::uint32_t>(values_at + values.size()), 4);
-                values += entry.value;
-            } else {
-                out += entry.value + std::string(4 - entry.value.size(), '\0');
+    std::string out;
+    std::uint32_t begins[3] = {};
+    for (int pass = 0; pass < 2; ++pass) {
+        out = (little_endian_ ? "II" : "MM") + number(42, 2) + number(8, 4);
+        for (const Directory directory : {kIfd0, kExif, kIfd1}) {
+            std::vector<Entry> entries = directories_[directory];
+            if (entries.empty() && directory != kIfd0) continue;
+            if (directory == kIfd0 && !directories_[kExif].empty())
+                entries.push_back({34665, kLong, 1, number(begins[kExif], 4)});
+            begins[directory] = static_cast<std::uint32_t>(out.size());
+            std::string values;
+            const std::size_t values_at = out.size() + 2 + 12 * entries.size() + 4;
+            out += number(static_cast<std::uint32_t>(entries.size()), 2);
+            for (Entry& entry : entries) {
+                if (entry.value.size() > 4) {
+                    values +=
+                        std::exchange(entry.value, number(static_cast<std::uint32_t>(values_at + values.size()), 4));
+                }
+                entry.value.resize(4, '\0');
+                out += number(entry.tag, 2) + number(entry.type, 2) + number(entry.count, 4) + entry.value;
             }
+            out += number(directory == kIfd0 ? begins[kIfd1] : 0, 4) + values;
         }
-        out += number(directory == kIfd0 && !directories_[kIfd1].empty() ? ifd1_at : 0, 4) + values;
     }
     return out;
 }

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 // Three bytes a pixel, from the top down.
@@ -15,9 +14,9 @@ struct TestPicture {
 };
 // Noise that is the same in every run, or one colour.
 TestPicture noise_picture(int width, int height, unsigned seed = 1);
-TestPicture plain_picture(int width, int height, std::uint8_t red, std::uint8_t green, std::uint8_t blue);
+TestPicture plain_picture(int width, int height, std::uint8_t red = 0, std::uint8_t green = 0, std::uint8_t blue = 0);
 
-enum class JpegKind { baseline, progressive, grey, cmyk };
+enum class JpegKind { baseline, progressive, grey };
 std::string jpeg_bytes(const TestPicture& picture, JpegKind kind = JpegKind::baseline);
 // Grey comes back in three equal channels. What cannot be decoded ends the program with the library's message.
 TestPicture jpeg_pixels(std::string_view jpeg);
@@ -26,17 +25,17 @@ TestPicture jpeg_pixels(std::string_view jpeg);
 std::string jpeg_segment(unsigned marker, std::string_view body);
 std::string jpeg_head(const std::vector<std::string>& segments, int width, int height);
 
-// The APP1 segment of an EXIF block. Texts are ASCII entries, with the NUL that they have to have.
+// The APP1 segment of an EXIF block.
 class ExifBlock {
 public:
     explicit ExifBlock(bool little_endian) : little_endian_(little_endian) {}
 
     enum Directory { kIfd0, kExif, kIfd1 };
+    enum Type { kAscii = 2, kShort = 3, kLong = 4 };
+    // An ASCII entry, with the NUL that it has to have.
     ExifBlock& text(Directory directory, unsigned tag, std::string_view value);
-    ExifBlock& short_value(Directory directory, unsigned tag, unsigned value);
-    ExifBlock& long_value(Directory directory, unsigned tag, std::uint32_t value);
-    // An entry as it stands: type, count and the four bytes of its value.
-    ExifBlock& raw(Directory directory, unsigned tag, unsigned type, std::uint32_t count, std::uint32_t value);
+    // An entry as it stands, its value in its own four bytes.
+    ExifBlock& raw(Directory directory, unsigned tag, Type type, std::uint32_t count, std::uint32_t value);
 
     std::string tiff() const;
     std::string segment() const;
@@ -47,7 +46,7 @@ private:
         std::uint32_t count;
         std::string value;  // as it is stored
     };
-    std::string number(std::uint32_t value, int bytes) const;
+    std::string number(std::uint32_t value, std::size_t bytes) const;
     bool little_endian_;
     std::vector<Entry> directories_[3];
 };

@@ -1,5 +1,9 @@
 #include "support/mp3_builder.h"
 
+#include "support/asf_builder.h"
+
+using namespace std::string_view_literals;
+
 namespace {
 
 constexpr std::size_t kFrameBytes = 417;
@@ -11,57 +15,41 @@ std::string field(std::string_view text, std::size_t width) {
     return out;
 }
 
-std::string frame_bytes() {
-    return field("\xFF\xFB\x90\x64", kFrameBytes);
-}
-
-}  // namespace
-
-std::string big_endian_bytes(std::uint32_t value, std::size_t width) {
-    std::string out;
-    for (std::size_t shift = width * 8; shift > 0; shift -= 8) out += static_cast<char>(value >> (shift - 8) & 0xFFu);
-    return out;
-}
-
+// Four bytes of seven bits each.
 std::string syncsafe_bytes(std::uint32_t value) {
     std::string out;
     for (unsigned shift = 28; shift > 0; shift -= 7) out += static_cast<char>(value >> (shift - 7) & 0x7Fu);
     return out;
 }
 
+}  // namespace
+
+std::string big_endian_bytes(std::uint32_t value, std::size_t width) {
+    const std::string reversed = little_endian_bytes(value, width);
+    return {reversed.rbegin(), reversed.rend()};
+}
+
 std::string utf16_bytes(std::u32string_view text, bool little_endian) {
-    std::string out;
+    std::string out = little_endian ? "\xFF\xFE" : "\xFE\xFF";
     const auto unit = [&](std::uint32_t value) {
-        const std::string bytes = big_endian_bytes(value, 2);
-        out += little_endian ? std::string{bytes.rbegin(), bytes.rend()} : bytes;
+        out += little_endian ? little_endian_bytes(value, 2) : big_endian_bytes(value, 2);
     };
-    unit(0xFEFF);
     for (const char32_t c : text) {
-        if (c >= 0x10000) unit(0xD800 + (static_cast<std::uint32_t>(c - 0x10000) >> 10));
-        unit(c >= 0x10000 ? 0xDC00 + (static_cast<std::uint32_t>(c - 0x10000) & 0x3FFu)
-                          : static_cast<std::uint32_t>(c));
+        if (c >= 0x10000) unit(0xD800 + ((c - 0x10000) >> 10));
+        unit(c >= 0x10000 ? 0xDC00 + (c & 0x3FFu) : c);
     }
     return out;
 }
 
-Id3Tag& Id3Tag::frame(std::string_view id, std::string_view data) {
-    return frame_with_size(id, static_cast<std::uint32_t>(data.size()), data);
-}
-
-Id3Tag& Id3Tag::frame_with_size(std::string_view id, std::uint32_t size, std::string_view data) {
+Id3Tag& Id3Tag::frame(std::string_view id, std::string_view data, std::optional<std::uint32_t> size) {
     body_ += id;
-    body_ += big_endian_bytes(size, version_ == 2 ? 3 : 4);
-    if (version_ != 2) body_ += std::string(2, '\0');
+    body_ += big_endian_bytes(size.value_or(static_cast<std::uint32_t>(data.size())), version_ == 2 ? 3 : 4);
+    if (version_ != 2) body_ += "\0\0"sv;
     body_ += data;
     return *this;
 }
 
-Id3Tag& Id3Tag::text(std::string_view id, std::string_view text, int encoding) {
-    return frame(id, std::string(1, static_cast<char>(encoding)).append(text));
-}
-
 Id3Tag& Id3Tag::picture(std::string_view image) {
-    using namespace std::string_view_literals;
     const std::string head{version_ == 2 ? "\0JPG\3\0"sv : "\0image/jpeg\0\3\0"sv};
     return frame(version_ == 2 ? "PIC" : "APIC", head + std::string{image});
 }
@@ -78,13 +66,13 @@ Id3Tag& Id3Tag::extended_header(std::uint32_t size) {
 }
 
 Id3Tag& Id3Tag::announce(std::uint32_t size) {
-    size_ = syncsafe_bytes(size);
+    size_ = size;
     return *this;
 }
 
 std::string Id3Tag::bytes() const {
-    const std::string size = size_.empty() ? syncsafe_bytes(static_cast<std::uint32_t>(body_.size())) : size_;
-    return "ID3" + std::string{static_cast<char>(version_), 0, flags_} + size + body_;
+    return "ID3" + std::string{static_cast<char>(version_), 0, flags_} +
+           syncsafe_bytes(size_.value_or(static_cast<std::uint32_t>(body_.size()))) + body_;
 }
 
 std::string Id3v1Block::bytes() const {
@@ -95,11 +83,11 @@ std::string Id3v1Block::bytes() const {
 
 std::string mpeg_frames(std::size_t count) {
     std::string out;
-    for (std::size_t i = 0; i < count; ++i) out += frame_bytes();
+    while (count-- > 0) out += field("\xFF\xFB\x90\x64", kFrameBytes);
     return out;
 }
 
 std::string xing_frame(std::uint32_t frames) {
     const std::string header = "Xing" + big_endian_bytes(1, 4) + big_endian_bytes(frames, 4);
-    return frame_bytes().replace(kXingAt, header.size(), header);
+    return mpeg_frames(1).replace(kXingAt, header.size(), header);
 }

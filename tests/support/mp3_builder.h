@@ -3,12 +3,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 std::string big_endian_bytes(std::uint32_t value, std::size_t width);
-// Four bytes of seven bits each.
-std::string syncsafe_bytes(std::uint32_t value);
 // Code units with a byte-order mark, from code points.
 std::string utf16_bytes(std::u32string_view text, bool little_endian);
 
@@ -17,12 +16,10 @@ class Id3Tag {
 public:
     explicit Id3Tag(int version) : version_(version) {}
 
-    // A frame with its plain big-endian size.
-    Id3Tag& frame(std::string_view id, std::string_view data);
-    // A frame that announces another size than its data has.
-    Id3Tag& frame_with_size(std::string_view id, std::uint32_t size, std::string_view data);
-    // Encoding 0 is ISO-8859-1, 1 UTF-16 with a mark, 2 UTF-16BE, 3 UTF-8.
-    Id3Tag& text(std::string_view id, std::string_view text, int encoding = 0);
+    // A frame that announces the size of its data, plain and big-endian, or another one.
+    Id3Tag& frame(std::string_view id, std::string_view data, std::optional<std::uint32_t> size = std::nullopt);
+    // A text in ISO-8859-1.
+    Id3Tag& text(std::string_view id, std::string_view text) { return frame(id, '\0' + std::string{text}); }
     Id3Tag& picture(std::string_view image);
     Id3Tag& padding(std::size_t bytes);
     // An extended header whose size field is this.
@@ -36,7 +33,7 @@ private:
     int version_;
     char flags_ = 0;
     std::string body_;
-    std::string size_;
+    std::optional<std::uint32_t> size_;
 };
 
 struct Id3v1Block {

@@ -1,13 +1,10 @@
-#include "import/itunes_db.h"
-
+// Libraries of others: an iPod's database and iTunes' own file.
 #include <gtest/gtest.h>
 
-#include "import/itunes_thread.h"
+#include "import/itunes_db.h"
+#include "import/itunes_xml.h"
 #include "support/asf_builder.h"
-#include "support/http_peer.h"
 #include "support/itunes_builder.h"
-#include "support/scratch.h"
-#include "support/store_fixture.h"
 
 using namespace std::string_literals;
 
@@ -15,22 +12,31 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-struct Reading {
-    Strings entries;  // "playlist position title location"
-    std::string error;
+// "playlist position title location" of every entry.
+struct Entries {
+    Strings texts;
+    LibrarySong last;
+    LibraryEntrySink sink() {
+        return [this](const LibrarySong& song, const std::string& playlist, std::int32_t position) {
+            texts.push_back(playlist + " " + std::to_string(position) + " " + song.title.value_or("-") + " " +
+                            song.location.value_or("-"));
+            last = song;
+            return true;
+        };
+    }
 };
 
+// ---- the database
+
+struct Reading {
+    Strings entries;
+    std::string error;
+};
 Reading read(const std::string& bytes, TagCharset charset = TagCharset::ascii) {
-    Reading reading;
+    Entries entries;
     FileWindow file{as_bytes(bytes)};
-    reading.error =
-        itunesdb_read(file, "/ipod/Music/", charset,
-                      [&](const LibrarySong& song, const std::string& playlist, std::int32_t position) {
-                          reading.entries.push_back(playlist + " " + std::to_string(position) + " " +
-                                                    song.title.value_or("-") + " " + song.location.value_or("-"));
-                          return true;
-                      });
-    return reading;
+    const std::string error = itunesdb_read(file, "/ipod/Music/", charset, entries.sink());
+    return {entries.texts, error};
 }
 
 ITunesSong song(std::uint32_t id, std::string_view title, std::string_view location) {
@@ -59,7 +65,6 @@ TEST(ITunesDb, ObjectsBehindALocationEndTheReading) {
                                                  {playlist("all", {}), playlist("L", {1, 5})}));
     EXPECT_EQ(reading.error, "error: invalid song header type: 1685022829\n");  // "mhod"
     EXPECT_EQ(reading.entries, Strings{});
-
     // Of the last song the objects are left to the walk over all records, which skips them as far as it understands.
     std::string last = itunes_database({early}, {});
     last.resize(last.size() - 108 + 12);
@@ -128,68 +133,87 @@ TEST(LibraryTime, IsAnOrderingKeyThatWraps) {
     EXPECT_EQ(library_time_key("1990-12-31T23:59:59Z"), 351'129'599);
 }
 
-class ITunesImport : public StoreFixture {
-protected:
-    ITunesImport() {
-        ipod_.write("iPod_Control/Music/F00/a.mp3");
-        ipod_.write("iPod_Control/Music/F00/b.mp3");
-    }
-    std::string write(const std::vector<ITunesSong>& songs, const std::vector<ITunesPlaylist>& playlists) {
-        return ipod_.write("iPod_Control/iTunes/iTunesDB", itunes_database(songs, playlists));
-    }
-    const ITunesSong first_ = song(1, "First", ":iPod_Control:Music:F00:a.mp3");
-    ScratchDirectory ipod_;
-};
+// ---- the library file
 
-TEST_F(ITunesImport, EntriesBecomeItemsOfTheirPlaylist) {
-    const std::string path =
-        write({first_, song(2, "Second", ":iPod_Control:Music:F00:b.mp3"), song(3, "Gone", ":i:Music:c.mp3"),
-               song(4, "Away", ":iPod_Control:Music:F00:c.mp3")},
-              {playlist("all", {1, 2, 3}), playlist("L", {2, 3, 4, 1}), playlist("M", {1})});
-    Strings names = itunesdb_import(path);
-    EXPECT_EQ(names, (Strings{"L", "M"}));
-    EXPECT_EQ(children({"Music", "Playlists", "L"}), (Strings{"(First)", "(Second)"}));
-    EXPECT_EQ(children({"Music", "Playlists", "M"}), (Strings{"(First)"}));
-    {
-        StoreLock lock;
-        const MediaItem* const item =
-            db_find_in_type(lock, ipod_ / "iPod_Control/Music/F00/a.mp3", ObjectClass::music_track);
-        ASSERT_NE(item, nullptr);
-        EXPECT_EQ(item->track, 4) << "a folder and what is not on the disk have positions, too";
-        EXPECT_EQ(item->modified, 1'812'157'440);
-        EXPECT_FALSE(item->duration);
-    }
-    // Another state of the library replaces this one.
-    write({first_}, {playlist("all", {1}), playlist("M", {}), playlist("N", {1})});
-    names = itunesdb_import(path, names);
-    EXPECT_EQ(names, (Strings{"N"}));
-    EXPECT_EQ(children({"Music", "Playlists", "L"}), Strings{});
-    EXPECT_EQ(children({"Music", "Playlists", "M"}), Strings{});
-    EXPECT_EQ(children({"Music", "Playlists", "N"}), (Strings{"(First)"}));
+std::string text(const std::string& key, const std::string& value, const std::string& element = "string") {
+    return "<key>" + key + "</key><" + element + ">" + value + "</" + element + ">\n";
+}
+std::string track(const std::string& id, const std::string& inner) {
+    return "<key>" + id + "</key>\n<dict>" + text("Track ID", id, "integer") + inner + "</dict>\n";
+}
+std::string list(const std::string& name, const std::vector<int>& ids, const std::string& more = {}) {
+    std::string items;
+    for (const int id : ids) items += "<dict>" + text("Track ID", std::to_string(id), "integer") + "</dict>";
+    return "<dict>" + text("Name", name) + more + "<key>Playlist Items</key><array>" + items + "</array></dict>\n";
+}
+std::string library(const std::string& tracks, const std::string& lists) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist>\n<plist version=\"1.0\">\n<dict>\n"
+           "\t<key>Features</key><integer>5</integer>\n\t<key>Tracks</key>\n\t<dict>\n" +
+           tracks + "\t</dict>\n\t<key>Playlists</key>\n\t<array>\n" + lists + "\t</array>\n</dict>\n</plist>\n";
+}
+const std::string kAt = text("Location", "file:///m/a.mp3");
+
+Entries read_xml(const std::string& document) {
+    Entries entries;
+    FileWindow file{as_bytes(document)};
+    itunes_xml_read(file, entries.sink());
+    return entries;
 }
 
-TEST_F(ITunesImport, WaitsForTheFirstScanOrTheEnd) {
-    static std::atomic<int> asked;
-    static std::atomic<bool> begun;
-    asked = 0;
-    begun = false;
-    const LibraryMayBegin may_begin = [] { return ++asked > 0 && begun.load(); };
-    RunningFlag ipod, itunes;
-    itunes_start(itunes, may_begin);
-    EXPECT_TRUE(itunes.idle()) << "there is no library";
-    settings_set(Setting::ituneslib, "/nowhere/lib.xml");
-    settings_set(Setting::ipoddb, write({first_}, {playlist("all", {}), playlist("L", {1})}));
-    itunes_start(itunes, may_begin);
-    ASSERT_TRUE(holds_within(30'000, [] { return asked > 0; }));
-    itunes.ask_to_stop();
-    EXPECT_TRUE(holds_within(30'000, [&] { return itunes.idle(); }));
-    ipod_start(ipod, may_begin);
-    ASSERT_TRUE(holds_within(30'000, [now = asked.load()] { return asked > now + 1; }));
-    EXPECT_EQ(db_count_all_tracks(), 0);
-    begun = true;
-    EXPECT_TRUE(holds_within(30'000, [] { return children({"Music", "Playlists", "L"}) == Strings{"(First)"}; }));
-    ipod.ask_to_stop();
-    EXPECT_TRUE(holds_within(30'000, [&] { return ipod.idle(); }));
+TEST(ITunesXml, ReadsTheFieldsOfATrack) {
+    const Entries entries = read_xml(library(
+        track("77", text("Name", "A &#38; B &lt;3") + text("Size", "4294967296", "integer") +
+                        text("Date Modified", "2004-05-01T12:34:56Z", "date") + text("Bit Rate", "192", "integer") +
+                        "<key>Compilation</key><true/>\n" + text("Artwork Count", "2", "integer") +
+                        text("Track Type", "File") + text("Location", "file://localhost/m/a%20b+c%C3%A4.mp3")),
+        list("Library", {77}) + list("Best &#38; rest", {77})));
+    EXPECT_EQ(entries.texts, Strings{"Best & rest 1 A & B <3 /m/a b+cä.mp3"});
+    EXPECT_EQ(entries.last.size, "4294967296");
+    EXPECT_EQ(entries.last.modified, "2004-05-01T12:34:56Z");
+    EXPECT_EQ(entries.last.bitrate, 192);
+    EXPECT_TRUE(entries.last.compilation);
+    EXPECT_TRUE(entries.last.artwork);
+    // Long texts are cut.
+    const std::string endless = track("1", text("Name", std::string(1 << 20, 'n')) + kAt);
+    EXPECT_EQ(read_xml(library(endless, list("x", {}) + list("L", {1}))).last.title->size(), 64u * 1024u);
+}
+
+TEST(ITunesXml, WhichPlaylistsAndTracksCount) {
+    const std::string tracks = track("1", text("Name", "one") + kAt) +
+                               track("2", text("Name", "stream") + kAt + text("Track Type", "URL")) +
+                               track("3", text("Name", "cloud") + text("Track Type", "Remote")) +
+                               track("4", text("Name", "web") + text("Location", "http://h/x.mp3")) +
+                               track("5", text("Name", "five") + text("Track Type", "File") + kAt);
+    EXPECT_EQ(read_xml(library(tracks, list("Mediathek", {1, 5}) + list("Library", {1}) +
+                                           list("Again", {1}, "<key>Master</key><true/>") +
+                                           list("L", {5, 2, 3, 4, 99, 1, 5}) + list("Empty", {}) +
+                                           "<dict><key>Playlist Items</key><array><dict><key>Track ID</key>"
+                                           "<integer>1</integer></dict></array></dict>"))
+                  .texts,
+              (Strings{"L 1 five /m/a.mp3", "L 2 one /m/a.mp3", "L 3 five /m/a.mp3", "Unknown 1 one /m/a.mp3"}));
+}
+
+TEST(ITunesXml, UnusualMarkUp) {
+    const std::string plain = library(track("1", text("Name", "one") + kAt), list("x", {}) + list("L", {1}));
+    for (const auto& [from, to] : std::initializer_list<std::pair<std::string, std::string>>{
+             {"", ""},
+             {"<key>Name</key>", "<!-- a > b -- ->-><key>x</key><string>y</string> --><key>Name</key>"},
+             {"<string>one</string>", "<string a='>' b=\"/\" >one<!-- no --></string >"},
+             {"<key>Features</key>", "<key>Deep</key><dict><key>Tracks</key><array><dict/></array></dict><key>F</key>"},
+             {"<key>Tracks</key>", "<key>Tracks</key><string/><key>Tracks</key>"},
+             {"<string>one</string>", "<string>one<b><c/>no</b>no</string>"},
+             {"<integer>1</integer>", "<integer>\n1\n</integer>"},
+         })
+        EXPECT_EQ(read_xml(std::string{plain}.replace(plain.find(from), from.size(), to)).texts,
+                  Strings{"L 1 one /m/a.mp3"})
+            << to;
+}
+
+TEST(ITunesXml, LocationsBecomePaths) {
+    EXPECT_EQ(itunes_location_path("file:///m/50%25+.mp3"), "/m/50%+.mp3");
+    EXPECT_EQ(itunes_location_path("FILE://LocalHost/x"), "/x");
+    for (const char* const other : {"", "/m/a.mp3", "http://h/a.mp3", "file://server/a.mp3", "file:/m/a.mp3"})
+        EXPECT_FALSE(itunes_location_path(other)) << other;
 }
 
 }  // namespace
