@@ -8,28 +8,24 @@
 
 #include "core/command_line.h"
 #include "core/settings.h"
+#include "support/rows.h"
 #include "support/scratch.h"
 
 namespace {
 
 TEST(CommandLineArguments, SetTheirSetting) {
-    struct {
-        std::vector<std::string_view> words;
-        Setting setting;
-        Text expected;
-    } const rows[] = {
-        {{"-friendlyname", "-D"}, Setting::friendlyname, "-D"},
-        {{"-EnableWeb", "2"}, Setting::enableweb, "1"},
-        {{"-D", "-enableweb", "2"}, Setting::enableweb, "2"},
-        {{"-v", "8", "-enableweb"}, Setting::enableweb, std::nullopt},
-        {{"-INIFILE", "-v", "-v", "8"}, Setting::v, "8"},
-        {{"", "-", "--", "word", "-v", "8"}, Setting::v, "8"},
-        {{"-contentdir", "/srv/help?"}, Setting::contentdir, "/srv/help?"},
-    };
-    for (const auto& row : rows) {
+    for (const auto& [words, setting, expected] : Rows<std::vector<std::string_view>, Setting, Text>{
+             {{"-friendlyname", "-D"}, Setting::friendlyname, "-D"},
+             {{"-EnableWeb", "2"}, Setting::enableweb, "1"},
+             {{"-D", "-enableweb", "2"}, Setting::enableweb, "2"},
+             {{"-v", "8", "-enableweb"}, Setting::enableweb, std::nullopt},
+             {{"-INIFILE", "-v", "-v", "8"}, Setting::v, "8"},
+             {{"", "-", "--", "word", "-v", "8"}, Setting::v, "8"},
+             {{"-contentdir", "/srv/help?"}, Setting::contentdir, "/srv/help?"},
+         }) {
         settings_set_defaults();
-        EXPECT_EQ(command_line_apply(row.words), CommandLine::understood);
-        EXPECT_EQ(settings_get(row.setting), row.expected) << testing::PrintToString(row.words);
+        EXPECT_EQ(command_line_apply(words), CommandLine::understood);
+        EXPECT_EQ(settings_get(setting), expected) << testing::PrintToString(words);
         settings_free_all();
     }
 }
@@ -51,23 +47,18 @@ protected:
 };
 
 TEST_F(IniFile, LinesSetTheirSetting) {
-    struct {
-        const char* content;
-        Setting setting;
-        Text expected;
-    } const rows[] = {
-        {"friendlyname=Attic\r\nip=10.0.0.1\r\n", Setting::ip, "10.0.0.1"},
-        {"enableweb  = 2\n", Setting::enableweb, "1"},
-        {" enableweb=2\n", Setting::enableweb, "1"},
-        {"friendlyname=Attic = Cellar\n", Setting::friendlyname, "Cellar"},
-        {"enableweb=2=\n", Setting::enableweb, std::nullopt},
-        {"friendlyname=Attic # upstairs\n", Setting::friendlyname, "Attic "},
-        {"friendlyname=Attic#=Cellar\n", Setting::friendlyname, "Attic"},
-        {"friendlyname=At\ttic\n", Setting::friendlyname, "At"},
-    };
-    for (const auto& row : rows) {
-        read(row.content);
-        EXPECT_EQ(settings_get(row.setting), row.expected) << row.content;
+    for (const auto& [content, setting, expected] : Rows<const char*, Setting, Text>{
+             {"friendlyname=Attic\r\nip=10.0.0.1\r\n", Setting::ip, "10.0.0.1"},
+             {"enableweb  = 2\n", Setting::enableweb, "1"},
+             {" enableweb=2\n", Setting::enableweb, "1"},
+             {"friendlyname=Attic = Cellar\n", Setting::friendlyname, "Cellar"},
+             {"enableweb=2=\n", Setting::enableweb, std::nullopt},
+             {"friendlyname=Attic # upstairs\n", Setting::friendlyname, "Attic "},
+             {"friendlyname=Attic#=Cellar\n", Setting::friendlyname, "Attic"},
+             {"friendlyname=At\ttic\n", Setting::friendlyname, "At"},
+         }) {
+        read(content);
+        EXPECT_EQ(settings_get(setting), expected) << content;
         settings_free_all();
     }
 }

@@ -1,11 +1,6 @@
-// What threads share: a limited amount of something, and the flags that say whether they run.
 #include "core/share.h"
 
 #include <gtest/gtest.h>
-
-#include "core/thread.h"
-
-namespace {
 
 TEST(Share, IsHandedOutUpToTheTotal) {
     constexpr int kLong = 60'000;
@@ -29,18 +24,3 @@ TEST(Share, IsHandedOutUpToTheTotal) {
     moved.give_back();
     EXPECT_TRUE(Reservation::take(limit, 11, 0)) << "more than the total, when nothing is in use";
 }
-
-TEST(RunningFlags, GoFromIdleToRunningToAskedToIdle) {
-    RunningFlag flag;
-    flag.ask_to_stop();
-    EXPECT_EQ(flag.value(), 0);  // nobody there to be asked
-    flag.set_running();
-    flag.ask_to_stop();
-    flag.set_running();  // a thread that only now begins
-    EXPECT_EQ(flag.value(), -1);
-    EXPECT_FALSE(sleep_while_running(flag, 3'600'000));  // at once
-    { const ClearsWhenDone done{flag}; }
-    EXPECT_TRUE(flag.idle());
-}
-
-}  // namespace

@@ -11,6 +11,7 @@
 #include "core/text_clean.h"
 #include "core/time_text.h"
 #include "core/utf8.h"
+#include "support/rows.h"
 
 namespace {
 
@@ -22,26 +23,21 @@ struct TextCase {
 
 TEST(Numbers, AreReadFromTheStartOfAText) {
     constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
-    struct {
-        const char* text;
-        std::int32_t low;
-        std::int64_t whole;
-    } constexpr kRows[] = {
-        {"many", 0, 0},
-        {" \t\r\n07/12", 7, 7},
-        {"-5", -5, -5},
-        {"+5", 5, 5},
-        {"- 5", 0, 0},
-        {"0x10", 0, 0},
-        {"3221225472", -1073741824, 3221225472},
-        {"-4294967297", -1, -4294967297},
-        {"-9223372036854775809", -1, std::numeric_limits<std::int64_t>::min()},
-        // No longer a number anybody means, but always the same one: its low 32 bits.
-        {"99999999999999999999", 1661992959, kLargest},
-    };
-    for (const auto& row : kRows) {
-        EXPECT_EQ(text_int(row.text), row.low) << row.text;
-        EXPECT_EQ(text_int64(row.text), row.whole) << row.text;
+    for (const auto& [text, low, whole] : Rows<const char*, std::int32_t, std::int64_t>{
+             {"many", 0, 0},
+             {" \t\r\n07/12", 7, 7},
+             {"-5", -5, -5},
+             {"+5", 5, 5},
+             {"- 5", 0, 0},
+             {"0x10", 0, 0},
+             {"3221225472", -1073741824, 3221225472},
+             {"-4294967297", -1, -4294967297},
+             {"-9223372036854775809", -1, std::numeric_limits<std::int64_t>::min()},
+             // No longer a number anybody means, but always the same one: its low 32 bits.
+             {"99999999999999999999", 1661992959, kLargest},
+         }) {
+        EXPECT_EQ(text_int(text), low) << text;
+        EXPECT_EQ(text_int64(text), whole) << text;
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <random>
 
+#include "support/rows.h"
 #include "support/store_fixture.h"
 
 namespace {
@@ -50,28 +51,23 @@ TEST_F(Sort, PlacesAFewAsReceiversExpect) {
     const std::vector<Child> dates = {{{.title = "1", .genre = "b", .date = "b"}},
                                       {{.title = "2", .genre = "A", .date = "A"}},
                                       {{.title = "3", .genre = "a", .date = "a"}}};
-    struct {
-        const std::vector<Child>& children;
-        const char* criteria;
-        Strings titles;
-    } const rows[] = {
-        // An unknown key counts as read: containers first, and titles in its direction.
-        {folders, "-dc:nothing", {"[Y]", "[x]", "b", "A"}},
-        {folders, "", {"[x]", "[Y]", "A", "b"}},
-        {artists, "+upnp:artist", {"y", "z", "x"}},
-        {artists, "-dc:creator", {"x", "z", "y"}},
-        {members, "+upnp:originalTrackNumber", {"late in the album", "no position", "early in the album"}},
-        // Dates by their bytes, the others without their case.
-        {dates, "dc:date", {"2", "3", "1"}},
-        {dates, "upnp:genre,-dc:date", {"3", "2", "1"}},
-    };
-    for (const auto& row : rows) {
+    for (const auto& [children, criteria, titles] : Rows<const std::vector<Child>*, const char*, Strings>{
+             // An unknown key counts as read: containers first, and titles in its direction.
+             {&folders, "-dc:nothing", {"[Y]", "[x]", "b", "A"}},
+             {&folders, "", {"[x]", "[Y]", "A", "b"}},
+             {&artists, "+upnp:artist", {"y", "z", "x"}},
+             {&artists, "-dc:creator", {"x", "z", "y"}},
+             {&members, "+upnp:originalTrackNumber", {"late in the album", "no position", "early in the album"}},
+             // Dates by their bytes, the others without their case.
+             {&dates, "dc:date", {"2", "3", "1"}},
+             {&dates, "upnp:genre,-dc:date", {"3", "2", "1"}},
+         }) {
         db_destroy();
         db_create();
-        std::vector<ObjectId> ids = make_list(row.children);
+        std::vector<ObjectId> ids = make_list(*children);
         StoreLock lock;
-        sort_objects(lock, sort_compile(row.criteria), ids);
-        EXPECT_EQ(titles_of(lock, ids), row.titles) << row.criteria;
+        sort_objects(lock, sort_compile(criteria), ids);
+        EXPECT_EQ(titles_of(lock, ids), titles) << criteria;
     }
 }
 

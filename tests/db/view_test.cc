@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/rows.h"
 #include "support/store_fixture.h"
 
 using testing::ElementsAre;
@@ -49,7 +50,7 @@ class OddViews : public StoreFixture {
 
 TEST_F(OddViews, ShowWhatTheyCan) {
     add({.title = "T", .artist = "Zed", .date = "2003-05", .path = "http://h/1"});
-    for (const auto& [titles, expected] : std::initializer_list<std::pair<Titles, Strings>>{
+    for (const auto& [titles, expected] : Rows<Titles, Strings>{
              {{"Music", "Heights"}, {}},
              {{"Music", "Zero"}, {"- All -", "Zed"}},
              {{"Music", "Huge"}, {"ABCDEFGHIJKLMNOPQRSTUVWXYZ"}},
@@ -66,35 +67,33 @@ TEST_F(OddViews, ShowWhatTheyCan) {
 }
 
 TEST(LetterGroup, HoldsTheLetter) {
-    struct {
-        std::uint32_t first;
-        std::int32_t letters;
-        const char* expected;
-    } constexpr kRows[] = {
-        {'K', 3, "JKL"}, {'4', 3, "ABC"},  {0xE9, 3, "DEF"}, {0xD7, 3, "MNO"},           {0xFC, 3, "STU"},
-        {0xDF, 3, "YZ"}, {0x416, 3, "YZ"}, {'{', 2, "YZ"},   {'n', 13, "NOPQRSTUVWXYZ"},
-    };
-    for (const auto& row : kRows) EXPECT_EQ(view_letter_group(row.first, row.letters), row.expected) << row.first;
+    for (const auto& [first, letters, expected] : Rows<std::uint32_t, int, const char*>{{'K', 3, "JKL"},
+                                                                                        {'4', 3, "ABC"},
+                                                                                        {0xE9, 3, "DEF"},
+                                                                                        {0xD7, 3, "MNO"},
+                                                                                        {0xFC, 3, "STU"},
+                                                                                        {0xDF, 3, "YZ"},
+                                                                                        {0x416, 3, "YZ"},
+                                                                                        {'{', 2, "YZ"},
+                                                                                        {'n', 13, "NOPQRSTUVWXYZ"}})
+        EXPECT_EQ(view_letter_group(first, letters), expected) << first;
 }
 
 TEST(RelativePath, IsCutBehindItsContentDirectory) {
-    struct {
-        const char *contentdir, *path, *expected;
-    } constexpr kRows[] = {
-        {"/pics/", "/pics//a.jpg", "a.jpg"},
-        {"/PICS", "/pics/a.jpg", "a.jpg"},
-        {"/a,/b", "/b/x/y.mp3", "x/y.mp3"},
-        {"/a,/a/b", "/a/b/y.mp3", "b/y.mp3"},  // the first that begins it
-        {"M|/data", "/data/x/y.mp3", "x/y.mp3"},
-        // Behind a letter, the "/" is looked for two places before the end of the whole element.
-        {"M|/data/", "/data/x/y.mp3", "/y.mp3"},
-        {"M|/data/xy", "/data/xy/f/y.mp3", "/f/y.mp3"},
-        {"/a", "/b/y.mp3", "/b/y.mp3"},
-        {",,/a", "/a/y.mp3", "y.mp3"},
-    };
-    for (const auto& row : kRows) {
-        settings_set(Setting::contentdir, row.contentdir);
-        EXPECT_EQ(view_relative_path(row.path), row.expected) << row.contentdir;
+    for (const auto& [contentdir, path, expected] : Rows<const char*, const char*, const char*>{
+             {"/pics/", "/pics//a.jpg", "a.jpg"},
+             {"/PICS", "/pics/a.jpg", "a.jpg"},
+             {"/a,/b", "/b/x/y.mp3", "x/y.mp3"},
+             {"/a,/a/b", "/a/b/y.mp3", "b/y.mp3"},  // the first that begins it
+             {"M|/data", "/data/x/y.mp3", "x/y.mp3"},
+             // Behind a letter, the "/" is looked for two places before the end of the whole element.
+             {"M|/data/", "/data/x/y.mp3", "/y.mp3"},
+             {"M|/data/xy", "/data/xy/f/y.mp3", "/f/y.mp3"},
+             {"/a", "/b/y.mp3", "/b/y.mp3"},
+             {",,/a", "/a/y.mp3", "y.mp3"},
+         }) {
+        settings_set(Setting::contentdir, contentdir);
+        EXPECT_EQ(view_relative_path(path), expected) << contentdir;
     }
     settings_free_all();
 }

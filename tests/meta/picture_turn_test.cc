@@ -1,3 +1,4 @@
+// Whose picture is asked for, and whose is made next.
 #include "handlers/picture_turn.h"
 
 #include <gtest/gtest.h>
@@ -5,7 +6,26 @@
 #include <chrono>
 #include <future>
 
+#include "handlers/picture_page.h"
+#include "support/rows.h"
 #include "support/sockets.h"
+
+TEST(PictureUrl, NamesIdSizeModeAndSuffix) {
+    for (const auto& [url, id, width, height, mode, suffix] :
+         Rows<const char*, const char*, int, int, int, const char*>{
+             {"/picture/17(160x120,1).jpg", "17", 160, 120, 1, ".jpg"},
+             {"/picture/17.jpg(0160x 120,-1)", "17.jpg", 160, 120, -1, ""},
+             {"/x/picture/folder(4097x0,99).tini.jpg", "folder", 4097, 0, 99, ".tini.jpg"},
+         }) {
+        const auto parsed = picture_parse_url(url);
+        ASSERT_TRUE(parsed) << url;
+        EXPECT_EQ(std::tuple(parsed->id_text, parsed->width, parsed->height, parsed->mode, parsed->suffix),
+                  std::tuple(id, width, height, mode, suffix));
+    }
+    for (const char* none :
+         {"/disk/17(1x1,1)", "/picture/17", "/picture/17(1x1)", "/picture/17(1,1)", "/picture/17(1x1,1"})
+        EXPECT_FALSE(picture_parse_url(none)) << none;
+}
 
 TEST(PictureTurn, IsForClientsThatAreThere) {
     constexpr std::int64_t kAllMemory = 256 * 1024 * 1024;

@@ -2,27 +2,24 @@
 
 #include <gtest/gtest.h>
 
+#include "support/rows.h"
 #include "support/sockets.h"
 
 namespace {
 
 TEST(FtpUrl, NamesUserPasswordAndPath) {
     constexpr const char* kGuest = "anonymous@pelorama.invalid";
-    struct {
-        const char* url;
-        Text user;
-        const char* password;
-        Text path;
-    } const rows[] = {
-        {"ftp://joe@h/", "joe", kGuest, "/"},      {"ftp://joe:@h/", "joe", "", "/"},
-        {"ftp://joe:p:w@h/", "joe", "p:w", "/"},   {"ftp://@h/a", std::nullopt, kGuest, "/a"},
-        {"ftp://h/a@b", "h/a", kGuest, "/a@b"},  // kept on purpose
-        {"@", std::nullopt, kGuest, std::nullopt},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(ftp_user_from_url(row.url), row.user) << row.url;
-        EXPECT_EQ(ftp_password_from_url(row.url), row.password) << row.url;
-        EXPECT_EQ(ftp_path_from_url(row.url), row.path) << row.url;
+    for (const auto& [url, user, password, path] : Rows<const char*, Text, const char*, Text>{
+             {"ftp://joe@h/", "joe", kGuest, "/"},
+             {"ftp://joe:@h/", "joe", "", "/"},
+             {"ftp://joe:p:w@h/", "joe", "p:w", "/"},
+             {"ftp://@h/a", std::nullopt, kGuest, "/a"},
+             {"ftp://h/a@b", "h/a", kGuest, "/a@b"},  // kept on purpose
+             {"@", std::nullopt, kGuest, std::nullopt},
+         }) {
+        EXPECT_EQ(ftp_user_from_url(url), user) << url;
+        EXPECT_EQ(ftp_password_from_url(url), password) << url;
+        EXPECT_EQ(ftp_path_from_url(url), path) << url;
     }
     for (const std::string_view bad : {"a\rb", "a\nDELE x", "a\x7f"}) EXPECT_FALSE(ftp_is_sendable(bad));
 }

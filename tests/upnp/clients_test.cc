@@ -1,17 +1,21 @@
-#include "upnp/clients.h"
-
+// Which client speaks, and which ids it may browse by.
 #include <gtest/gtest.h>
 
 #include "core/settings.h"
+#include "support/rows.h"
+#include "support/store_fixture.h"
+#include "upnp/browse_id.h"
+#include "upnp/clients.h"
 
 namespace {
 
-class Clients : public testing::Test {
+class Clients : public StoreFixture {
 protected:
     Clients() { clients_reset(); }
-    ~Clients() override {
-        clients_reset();
-        settings_free_all();
+    static ObjectId map(std::string_view text, std::string_view address = "127.0.0.51") {
+        const BrowseId id = browse_id_read(text, address);
+        StoreLock lock;
+        return db_map_browse_id(lock, id);
     }
 };
 
@@ -40,6 +44,38 @@ TEST_F(Clients, ConfiguredOnesNeedNoProofAndNeverReplaceWhatIsKnown) {
         EXPECT_TRUE(is_music_client(music_only)) << music_only;
     for (const char* any : {"10.0.0.2", "10.0.0.6", "10.0.0.7", "10.0.0.", ""})
         EXPECT_FALSE(is_music_client(any)) << any;
+}
+
+TEST_F(Clients, BrowseByNamesAndNumbers) {
+    for (const auto& [text, id] : Rows<const char*, ObjectId>{
+             {"0\\Music\\", id_of_container({"Music"})},
+             {"0\\Photo\\", id_of_container({"Pictures"})},
+             {"0\\Movie\\", id_of_container({"Videos"})},
+             {"0\\Music", 0},
+             {" 17", 17},
+             {"17.mp3", 17},
+             {"-1", -1},
+             {"2147483647", 2147483647},
+             {"2147483648", -1},
+             {"99999999999999999999", -1},
+         })
+        EXPECT_EQ(map(text), id) << text;
+}
+
+TEST_F(Clients, TellByTheIdsThatTheyAreForMusicOnly) {
+    constexpr const char* kClient = "127.0.0.50";
+    const ObjectId music = id_of_container({"Music"});
+    EXPECT_EQ(map("0", kClient), kRootId);
+    map("0\\Photo\\", kClient);
+    EXPECT_FALSE(is_music_client(kClient));
+    map("0\\Music\\", kClient);
+    EXPECT_TRUE(is_music_client(kClient));
+    EXPECT_EQ(map("0", kClient), music);
+    EXPECT_EQ(map("00", kClient), kRootId);
+    // A kind that is known to be for music stays what it is.
+    set_client_type(ClientKind::roku_soundbridge, "127.0.0.53");
+    map("0\\Music\\", "127.0.0.53");
+    EXPECT_EQ(client_type("127.0.0.53"), ClientKind::roku_soundbridge);
 }
 
 }  // namespace

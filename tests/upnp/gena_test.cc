@@ -3,32 +3,31 @@
 #include <gtest/gtest.h>
 
 #include "core/socket.h"
+#include "support/rows.h"
 #include "upnp/gena_delivery.h"
 #include "upnp/gena_message.h"
 
 namespace {
 
 TEST(SubscribeHeader, IsReadAsReceiversWriteIt) {
-    struct {
-        const char* header;
-        std::int32_t timeout;
-        std::optional<std::uint32_t> sid;
-        Text callback;
-    } const rows[] = {
-        {"CALLBACK: <http://h:1/a>\r\nTIMEOUT: Second-1800\r\n\r\n", 1800, {}, "<http://h:1/a>"},
-        {"callback: <http://h/a><http://i/b>\r\ntimeout: Second-infinite\r\n\r\n", 0, {}, "<http://h/a><http://i/b>"},
-        {"CALLBACK: x <a>\n\n", 0, {}, "<a"},      // the character before the line feed goes
-        {"CALLBACK:<http://h/a>\r\n", 0, {}, {}},  // without the blank the bracket is skipped
-        {"CALLBACK: http://h/a\r\nX: <b>\r\n", 0, {}, {}},
-        {"SID: uuid:4294967295\r\nTIMEOUT: 300\r\nA: -5\r\n", 0, 4294967295u, {}},
-        {"Sid: UUID:17\r\nTimeout: Second--7\r\n", -7, 17u, {}},
-        {"SID: 17\r\n", 0, {}, {}},
-    };
-    for (const auto& c : rows) {
-        const SubscribeHeader parsed = gena_parse_subscribe(c.header);
-        EXPECT_EQ(parsed.timeout, c.timeout) << c.header;
-        EXPECT_EQ(parsed.sid, c.sid) << c.header;
-        EXPECT_EQ(parsed.callback, c.callback) << c.header;
+    for (const auto& [header, timeout, sid, callback] :
+         Rows<const char*, std::int32_t, std::optional<std::uint32_t>, Text>{
+             {"CALLBACK: <http://h:1/a>\r\nTIMEOUT: Second-1800\r\n\r\n", 1800, {}, "<http://h:1/a>"},
+             {"callback: <http://h/a><http://i/b>\r\ntimeout: Second-infinite\r\n\r\n",
+              0,
+              {},
+              "<http://h/a><http://i/b>"},
+             {"CALLBACK: x <a>\n\n", 0, {}, "<a"},      // the character before the line feed goes
+             {"CALLBACK:<http://h/a>\r\n", 0, {}, {}},  // without the blank the bracket is skipped
+             {"CALLBACK: http://h/a\r\nX: <b>\r\n", 0, {}, {}},
+             {"SID: uuid:4294967295\r\nTIMEOUT: 300\r\nA: -5\r\n", 0, 4294967295u, {}},
+             {"Sid: UUID:17\r\nTimeout: Second--7\r\n", -7, 17u, {}},
+             {"SID: 17\r\n", 0, {}, {}},
+         }) {
+        const SubscribeHeader parsed = gena_parse_subscribe(header);
+        EXPECT_EQ(parsed.timeout, timeout) << header;
+        EXPECT_EQ(parsed.sid, sid) << header;
+        EXPECT_EQ(parsed.callback, callback) << header;
     }
 }
 

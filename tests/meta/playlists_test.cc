@@ -1,16 +1,70 @@
-#include "import/playlist_files.h"
-
+// Playlist files: their texts, and what they make of the library.
+#include <gtest/gtest.h>
 #include <cstdlib>
 #include <filesystem>
 
 #include "import/playlist_entry.h"
+#include "import/playlist_files.h"
+#include "import/playlist_text.h"
 #include "support/mp3_builder.h"
+#include "support/rows.h"
 #include "support/scratch.h"
 #include "support/store_fixture.h"
 
+using namespace std::string_literals;
+
 namespace {
 
-using namespace std::string_literals;
+using Entries = std::vector<std::string>;  // "entry" or "entry|title"
+
+template <typename Format, typename Content>
+Entries read(Format format, Content&& content) {
+    Entries entries;
+    format(content, [&](std::string_view entry, std::string_view title) {
+        entries.push_back(std::string{entry} + (title.empty() ? "" : "|") + std::string{title});
+        return true;
+    });
+    return entries;
+}
+
+TEST(PlaylistText, LinesBecomeEntries) {
+    const std::string title(1014, 't');
+    for (const auto& [format, text, expected] : Rows<decltype(&m3u_read), std::string, Entries>{
+             // Line ends; three characters are none; a byte-order mark; a NUL ends a line.
+             {m3u_read, "a.mp3\r\nb.mp3\nc.mp3\t\x01\r\n\r\nabc\nd.mp3", {"a.mp3", "b.mp3", "c.mp3", "d.mp3"}},
+             {m3u_read, "\xEF\xBB\xBF#EXTINF:1,T\n\xC3\xA4.mp3\0junk\n#EXTALB:x,y\n"s, {"\xC3\xA4.mp3|T"}},
+             // Titles are carried over to entries without one.
+             {m3u_read,
+              "#EXTM3U\n#EXTINF:123,Artist - Song, live\na.mp3\nb.mp3\n#EXTINF:7\nc.mp3\n#EXTINF:,\nd.mp3\n",
+              {"a.mp3|Artist - Song, live", "b.mp3|Artist - Song, live", "c.mp3|Artist - Song, live", "d.mp3"}},
+             // Long lines and titles are cut.
+             {m3u_read, std::string(40'000, 'x') + "\nb.mp3\n", {std::string(kPlaylistLine, 'x'), "b.mp3"}},
+             {m3u_read, "#EXTINF:1," + title + "uu\na.mp3\n", {"a.mp3|" + title}},
+             {pls_read,
+              "[playlist]\r\nNumberOfEntries=9\r\nFile1=a.mp3\r\nTitle1=T\r\nFile2=http://h/x=y\r\nFile3\r\n"
+              "file4=b.mp3\r\nFile=c.mp3\r\nFile5=\r\nLength1=3",
+              {"a.mp3", "http://h/x=y", "c.mp3"}},
+         })
+        EXPECT_EQ(read(format, FileWindow{as_bytes(text)}), expected);
+}
+
+TEST(PlaylistText, XmlEntriesAreTheSiblingsOfTheFirst) {
+    EXPECT_EQ(read(xml_playlist_read,
+                   "<?wpl version=\"1.0\"?><smil><head/><body><seq><media src=\"..\\a &amp; b.mp3\"/>"
+                   "<other src=\"x.mp3\"/><media cid=\"1\" src=\"c.mp3\"></media><media/></seq></body>"),
+              (Entries{"..\\a & b.mp3", "c.mp3"}));
+}
+
+TEST(PlaylistText, LinesThatStraddleTheReadersWindow) {
+    std::string text;
+    Entries expected;
+    for (int i = 0; i < 20'000; ++i) {
+        expected.push_back("folder/track " + std::to_string(i) + ".mp3");
+        text += expected.back() + "\n";
+    }
+    EXPECT_EQ(read(m3u_read, FileWindow{as_bytes(text)}), expected);
+}
+
 namespace fs = std::filesystem;
 
 class Playlists : public StoreFixture {
@@ -97,34 +151,12 @@ TEST_F(Playlists, ReadingAgainReplacesWhatChangedAndKeepsTheIdsOfTheRest) {
     EXPECT_FALSE(db_find_in_type(lock, music_ / "b.mp3", ObjectClass::music_track)->playlist) << "it left the list";
 }
 
-TEST_F(Playlists, ARemovedFileLosesItsEntries) {
-    const std::string gone = import("gone.m3u", "a.mp3\nhttp://radio.example/one\nhttp://radio.example/two\n");
-    import("stays.m3u", "a.mp3\nhttp://radio.example/two\n");
-    playlists_forget_vanished();
-    EXPECT_EQ(entries("gone").size(), 3u);
-    // Of two files of one name the later one replaces, and stays when the other is removed.
+TEST_F(Playlists, OfTwoFilesOfOneNameTheLaterStaysWhenTheOtherIsRemoved) {
     const std::string former = import("x/l.m3u", "../a.mp3\n");
     import("y/l.m3u", "../b.mp3\n");
-    fs::remove(gone);
     fs::remove(former);
     playlists_forget_vanished();
-    EXPECT_EQ(entries("gone"), Strings{});
-    EXPECT_EQ(entries("stays"), (Strings{"1 Tag A", "2 two"}));
     EXPECT_EQ(entries("l"), (Strings{"1 b"}));
-    EXPECT_EQ(children({"Music", "Internet Radio", "- Favorites- "}), (Strings{"(two)"}));
-    EXPECT_NE(id_of(music_ / "a.mp3"), kNoObject);
-}
-
-TEST_F(Playlists, ImportsEndWithTheirFlagAndAtTheirLimit) {
-    const std::string path = import("l.m3u", "a.mp3\n");
-    music_.write("l.m3u", "b.mp3\n");
-    const RunningFlag stopped;
-    m3u_import(path, {}, &stopped);
-    EXPECT_EQ(entries("l"), (Strings{"1 Tag A"}));
-    std::string endless;
-    for (int i = 0; i < 100'000; ++i) endless += "a.mp3\n";
-    import("endless.m3u", endless + "b.mp3\n");
-    EXPECT_EQ(entries("endless"), (Strings{"1 Tag A"}));
 }
 
 class PlaylistsWithoutRadio : public Playlists {
@@ -169,7 +201,7 @@ TEST_F(Playlists, EntriesAreLookedForInOrderAndSpelledAsTheScannerDoes) {
         const auto found = playlist_resolve_entry(entry, list);
         return found ? Text{found->path} : Text{};
     };
-    for (const auto& [entry, expected] : std::initializer_list<std::pair<std::string, Text>>{
+    for (const auto& [entry, expected] : Rows<std::string, Text>{
              {"http://h/x", "http://h/x"},
              {music_ / "b.mp3", music_ / "b.mp3"},
              {"a.mp3", lists + "/a.mp3"},  // beside the list before the content directories
@@ -190,7 +222,7 @@ TEST_F(Playlists, EntriesAreLookedForInOrderAndSpelledAsTheScannerDoes) {
         EXPECT_EQ(resolved(entry, lists + "/l.m3u"), expected) << entry;
     settings_set(Setting::contentdir, music_.path() + "," + sub + "/");
     const std::string link = music_ / "link";
-    for (const auto& [entry, expected] : std::initializer_list<std::pair<std::string, Text>>{
+    for (const auto& [entry, expected] : Rows<std::string, Text>{
              {"d.mp3", sub + "//d.mp3"},  // two slashes in front of a file of a directory that ends with one
              {"x/e.mp3", sub + "/x/e.mp3"},
              {sub + "/d.mp3", sub + "//d.mp3"},
