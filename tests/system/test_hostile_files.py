@@ -5,177 +5,118 @@ import pathlib
 import socket
 import stat
 import struct
+import subprocess
 import xml.etree.ElementTree as ElementTree
 
 import pytest
 
 import music
-from music import corpus, id3_tag, text_frame
+import wire
+from music import CORPUS, id3_tag, text_frame
 
-FRAMES = music.mp3()[len(id3_tag(b"")):]
+
+def patched(data, at, value):
+    return data[:at] + value + data[at + len(value):]
+
+
+def spoilt(data):
+    """The file, cut short in three places, and with the largest number and none in many."""
+    yield from (data, *(data[:len(data) * part // 4] for part in (1, 2, 3)))
+    for at in range(0, len(data), max(4, len(data) // 20)):
+        yield from (patched(data, at, b"\xff\xff\xff\xff"), patched(data, at, bytes(4)))
+
+
+def spoilt_files():
+    for kind in ("mp3", "wma", "wav_m4a", "jpeg", "playlists"):
+        for path in (CORPUS / f"fuzz_{kind}").iterdir():
+            data = path.read_bytes()
+            suffix = {"wav_m4a": "wav" if data.startswith(b"RIFF") else "m4a", "jpeg": "jpg", "playlists": path.stem}
+            for number, content in enumerate(spoilt(data)):
+                yield f"{kind}/{path.stem}-{number}.{suffix.get(kind, kind)}", content
+
+
+def asf(children):
+    """In an object of 64 KiB."""
+    return patched((CORPUS / "fuzz_wma" / "first").read_bytes()[:30], 16, struct.pack("<Q", 65535)) + children
+
+
+JPEG, PROGRESSIVE, CAMERA = (
+    (CORPUS / "fuzz_jpeg" / name).read_bytes() for name in ("baseline", "progressive", "camera_II"))
+FRAME = JPEG.index(b"\xff\xc1") + 4  # precision, height, width, components
+LAST_SCAN = PROGRESSIVE.rindex(b"\xff\xda")
+TIFF = CAMERA.index(b"II*\0")  # with a directory of eight entries of 12 bytes, the first one a description
+MARKS = b"line\nend <EOI>\n<SOI>\nRE:/etc/hostname\0"
 TITLE = text_frame("TIT2", b"\0Title")
-
-BAD_TAGS = {
-    "frame_size_0": id3_tag(text_frame("TIT2", b"\0Title", 0) + TITLE),
-    "frame_size_max": id3_tag(text_frame("TIT2", b"\0Title", 0xFFFFFFFF)),
-    "tag_size_max": id3_tag(TITLE, size=b"\x7f\x7f\x7f\x7f"),
-    "tag_size_high_bits": id3_tag(TITLE, size=b"\xff\xff\xff\xff"),
-    "extended_header_back": id3_tag(b"\0\0\0\0" + TITLE, flags=0x40) * 50,
-    "extended_header_far": id3_tag(b"\x7f\x7f\x7f\x7f" + TITLE, flags=0x40),
-    "many_tags": id3_tag(TITLE) * 5000,
-    "utf16_of_one_byte": id3_tag(text_frame("TIT2", b"\x01") + text_frame("TPE1", b"\x01\xff") +
-                                 text_frame("TALB", b"\x01\xff\xfe\x41")),
-    "utf16_lone_surrogates": id3_tag(text_frame("TIT2", b"\x01\xff\xfe" + b"\x00\xd8" * 20)),
-    "unknown_encoding": id3_tag(text_frame("TIT2", b"\x09Title")),
-    "empty_text": id3_tag(text_frame("TIT2", b"\0")),
-    "long_track": id3_tag(text_frame("TRCK", b"\x0099999999999")),
-    "negative_track": id3_tag(text_frame("TRCK", b"\0-5/-6")),
-    "frame_of_1025": id3_tag(text_frame("TIT2", b"\0" + b"x" * 1024) + TITLE),
-    "genre_number": id3_tag(text_frame("TCON", b"\0(99999999999)")),
-    "version_9": id3_tag(TITLE, version=9),
-    "only_head": b"ID3\x03\0\0",
-    "picture_at_the_end": id3_tag(text_frame("APIC", b"", 0x7FFFFFFF)),
-}
-BAD_FRAMES = {
-    "all_sync": b"\xff" * 200_000,
-    "rate_3": b"\xff\xfb\x9c\x00" + bytes(300),
-    "bitrate_0": b"\xff\xfb\x00\x00" + bytes(300),
-    "bitrate_15": b"\xff\xfb\xf0\x00" + bytes(300),
-    "reserved_version": b"\xff\xe8\x90\x00" + bytes(300),
-    "xing_at_the_end": (b"\xff\xfb\x90\x00" + bytes(117) + b"Xing")[:125],
-    "xing_cut": b"\xff\xfb\x90\x00" + bytes(32) + b"Xing\0\0",
-    "xing_max": b"\xff\xfb\x90\x00" + bytes(32) + b"Xing\xff\xff\xff\xff\xff\xff\xff\xff" + bytes(300),
-    "0_bytes": b"",
-    "1_byte": b"\xff",
-    "127_bytes": b"\xff" * 127,
-    "128_bytes": b"TAG" + b"\xff" * 125,
-}
-
-
-def wide(text):
-    return text.encode("utf-16-le") + b"\0\0"
-
-
-def attribute(name, value, length=None):
-    return struct.pack("<H", len(wide(name))) + wide(name) + struct.pack("<HH", 0, length or len(value)) + value
-
-
-def asf(children, length=None):
-    return (bytes.fromhex("3026b2758e66cf11a6d900aa0062ce6c") +
-            struct.pack("<QI", 30 + len(children) if length is None else length, 3) + b"\1\2" + children)
-
-
-VERSION = attribute("WMFSDKVersion", wide("9"))
-BAD_CONTAINERS = {  # which are WMA, M4A and WAV files
-    "49_bytes": asf(bytes(19)),
-    "50_bytes": asf(bytes(20)),
-    "value_65535": asf(attribute("WMFSDKVersion", b"x", 65535)),
-    "count_0": asf(b"\0\0" + VERSION + attribute("WM/AlbumTitle", wide("A"))),
-    "count_65535": asf(b"\xff\xff" + VERSION * 1000),
-    "names_without_end": asf(b"\xff\xff" + "WM/".encode("utf-16-le") * 10000),
-    "rate_0": asf(b"\x61\x01" + struct.pack("<HIIHHH", 2, 44100, 0, 744, 16, 10) + bytes(100)),
-    "all_lengths": asf(b"\xff" * 60000, 65535),
-    "ones": asf(b"\1" * 60000, 65535),
-    "ends_at_60000": asf(b"\x0b" * (60000 - 30 - 20) + b"\2\0" + VERSION),
-    "pairs": asf((b"\1" * 254 + b"\0\0") * 240, 65535),
-    "deep_boxes": corpus("fuzz_wav_m4a/deep300.m4a"),
-    "deep_chunks": corpus("fuzz_wav_m4a/chap100.wav"),
-}
 TEXTS = ["<EOI>\n<SOI>\nRE:/etc/hostname", "a & b < c > \"d\" 'e'", "]]>", "&lt;&amp;", "\x01\x02\x1f",
          "\u2028 \U0001F3B5 é", "%s%n%d", "x" * 1000]
 NAMES = [b"line\nend", b"quote'\"", b"&<>", b"caf\xe9", b"\xff\xfe", b"n" * 251, b"%s%n", b"<EOI>\nRE:x", b".", b"..",
          b"dir\n<&\xe9/in"]
-BAD_AUDIO = {
-    **{f"tags/{name}.mp3": content + FRAMES for name, content in BAD_TAGS.items()},
-    **{f"bare/{name}.mp3": content for name, content in BAD_TAGS.items()},
-    **{f"frames/{name}.mp3": content for name, content in BAD_FRAMES.items()},
-    **{f"containers/{name}.{kind}": content for name, content in BAD_CONTAINERS.items() for kind in ("wma", "m4a", "wav")},
-    **{f"texts/{index}.mp3": music.mp3(text, text, text, text) for index, text in enumerate(TEXTS)},
-    "texts/latin1.mp3": id3_tag(text_frame("TIT2", b"\0Caf\xe9") + text_frame("TPE1", b"\x03\xff\xfe broken")) + FRAMES,
-    **{os.fsdecode(b"names/" + name + b".mp3"): music.mp3() for name in NAMES},
-    "lists/song.mp3": music.mp3("Song"),
-}
-
 ENTRIES = ["/dev/zero", "fifo.mp3", "/proc/self/mem", "/dev/stdin", "..", "/", "list.m3u", "list.pls", "list.wpl",
            "x" * 70000, "%s%n", "<&\"'>", "song.mp3"]
-BAD_LISTS = {
+NO_PICTURES = {  # are shown as a grey one
+    "empty": b"", "ones": b"\xff" * 200_000, "segments": b"\xff\xd8" + b"\xff\xe0\0\x02" * 30_000,
+    "without_its_end": JPEG[:-2], "huge": patched(JPEG, FRAME + 1, b"\xff\xdc\xff\xdc"),
+    "zero": patched(JPEG, FRAME + 1, bytes(4)), "twelve_bits": patched(JPEG, FRAME, b"\x0c"),
+    "two_components": patched(JPEG, FRAME + 5, b"\2"), "four_components": patched(JPEG, FRAME + 5, b"\4"),
+    "thousand_scans": PROGRESSIVE[:LAST_SCAN] + PROGRESSIVE[LAST_SCAN:-2] * 1000 + PROGRESSIVE[-2:],
+}
+PICTURES = {
+    "fifty_scans": PROGRESSIVE[:LAST_SCAN] + PROGRESSIVE[LAST_SCAN:-2] * 50 + PROGRESSIVE[-2:],
+    "exif_loop": patched(patched(CAMERA, TIFF + 102, b"\x08\0\0\0"), TIFF + 106, b"\x08\0\0\0"),
+    "marks": patched(patched(CAMERA, TIFF + 110, MARKS), TIFF + 14, struct.pack("<I", len(MARKS))),
+}
+BAD = {
+    **dict(spoilt_files()),
+    **{f"texts/{index}.mp3": music.mp3(text, text, text, text) for index, text in enumerate(TEXTS)},
+    "texts/latin1.mp3": id3_tag(text_frame("TIT2", b"\0Caf\xe9") + text_frame("TPE1", b"\x03\xff\xfe broken")),
+    "texts/surrogates.mp3": id3_tag(text_frame("TIT2", b"\x01\xff\xfe" + b"\x00\xd8" * 20)),
+    "texts/half_a_unit.mp3": id3_tag(text_frame("TIT2", b"\x01") + text_frame("TALB", b"\x01\xff\xfe\x41")),
+    "texts/numbers.mp3": id3_tag(text_frame("TRCK", b"\x0099999999999") + text_frame("TCON", b"\0(99999999999)")),
+    **{os.fsdecode(b"names/" + name + b".mp3"): music.mp3() for name in NAMES},
+    **{f"large/empty.{kind}": b"" for kind in ("mp3", "wma", "wav", "m4a")},
+    "large/many_tags.mp3": id3_tag(TITLE) * 5000,
+    "large/extended_headers.mp3": id3_tag(b"\0\0\0\0" + TITLE, flags=0x40) * 50,
+    "large/all_sync.mp3": b"\xff" * 200_000,
+    "large/many_attributes.wma": asf(b"\xff\xff" + "WMFSDKVersion\0".encode("utf-16-le") * 2000),
+    "large/names_without_end.wma": asf(b"\xff\xff" + "WM/".encode("utf-16-le") * 10000),
+    "large/all_lengths.wma": asf(b"\xff" * 60000),
+    "large/pairs.wma": asf((b"\1" * 254 + b"\0\0") * 240),
+    "lists/song.mp3": music.mp3("Song"),
     "lists/list.m3u": "\n".join(ENTRIES).encode(),
     "lists/list.pls": "".join(f"File{n}={entry}\n" for n, entry in enumerate(ENTRIES)).encode() + b"File99\n",
     "lists/list.wpl": b"<smil>" + b"<media src=\"song.mp3\"/>" * 20000 + b"<media src=\"/dev/zero\"/",
     "lists/megabyte.m3u": b"y" * (1 << 20),
     "lists/many.m3u": b"song.mp3\n" * 200_000,
     "lists/sparse.m3u": b"song.mp3\n",  # and 400 GB behind it
+    **{f"pictures/{name}.jpg": content for name, content in (NO_PICTURES | PICTURES).items()},
 }
-
-
-def patched(data, at, *pieces):
-    value = b"".join(pieces)
-    return data[:at] + value + data[at + len(value):]
-
-
-JPEG, PROGRESSIVE, CAMERA = (corpus(f"fuzz_jpeg/{name}") for name in ("baseline", "progressive", "camera_II"))
-FRAME = JPEG.index(b"\xff\xc1") + 4  # precision, height, width, components
-LAST_SCAN = PROGRESSIVE.rindex(b"\xff\xda")
-TIFF = CAMERA.index(b"II*\0")  # a directory of eight entries of 12 bytes, the first one a description
-MARKS = b"line\nend <EOI>\n<SOI>\nRE:/etc/hostname\0"
-
-
-def with_scans(count):
-    return PROGRESSIVE[:LAST_SCAN] + PROGRESSIVE[LAST_SCAN:-2] * count + PROGRESSIVE[-2:]
-
-
-NO_PICTURES = {  # are shown as a grey one
-    "empty": b"", "text": b"not a picture", "ones": b"\xff" * 200_000, "gif": b"GIF89a" + b"\xff" * 1000,
-    "markers_only": b"\xff\xd8" + b"\xff\xe0\0\x02" * 30_000, "without_its_end": JPEG[:-2],
-    **{f"part_{part}": CAMERA[:len(CAMERA) * part // 8] for part in range(1, 8)},
-    "huge": patched(JPEG, FRAME + 1, b"\xff\xdc\xff\xdc"), "zero": patched(JPEG, FRAME + 1, bytes(4)),
-    "twelve_bits": patched(JPEG, FRAME, b"\x0c"),
-    "two_components": patched(JPEG, FRAME + 5, b"\2"), "four_components": patched(JPEG, FRAME + 5, b"\4"),
-    "thousand_scans": with_scans(1000),
-}
-PICTURES = {  # are shown whatever is said about them
-    "fifty_scans": with_scans(50),
-    "exif_loop": patched(patched(CAMERA, TIFF + 102, b"\x08\0\0\0"), TIFF + 106, b"\x08\0\0\0"),
-    "exif_65535_entries": patched(CAMERA, TIFF + 8, b"\xff\xff"), "exif_far": patched(CAMERA, TIFF + 4, b"\xff" * 4),
-    "exif_wrapping": patched(CAMERA, TIFF + 14, struct.pack("<II", 1000, 0xFFFFFFF8)),
-    "marks": patched(patched(CAMERA, TIFF + 110, MARKS), TIFF + 14, struct.pack("<I", len(MARKS))),
-}
-EITHER = {
-    "huge_progressive": patched(PROGRESSIVE, PROGRESSIVE.index(b"\xff\xc2") + 5, struct.pack(">HH", 9000, 9000)),
-    **{f"app1_of_{length}": patched(CAMERA, TIFF - 8, struct.pack(">H", length)) for length in range(18)},
-}
-BAD_PICTURES = {f"pictures/{name}.jpg": content for name, content in (NO_PICTURES | PICTURES | EITHER).items()}
-
-BAD = BAD_AUDIO | BAD_LISTS | BAD_PICTURES
-FIFOS = ["lists/fifo.mp3", "lists/fifo.m3u", "pictures/fifo.jpg"]
 
 
 def look_at(serve, folder, names):
     """Has these files scanned, again and again, and looks at all that is made of them."""
     for name in {*names, "pictures/empty.jpg"}:
-        path = music.write(folder / name, BAD[name])
-        if name == "lists/sparse.m3u":
-            os.truncate(path, 400 << 30)
-    for name in FIFOS:
-        (folder / name).parent.mkdir(exist_ok=True)
+        music.write(folder / name, BAD[name])
+    if "lists/sparse.m3u" in names:
+        os.truncate(folder / "lists/sparse.m3u", 400 << 30)
+    (folder / "lists").mkdir(exist_ok=True)
+    for name in ("lists/fifo.mp3", "lists/fifo.m3u", "pictures/fifo.jpg"):
         os.mkfifo(folder / name)
     server = serve(folder)
     client = server.client()
 
     def look():
-        # Every answer on the way is well-formed.
-        items = [entry for entry in client.walk() if not entry.is_container and entry.ref_id is None]
+        items = client.search_all('upnp:class derivedfrom "object.item" and @refID exists false')  # well-formed, all of it
         assert not any("\n" in entry.title for entry in items)
-        audio = [entry for entry in items if "audioItem" in entry.upnp_class]
-        assert len(audio) == len([name for name in names if name in BAD_AUDIO]), "every file is listed, whatever its tags"
+        audio = [entry for entry in items if "audioItem" in entry.upnp_class and entry.path.startswith("/disk/")]
+        assert len(audio) == len([name for name in names if name.endswith(("mp3", "wma", "wav", "m4a"))]), "all are listed"
         for entry in audio:
             assert client.get(entry.path).status == 200, entry
-            assert client.get(f"/albumart-{entry.path.rpartition('.')[2]}/{entry.id}.jpg").status in (200, 404), entry
-        shown = {entry.title: [client.get(f"/picture/{entry.id}{form}")
-                               for form in ("(160x160,1).jpg", "(684x456,3).yuv", "(64x64,0)")]
+            cover = f"GET /albumart-{entry.path.rpartition('.')[2]}/{entry.id}.jpg HTTP/1.1\r\n\r\n"
+            assert client.exchange(cover.encode()).startswith((b"HTTP/1.1 200 ", b"HTTP/1.1 404 ")), entry
+        shown = {entry.title: [client.get(f"/picture/{entry.id}{form}") for form in ("(60x60,1).jpg", "(64x64,0).yuv")]
                  for entry in items if "imageItem" in entry.upnp_class}
         assert {title for title, answers in shown.items() if any(answer.status != 200 for answer in answers)} <= {"fifo"}
-        for title in shown.keys() & (NO_PICTURES.keys() | PICTURES.keys()):
+        for title in shown.keys() & (NO_PICTURES | PICTURES).keys():
             same = [answer.body for answer in shown[title]] == [answer.body for answer in shown["empty"]]
             assert same == (title in NO_PICTURES), title
         return items
@@ -185,9 +126,8 @@ def look_at(serve, folder, names):
             os.utime(folder / name)
         server.rescan(deadline=120)
         look()
-    look()
     server.survives(look_again, limit=2.0)
-    return server, look()
+    return client, {entry.title: entry for entry in look()}
 
 
 def halved(serve, folder, names):
@@ -195,26 +135,22 @@ def halved(serve, folder, names):
     for half in (names[:len(names) // 2], names[len(names) // 2:]) if len(names) > 1 else ():
         try:
             look_at(serve, folder / f"{len(half)} from {half[0].replace('/', ' ')}", half)
-        except AssertionError:
+        except (AssertionError, wire.Closed):
             return halved(serve, folder, half)
     return names
 
 
 def test_bad_files(serve, tmp_path):
     try:
-        server, items = look_at(serve, tmp_path / "all", sorted(BAD))
-    except AssertionError as error:
+        client, items = look_at(serve, tmp_path / "all", sorted(BAD))
+    except (AssertionError, wire.Closed) as error:
         raise AssertionError(f"because of {halved(serve, tmp_path, sorted(BAD))}") from error
-    titles = {entry.title for entry in items}
-    assert {"Café", "a & b < c > \"d\" 'e'", "]]>", "in", "%s%n%d", "Song"} <= titles
-    assert {pathlib.Path(name).stem for name in BAD_PICTURES} <= titles
-    marks, = (entry for entry in items if entry.title == "marks")
-    assert "<EOI>" in marks.text("{http://purl.org/dc/elements/1.1/}description")
-    client = server.client()
+    assert {"Café", "a & b < c > \"d\" 'e'", "]]>", "in", "%s%n%d", "Song", *NO_PICTURES, *PICTURES} <= items.keys()
+    assert "<EOI>" in items["marks"].text(wire.DC + "description")
     for name in ("list", "many", "sparse"):
-        entry, = client.browse(client.child("0", "Music", "Playlists", name).id)
-        assert entry.title == "Song"
+        assert [entry.title for entry in client.browse(client.child("0", "Music", "Playlists", name).id)] == ["Song"]
     assert client.get(f"/m3u/{client.child('0', 'Music', 'All Tracks').id}.m3u").status == 200
+    assert len(client.search_all("*")) > 5 * len(items), "all views of them are well-formed"
 
 
 def test_folders_that_loop_and_entries_that_are_no_files(serve, tmp_path):
@@ -239,19 +175,10 @@ def test_folders_that_loop_and_entries_that_are_no_files(serve, tmp_path):
             deep = deep / f"d{level}"
         music.write(deep / "deep.mp3", music.mp3("Too deep"))
         music.write(folder / pathlib.Path(*(f"d{level}" for level in range(20))) / "edge.mp3", music.mp3("At the edge"))
-        # Paths beyond what a buffer for them holds.
-        long = folder / "long"
-        long.mkdir()
-        at = os.open(long, os.O_DIRECTORY)
-        try:
-            for _ in range(18):
-                os.mkdir("l" * 250, dir_fd=at)
-                deeper = os.open("l" * 250, os.O_DIRECTORY, dir_fd=at)
-                os.close(at)
-                at = deeper
-            os.close(os.open("far.mp3", os.O_CREAT | os.O_WRONLY, dir_fd=at))
-        finally:
-            os.close(at)
+        (folder / "long").mkdir()  # with paths beyond what a buffer for them holds
+        step = "l" * 250
+        subprocess.run(f"for level in $(seq 18); do mkdir {step} && cd -P {step} || exit; done; : > far.mp3", shell=True,
+                       cwd=folder / "long", check=True)
         server = serve(folder)
         client = server.client()
         titles = [track.title for track in client.tracks()]
@@ -290,8 +217,8 @@ def test_a_file_that_is_cut_while_it_streams(serve, tmp_path):
     server.survives(cut)
 
 
-@pytest.mark.parametrize("name", ["%s%n%s", "n" * 5000, "a\tb\x01c", "é" * 600, "<&>\"'", "\udcff\udcfe"],
-                         ids=["format", "5000", "controls", "two_byte_letters", "marks", "not_utf8"])
+@pytest.mark.parametrize("name", ["%s%n%s", "n" * 5000, "a\tb\x01c", "\udcff\udcfe"],
+                         ids=["format", "5000", "controls", "not_utf8"])
 def test_friendly_names(lone_host, serve, tmp_path, name):
     server = serve(tmp_path, host=lone_host, friendlyname=name)
     document = ElementTree.fromstring(server.client().get("/DeviceDescription.xml").body)

@@ -89,7 +89,8 @@ def test_an_ipod(serve, network, tmp_path):
     names them the other way round."""
     for name in ("F00/a", "F01/b"):
         music.write(tmp_path / "ipod" / "i" / "Music" / f"{name}.mp3", music.mp3(seconds=2))
-    database = music.write(tmp_path / "ipod" / "i" / "iTunes" / "iTunesDB", music.corpus("fuzz_itunes_db/two_lists"))
+    database = music.write(tmp_path / "ipod" / "i" / "iTunes" / "iTunesDB",
+                           (music.CORPUS / "fuzz_itunes_db" / "two_lists").read_bytes())
     server = serve_library(serve, tmp_path, ipoddb=database)
     client = server.client()
     assert [entry.title for entry in client.browse(client.child("0", "Music", "Playlists").id)

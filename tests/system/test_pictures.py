@@ -158,7 +158,11 @@ def test_urls_that_ask_for_nothing(served):
     served.server.survives(ask)
 
 
-JPEG = music.corpus("fuzz_jpeg/baseline")
+def corpus(name):
+    return (music.CORPUS / name).read_bytes()
+
+
+JPEG = corpus("fuzz_jpeg/baseline")
 OK = b"HTTP/1.1 200 OK\r\n"
 LENGTH = b"Content-Length: %d\r\n" % len(JPEG)
 CHUNKED = OK + b"Transfer-Encoding: chunked\r\n\r\n"
@@ -225,10 +229,10 @@ PIC = b"\xff\xd8\xff\xe0pic\xff\xd9"
 COVERS = {  # file, type and bytes of the picture
     "with.mp3": (tagged(JPEG) + music.mp3(), "image/jpeg", JPEG),
     "exif.mp3": (tagged(JPEG.replace(b"\xff\xe0", b"\xff\xe1", 1)) + music.mp3(), None, None),  # only JFIF is looked for
-    "extended.wma": (music.corpus("fuzz_wma/wma_extended"), "image/png", b"\x89PNG..."),
-    "library.wma": (music.corpus("fuzz_wma/wma_library"), "image/png", b"\x89PNG..."),
-    "a.m4a": (music.corpus("fuzz_wav_m4a/m4a"), "image/jpeg", PIC),
-    "a.wav": (music.corpus("fuzz_wav_m4a/wav"), "image/jpeg", PIC[:6]),
+    "extended.wma": (corpus("fuzz_wma/wma_extended"), "image/png", b"\x89PNG..."),
+    "library.wma": (corpus("fuzz_wma/wma_library"), "image/png", b"\x89PNG..."),
+    "a.m4a": (corpus("fuzz_wav_m4a/m4a"), "image/jpeg", PIC),
+    "a.wav": (corpus("fuzz_wav_m4a/wav"), "image/jpeg", PIC[:6]),
     "cut.mp3": (tagged(JPEG, 20_000), "image/jpeg", JPEG),  # behind which the file ends early
 }
 
