@@ -39,6 +39,17 @@ def write(path, content, modified=None):
 CORPUS = pathlib.Path(__file__).parents[1] / "fuzz" / "corpus"  # files that the fuzz targets begin with
 
 
+def patched(data, at, value):
+    return data[:at] + value + data[at + len(value):]
+
+
+def spoilt(data):
+    """The file, cut short in three places, and with the largest number and none in many."""
+    yield from (data, *(data[:len(data) * part // 4] for part in (1, 2, 3)))
+    for at in range(0, len(data), max(4, len(data) // 20)):
+        yield from (patched(data, at, b"\xff\xff\xff\xff"), patched(data, at, bytes(4)))
+
+
 ARTISTS = ("Abba", "Madonna", "Queen", "Sigur Rós")
 
 

@@ -47,8 +47,8 @@ class Server:
 
 
 class Origin(Server):
-    """Answers every request as it is told, and keeps what it was sent. An answer is its bytes, or a function of connection
-    and request that sends it; {path: answer} where they differ."""
+    """Answers every request as it is told, and keeps what it was sent. An answer is its bytes, or a function of
+    connection and request that sends it; {path: answer} where they differ."""
 
     def __init__(self, host, answers, **listener):
         self.answers = answers if isinstance(answers, dict) else collections.defaultdict(lambda: answers)
@@ -84,9 +84,9 @@ TRACK, FILM, PHOTO, STATION = (f"object.item.{name}" for name in (
 
 def items_file(path, items):
     """A persistence file: items maps titles to {tag of that file: value}, "RE" being a path or a URL."""
-    return music.write(path, "".join(
-        f"<SOI>\nTI:{title}\n" + "".join(f"{tag}:{value}\n" for tag, value in ({"CL": TRACK} | tags).items()) + "<EOI>\n"
-        for title, tags in items.items()).encode())
+    records = ("".join(f"{tag}:{value}\n" for tag, value in ({"TI": title, "CL": TRACK} | tags).items())
+               for title, tags in items.items())
+    return music.write(path, "".join(f"<SOI>\n{record}<EOI>\n" for record in records).encode())
 
 
 def serve_items(serve, directory, items, **options):
@@ -128,8 +128,8 @@ def installed(program):
 
 
 @contextlib.contextmanager
-def running(host, port, log_path, *command):
-    """The process of the command on that host, once its port is open."""
+def running(host, log_path, *command, port=None):
+    """The process of the command on that host, once its port is open if it has one."""
     def listens():
         with contextlib.suppress(ConnectionRefusedError):
             host.connect("127.0.0.1", port).close()
@@ -137,7 +137,8 @@ def running(host, port, log_path, *command):
     with open(log_path, "wb") as log:
         process = subprocess.Popen(host.command(*command), stdin=subprocess.DEVNULL, stdout=log, stderr=log)
     try:
-        wait_until(listens, f"{command[0]} listens")
+        if port:
+            wait_until(listens, f"{command[0]} listens")
         yield process
     finally:
         process.kill()

@@ -64,7 +64,9 @@ class FtpServer(Server):
 @pytest.fixture
 def serve_urls(serve, lone_host, tmp_path):
     """serve_urls({title: URL}): a server of these."""
-    return lambda urls: serve_items(serve, tmp_path, {title: {"RE": url} for title, url in urls.items()}, host=lone_host)
+    def start(urls):
+        return serve_items(serve, tmp_path, {title: {"RE": url} for title, url in urls.items()}, host=lone_host)
+    return start
 
 
 @pytest.fixture
@@ -274,7 +276,7 @@ def test_real_server(lone_host, serve_urls, tmp_path, configured, login):
     (files / "deep down").mkdir(parents=True)
     content = os.urandom(1 << 20) * 64
     (files / "deep down" / "a.mp3").write_bytes(content)
-    with running(lone_host, 2121, tmp_path / "ftp.log", *configured(files, tmp_path)):
+    with running(lone_host, tmp_path / "ftp.log", *configured(files, tmp_path), port=2121):
         server = serve_urls({"file": f"ftp://{login}127.0.0.1:2121/deep down/a.mp3",
                              "missing": f"ftp://{login}127.0.0.1:2121/deep down/b.mp3",
                              "refused": "ftp://joe:no@127.0.0.1:2121/deep down/a.mp3"})

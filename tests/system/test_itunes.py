@@ -22,8 +22,8 @@ TRACKS, PER_ALBUM, PER_ARTIST = 5000, 10, 50
 def xml_library(tracks, playlists):
     """tracks: {id: fields}, playlists: [(name, [ids])]; the first playlist is the library itself."""
     return plistlib.dumps({
-        "Major Version": 1, "Minor Version": 1, "Application Version": "12.9", "Library Persistent ID": "0123456789ABCDEF",
-        "Tracks": {str(number): {"Track ID": number, "Track Type": "File"} | fields for number, fields in tracks.items()},
+        "Major Version": 1, "Minor Version": 1, "Application Version": "12.9",
+        "Tracks": {str(number): {"Track ID": number, "Track Type": "File"} | tags for number, tags in tracks.items()},
         "Playlists": [{"Name": name, "Playlist ID": index, "Playlist Items": [{"Track ID": number} for number in ids]} |
                       ({"Master": True, "Visible": False} if index == 0 else {})
                       for index, (name, ids) in enumerate(playlists)],
@@ -60,8 +60,8 @@ def test_a_library_of_5000_tracks(serve, network, tmp_path):
             "Location": location(path)}
     ids = list(tracks)
     tracks[1] = {"Name": "Stream", "Track Type": "URL", "Location": "http://radio.example/"}
-    library = music.write(tmp_path / "iTunes Music Library.xml",
-                          xml_library(tracks, [("Library", ids), ("Music", ids), ("Five", [ids[4], 1, ids[2], ids[0]])]))
+    playlists = [("Library", ids), ("Music", ids), ("Five", [ids[4], 1, ids[2], ids[0]])]
+    library = music.write(tmp_path / "iTunes Music Library.xml", xml_library(tracks, playlists))
     client = serve_library(serve, tmp_path, ituneslib=library).client()
     lists = {entry.title: entry for entry in client.browse(client.child("0", "Music", "Playlists").id)}
     assert "Library" not in lists and lists["Music"].child_count == TRACKS
@@ -85,8 +85,8 @@ def test_a_library_of_5000_tracks(serve, network, tmp_path):
 
 
 def test_an_ipod(serve, network, tmp_path):
-    """Two songs, at ":i:Music:F00:a.mp3" and ":i:Music:F01:b.mp3"; the first playlist is the library itself, the second one
-    names them the other way round."""
+    """Two songs, at ":i:Music:F00:a.mp3" and ":i:Music:F01:b.mp3"; the first playlist is the library itself, the second
+    one names them the other way round."""
     for name in ("F00/a", "F01/b"):
         music.write(tmp_path / "ipod" / "i" / "Music" / f"{name}.mp3", music.mp3(seconds=2))
     database = music.write(tmp_path / "ipod" / "i" / "iTunes" / "iTunesDB",

@@ -101,10 +101,12 @@ def test_gupnp_is_told_of_pictures_that_open(served, network):
 
 
 SIZES = [
-    ("intel", "(160x160,1).jpg", (160, 160)), ("intel", "(160x160,2).jpg", (160, 120)), ("intel", "(160x160,0).jpg", (640, 480)),
-    ("intel", "(160x160,99)", (160, 160)), ("intel", "(0160x+120,-1)", (160, 120)), ("intel", ".jpg(9x9,1)", (9, 9)),
-    ("intel", "(4096x1,1)", (4096, 1)), ("portrait", "(160x160,2).jpg", (120, 160)), ("grey", "(200x200,3).jpg", (200, 200)),
-    ("dot", "(64x48,1).jpg", (64, 48)), ("cut", "(160x160,1).jpg", (100, 100)), ("dot", "(168x112,1).goicon.jpg", (168, 112)),
+    ("intel", "(160x160,1).jpg", (160, 160)), ("intel", "(160x160,2).jpg", (160, 120)),
+    ("intel", "(160x160,0).jpg", (640, 480)), ("intel", "(160x160,99)", (160, 160)),
+    ("intel", "(0160x+120,-1)", (160, 120)), ("intel", ".jpg(9x9,1)", (9, 9)), ("intel", "(4096x1,1)", (4096, 1)),
+    ("portrait", "(160x160,2).jpg", (120, 160)), ("grey", "(200x200,3).jpg", (200, 200)),
+    ("dot", "(64x48,1).jpg", (64, 48)), ("cut", "(160x160,1).jpg", (100, 100)),
+    ("dot", "(168x112,1).goicon.jpg", (168, 112)),
 ]
 RAW = [("(135x91,1).yuv", 18427), ("(10x10,1).goicon.yuv", 150), ("(32x24,1).tini.jpg", 32 * 24 * 2),
        ("(1000x1000,1).tini", 2_000_000), ("(4096x4096,0).tini", 64 * 48 * 2)]
@@ -188,7 +190,7 @@ CLOSED = {  # answers that the end of the connection ends
     "/no_end_announced": (OK + b"Connection: keep-alive\r\n\r\n" + JPEG, False),
     "/no_header": (b"", False),
 }
-ADDRESSES = {  # the last port counts, and the host in front of the first one; what could not be sent as it is is not asked
+ADDRESSES = {  # the last port counts, and the host in front of the first one; what cannot be sent as it is is not asked
     "two ports": ("http://127.0.0.1:1:PORT/by_length", True), "letters": ("http://127.0.0.1:PORTx/by_length", True),
     "webcam": ("http://127.0.0.1:PORT/by_length#_webcam.jpg", True), "nobody": ("http://127.0.0.1:9/by_length", False),
     "port 0": ("http://127.0.0.1:0/by_length", False), "blank": ("http://127.0.0.1:PORT/by_length b", False),
@@ -228,7 +230,7 @@ def tagged(image, size=None):
 PIC = b"\xff\xd8\xff\xe0pic\xff\xd9"
 COVERS = {  # file, type and bytes of the picture
     "with.mp3": (tagged(JPEG) + music.mp3(), "image/jpeg", JPEG),
-    "exif.mp3": (tagged(JPEG.replace(b"\xff\xe0", b"\xff\xe1", 1)) + music.mp3(), None, None),  # only JFIF is looked for
+    "exif.mp3": (tagged(JPEG.replace(b"\xff\xe0", b"\xff\xe1", 1)) + music.mp3(), None, None),  # no JFIF
     "extended.wma": (corpus("fuzz_wma/wma_extended"), "image/png", b"\x89PNG..."),
     "library.wma": (corpus("fuzz_wma/wma_library"), "image/png", b"\x89PNG..."),
     "a.m4a": (corpus("fuzz_wav_m4a/m4a"), "image/jpeg", PIC),
