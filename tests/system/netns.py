@@ -85,6 +85,11 @@ class Host:
             raise
         return connection
 
+    def listen(self, port=0, address=None, backlog=512):
+        """A listener for TCP connections to this host."""
+        with self.entered():
+            return socket.create_server((address or self.address, port), backlog=backlog)
+
     def udp(self):
         with self.entered():
             return socket.socket(socket.AF_INET, socket.SOCK_DGRAM)

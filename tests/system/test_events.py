@@ -17,14 +17,16 @@ EVENTS = "/ContentDirectory/Event"
 SLOTS = 20
 
 
+def callback_of(listener):
+    return "<http://{}:{}/events>".format(*listener.getsockname())
+
+
 class Subscriber:
     """A receiver that listens on a host and keeps the events that arrive."""
 
     def __init__(self, host, address=None):
-        address = address or host.address
-        with host.entered():
-            self._listener = socket.create_server((address, 0), backlog=64)
-        self.callback = f"<http://{address}:{self._listener.getsockname()[1]}/events>"
+        self._listener = host.listen(address=address)
+        self.callback = callback_of(self._listener)
         self.events = []  # (header text, {variable: text})
         threading.Thread(target=self._serve, daemon=True).start()
 
@@ -127,10 +129,9 @@ def test_first_events_and_those_of_changes(served, network):
 def test_a_subscriber_of_others_making(served, network):
     pytest.importorskip("gi")
     client = served.client()
-    script = str(pathlib.Path(__file__).parent / "gupnp_control_point.py")
-    control_point = subprocess.Popen(
-        network.receiver.command("/usr/bin/python3", script, network.receiver.interface, "--events"),
-        stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+    command = network.receiver.command("/usr/bin/python3", pathlib.Path(__file__).parent / "gupnp_control_point.py",
+                                       network.receiver.interface, "--events")
+    control_point = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
     events = []
     threading.Thread(target=lambda: events.extend(map(json.loads, control_point.stdout)), daemon=True).start()
     try:
@@ -149,16 +150,14 @@ def test_a_subscriber_of_others_making(served, network):
 
 def test_dead_subscribers_delay_nobody(served, network):
     client = served.client()
-    baseline = served.threads(), served.descriptors()
+    threads, descriptors = served.threads(), served.descriptors()
     with contextlib.ExitStack() as stack:
-        with network.receiver.entered():
-            never_read = stack.enter_context(socket.create_server((network.receiver.address, 0), backlog=64))
         refusing, nobody = "<http://10.77.1.2:9/>", "<http://10.77.1.99:80/>"
-        silent = f"<http://10.77.1.2:{never_read.getsockname()[1]}/>"
+        never_read = callback_of(stack.enter_context(network.receiver.listen()))
         living = [stack.enter_context(Subscriber(network.receiver)) for _ in range(5)]
         # The next URL of a callback is for when the first does not answer.
         callbacks = [refusing + living[0].callback] + [one.callback for one in living[1:]]
-        callbacks = [refusing] * 5 + [nobody] * 3 + callbacks + [nobody] * 2 + [silent] * 5
+        callbacks = [refusing] * 5 + [nobody] * 3 + callbacks + [nobody] * 2 + [never_read] * 5
         sids = [subscribe(client, callback) for callback in callbacks]
         assert len(set(sids)) == SLOTS
         assert client.request("SUBSCRIBE", EVENTS, [f"CALLBACK: {living[0].callback}"]).status == 500
@@ -170,24 +169,21 @@ def test_dead_subscribers_delay_nobody(served, network):
                 one.event(number)  # in time: one black hole alone takes half as long as this waits
         for sid in sids:
             assert unsubscribe(client, sid) == 200
-    wait_until(lambda: served.threads() <= baseline[0] and served.descriptors() <= baseline[1],
-               "threads and descriptors are back")
+    wait_until(lambda: served.threads() <= threads and served.descriptors() <= descriptors, "all of them are back")
 
 
 def test_an_event_that_finds_no_thread_goes_out_later(served, network):
     """Who unsubscribes leaves the thread that sends to it behind, for five seconds at most; there are 64."""
     client, threads = served.client(), served.threads()
-    with network.receiver.entered():
-        full = socket.create_server((network.receiver.address, 0), backlog=0)
-    port = full.getsockname()[1]
 
     def greeted():
         return served.log().count("sending update ID event")
-    # With one connection in its queue it takes no other, and says nothing.
-    with full, network.receiver.connect(network.receiver.address, port), Subscriber(network.receiver) as living:
+    # With one connection in its queue the full one takes no other, and says nothing.
+    with network.receiver.listen(backlog=0) as full, network.receiver.connect(*full.getsockname()), \
+            Subscriber(network.receiver) as living:
         for _ in range(4):
             before = greeted()
-            sids = [subscribe(client, f"<http://10.77.1.2:{port}/>") for _ in range(SLOTS - 1)]
+            sids = [subscribe(client, callback_of(full)) for _ in range(SLOTS - 1)]
             wait_until(lambda: greeted() == before + SLOTS - 1, "each is sent its first event")
             for sid in sids:
                 assert unsubscribe(client, sid) == 200

@@ -14,8 +14,7 @@ SERVER_SIGNATURE = "Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0"
 
 
 def device_id(client):
-    description = client.get("/DeviceDescription.xml").body.decode()
-    return re.search(r"<UDN>(.*?)</UDN>", description)[1]
+    return re.search(r"<UDN>(.*?)</UDN>", client.get("/DeviceDescription.xml").text)[1]
 
 
 def targets(udn):
@@ -25,9 +24,9 @@ def targets(udn):
 
 
 def test_device_identifier_carries_the_hardware_address(receiver, network):
-    mac = re.search(r"link/ether ([0-9a-f:]+)",
-                    network.server.run("ip", "link", "show", network.server.interface).stdout)[1]
-    assert re.fullmatch(f"uuid:896659847466-{mac.replace(':', '-')}-[0-9]+", device_id(receiver))
+    link = network.server.run("ip", "link", "show", network.server.interface).stdout
+    mac = re.search(r"link/ether (\S+)", link)[1].replace(":", "-")
+    assert re.fullmatch(f"uuid:896659847466-{mac}-[0-9]+", device_id(receiver))
 
 
 def test_searches_are_answered_in_three_rounds(receiver, network):
@@ -129,8 +128,8 @@ def test_two_addresses_are_each_announced_as_themselves(hosts, serve, library):
         assert {sender[0] for _, _, sender in answers} == {address}
 
         client = server.client(host, address)
-        description = client.get("/DeviceDescription.xml").body.decode()
-        assert f"<presentationURL>{base}configpage/index.htm</presentationURL>" in description
+        page = f"<presentationURL>{base}configpage/index.htm</presentationURL>"
+        assert page in client.get("/DeviceDescription.xml").text
         assert all(track.url.startswith(f"{base}disk/") for track in client.tracks())
 
 

@@ -29,25 +29,19 @@ def test_odd_packets(server, network):
     server.survives(send_all)
 
 
-def test_floods_are_bounded(server, network):
+def test_floods_are_bounded(lone_host, serve):
     """20,000 searches that may take two minutes each, from a hundred addresses."""
-    addresses = [f"10.77.1.{last}" for last in range(100, 200)]
-    for address in addresses:
-        network.receiver.ip(f"address add {address}/24 dev {network.receiver.interface}")
+    server = serve(host=lone_host, scan=False).wait_until_up()
     threads = server.threads()
 
     def send_all():
         with contextlib.ExitStack() as stack:
-            searchers = [stack.enter_context(wire.Searcher(network.receiver, address)) for address in addresses]
+            searchers = [stack.enter_context(wire.Searcher(lone_host, f"127.0.0.{last}")) for last in range(100, 200)]
             for _ in range(200):
                 for searcher in searchers:
                     searcher.send(wire.msearch("ssdp:all", mx="120"))
             assert server.threads() <= threads + 4
-    try:
-        server.survives(send_all)
-    finally:
-        for address in addresses:
-            network.receiver.ip(f"address del {address}/24 dev {network.receiver.interface}")
+    server.survives(send_all)
 
 
 def test_no_answer_to_port_0(hosts, serve, tmp_path):

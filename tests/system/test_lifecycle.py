@@ -4,7 +4,6 @@ import os
 import pathlib
 import re
 import signal
-import socket
 import subprocess
 
 import pytest
@@ -61,9 +60,7 @@ def test_signal_ends_with_status_0_amid_connections_and_a_scan(lone_host, start,
 
 
 def test_addresses_and_ports(lone_host, start, tmp_path):
-    with lone_host.entered():
-        blocker = socket.create_server(("127.0.0.1", 9000))
-    with blocker:
+    with lone_host.listen(9000):
         for settings, message in (
             ({"ip": "0.0.0.0"}, "invalid IP address: 0.0.0.0"),
             ({"ip": "nonsense"}, "invalid IP address: nonsense"),

@@ -77,7 +77,7 @@ def test_directories_that_may_not_be_read_are_named_as_they_are(served):
         answer = served.client().get(f"/rescan{url}")
         assert (answer.status, answer.header("Content-Type")) == (200, "text/html; charset=UTF-8")
         page = f"<html><head><title>Rescan</title></head><body>rescan invalid for {place}!</body></html>"
-        assert answer.body.decode() == page
+        assert answer.text == page
 
 
 def test_playlists_may_name_files_of_a_later_directory(serve, tmp_path):

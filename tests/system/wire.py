@@ -24,9 +24,8 @@ class Answer:
     headers: list          # (name, value as sent, leading blank included)
     body: bytes
 
-    @property
-    def status(self):
-        return int(self.status_line.split()[1])
+    status = property(lambda self: int(self.status_line.split()[1]))
+    text = property(lambda self: self.body.decode())
 
     def header(self, name):
         return next((value.strip() for key, value in self.headers if key.lower() == name.lower()), None)
@@ -59,15 +58,12 @@ def read_answer(connection, method="GET", have=b""):
     body_start = received.index(b"\r\n\r\n") + 4
     answer = Answer.of_head(bytes(received[:body_start - 4]))
     length = answer.header("Content-Length")
-    if method == "HEAD":
-        return answer, bytes(received[body_start:])
-    if length is None:
-        while receive():
-            pass
-    end = len(received) if length is None else body_start + int(length)
-    while len(received) < end:
-        if not receive():
-            raise Closed(bytes(received))
+    end = body_start if method == "HEAD" else float("inf") if length is None else body_start + int(length)
+    while len(received) < end and receive():
+        pass
+    if length is not None and len(received) < end:
+        raise Closed(bytes(received))
+    end = min(end, len(received))
     answer.body = bytes(received[body_start:end])
     return answer, bytes(received[end:])
 
@@ -206,10 +202,7 @@ class Entry:
     resource = property(lambda self: self.element.find(DIDL + "res"))
     url = property(lambda self: self.resource.text)
 
-    @property
-    def path(self):
-        """The URL's path, for requests to a server that is already known."""
-        return re.sub(r"^http://[^/]*", "", self.url)
+    path = property(lambda self: re.sub(r"^http://[^/]*", "", self.url))  # for a server that is already known
 
     def __repr__(self):
         return f"<{'container' if self.is_container else 'item'} {self.id} {self.title!r}>"
@@ -234,10 +227,8 @@ def msearch(target, mx="1"):
 def parse_packet(packet):
     """(start line, {header in capitals: value}) of an SSDP message."""
     lines = packet.decode("latin-1").split("\r\n")
-    return lines[0], {
-        name.upper(): value.strip()
-        for name, value in (line.split(":", 1) for line in lines[1:] if ":" in line)
-    }
+    fields = (line.split(":", 1) for line in lines[1:] if ":" in line)
+    return lines[0], {name.upper(): value.strip() for name, value in fields}
 
 
 class _Ssdp:
