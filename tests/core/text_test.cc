@@ -17,9 +17,7 @@ namespace {
 
 using std::string_view_literals::operator""sv;
 
-struct TextCase {
-    std::string_view text, expected;
-};
+using Texts = Rows<std::string_view, std::string_view>;
 
 TEST(Numbers, AreReadFromTheStartOfAText) {
     constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
@@ -36,8 +34,7 @@ TEST(Numbers, AreReadFromTheStartOfAText) {
              // No longer a number anybody means, but always the same one: its low 32 bits.
              {"99999999999999999999", 1661992959, kLargest},
          }) {
-        EXPECT_EQ(text_int(text), low) << text;
-        EXPECT_EQ(text_int64(text), whole) << text;
+        EXPECT_EQ(std::pair(text_int(text), text_int64(text)), std::pair(low, whole)) << text;
     }
 }
 
@@ -84,32 +81,32 @@ TEST(Utf8, TurnsIntoLatin1AndBack) {
 }
 
 TEST(Cleaning, LeavesTidyUtf8) {
-    for (const TextCase& row : std::initializer_list<TextCase>{
+    for (const auto& [text, expected] : Texts{
              {"  Caf\xC3\xA9 ", "Caf\xC3\xA9"},
              {"Caf\xE9", "Caf\xC3\xA9"},
              {"Caf\xC3\xA9 \xE9", "Caf\xC3\x83\xC2\xA9 \xC3\xA9"},  // one bad byte and the whole is Latin-1
              {"a\tb\nc\x7F\x01\0d"sv, "abcd"},
          })
-        EXPECT_EQ(text_clean(row.text), row.expected) << testing::PrintToString(row.text);
+        EXPECT_EQ(text_clean(text), expected) << testing::PrintToString(text);
     EXPECT_EQ(text_without_forbidden_controls("a\tb\r\nc\x01\x1F\0\x7F "sv), "a\tb\r\nc\x7F ");
 }
 
 TEST(Titles, AreCapitalisedWhereTheyShoutAndComeFromTheBaseName) {
-    for (const TextCase& row : std::initializer_list<TextCase>{
+    for (const auto& [text, expected] : Texts{
              {"LOVE ME DO", "Love Me Do"},
              {"LOVE", "LOVE"},
              {"LOVE ME Do", "LOVE ME Do"},
              {"DON'T STOP", "Don't Stop"},
              {"THE 2ND LAW (LIVE)", "The 2nd Law (Live)"},
          })
-        EXPECT_EQ(adapt_case(row.text), row.expected);
-    for (const TextCase& row : std::initializer_list<TextCase>{
+        EXPECT_EQ(adapt_case(text), expected);
+    for (const auto& [text, expected] : Texts{
              {"/a.b/Song", "Song"},
              {"/music/.mp3", ".mp3"},
              {"/music/ \xE9 .mp3", "\xC3\xA9"},
              {"/music/", ""},
          })
-        EXPECT_EQ(title_from_path(row.text), row.expected) << row.text;
+        EXPECT_EQ(title_from_path(text), expected) << text;
 }
 
 TEST(Times, AreWrittenAndRead) {

@@ -101,9 +101,8 @@ TEST(Exif, BlocksOfBothByteOrdersWhereverTheyStand) {
                                      .bytes();
         for (const auto& before : {""s, jfif, comment, comment + jfif}) {
             const PictureInfo info = read(jpeg(before + exif));
-            EXPECT_EQ(info.description, "A ship");
-            EXPECT_EQ(info.date, "2005-07-14");
-            EXPECT_EQ(info.original_date, "2004:01:02 03:04:05");
+            EXPECT_EQ(std::tuple(info.description, info.date, info.original_date),
+                      std::tuple("A ship"s, "2005-07-14"s, "2004:01:02 03:04:05"s));
         }
         // A comment behind the JFIF header hides the block.
         EXPECT_EQ(read(jpeg(jfif + comment + exif)).description, std::nullopt);
@@ -120,9 +119,7 @@ TEST(Exif, TheFirstValueOfATagAndTheFramesSizeCount) {
                                   .bytes();
     EXPECT_EQ(read(jpeg(sizes, 640, 480)).width, 640);
     const PictureInfo info = read("\xFF\xD8" + sizes);  // no frame
-    EXPECT_EQ(info.width, 1024);
-    EXPECT_EQ(info.height, 768);
-    EXPECT_EQ(info.description, "first");
+    EXPECT_EQ(std::tuple(info.width, info.height, info.description), std::tuple(1024, 768, "first"s));
 }
 
 TEST(Exif, PicturesAreDatedByTheCameraOrTheFile) {

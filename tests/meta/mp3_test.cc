@@ -118,11 +118,9 @@ TEST(Mpeg, HeadersAreUnderstood) {
              {block("\xFF\xFB\x90\x00"s, 36, 0), 128'000, 128, 8000, true},
              {block("\xFF\xFB\x00\x00"s, 36, 0), 128'000, 0, 0, true},
          }) {
-        SCOPED_TRACE(testing::PrintToString(bytes.substr(0, 4)) + " " + std::to_string(audio_bytes));
         const MpegFrame frame = mpeg_parse_frame_header(as_bytes(bytes), audio_bytes);
-        EXPECT_EQ(frame.kbps, kbps);
-        EXPECT_EQ(frame.milliseconds, milliseconds);
-        EXPECT_EQ(frame.vbr, vbr);
+        EXPECT_EQ(std::tuple(frame.kbps, frame.milliseconds, frame.vbr), std::tuple(kbps, milliseconds, vbr))
+            << testing::PrintToString(bytes.substr(0, 4)) << " " << audio_bytes;
     }
 }
 
