@@ -73,15 +73,6 @@ def serve_file(network, tmp_path_factory):
         yield servers
 
 
-@pytest.fixture
-def start_daemon(serve):
-    """start_daemon(host, ...): a server that is only started; goes when nobody is left who uses it."""
-    def start(host, *arguments, settings=None, **options):
-        options = {"httpport": None, "scantime": None} | options | (settings or {})
-        return serve(*arguments, host=host, scan=False, **options)
-    return start
-
-
 @pytest.fixture(scope="session")
 def library(tmp_path_factory):
     """The small library's directory and what its tags say."""

@@ -49,7 +49,6 @@ class Daemon:
 
     def __init__(self, host, directory, folder=None, *, port=None, address=None, verbosity=511, wrapper=(), ini=None,
                  radio_host=None, arguments=(), **settings):
-        settings |= settings.pop("settings", {})  # goes when nobody is left who writes it so
         self.host, self.directory, self.folder = host, pathlib.Path(directory), folder
         self.address, self.port = address or host.address, port or settings.get("httpport") or 9000
         self.ini, self.log_path = self.directory / "pelorama.ini", self.directory / "server.log"

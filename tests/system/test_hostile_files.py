@@ -224,6 +224,11 @@ def test_ini_files(lone_host, serve, tmp_path, content):
     serve(host=lone_host, scan=False).wait_until_up()
 
 
+@pytest.mark.parametrize("port", [70_000, -1])
+def test_ports_that_are_none(lone_host, serve, port):
+    assert serve(host=lone_host, scan=False, httpport=port).wait() == 255
+
+
 def test_ten_thousand_folders_and_odd_views(lone_host, serve, tmp_path):
     music.write(tmp_path / "music" / "a.mp3", music.mp3("A", "Klumul", "B"))
     folders = ",".join(["/nowhere"] * 10_000)

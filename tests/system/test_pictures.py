@@ -171,7 +171,8 @@ CHUNKED = OK + b"Transfer-Encoding: chunked\r\n\r\n"
 FETCHED = {  # answers behind which the connection stays open, and whether they are taken for a picture
     "/by_length": (OK + LENGTH + b"\r\n" + JPEG + b"and more", True),
     # One character, whatever it is, is expected between the colon and the digits.
-    "/one_character": (OK + LENGTH.replace(b" ", b"9") + b"\r\n" + JPEG, True),
+    "/one_character": (OK + LENGTH.replace(b" ", b"x") + b"\r\n" + JPEG + b"and more", True),
+    "/no_character": (OK + LENGTH.replace(b" ", b"") + b"\r\n" + JPEG, False),
     "/two_characters": (OK + LENGTH.replace(b" ", b"  ") + b"\r\n" + JPEG, False),
     "/length_empty": (OK + b"Content-Length:\r\n5: x\r\n\r\n" + JPEG, False),
     "/negative_length": (OK + b"Content-Length: -1\r\n\r\n" + JPEG, False),
@@ -224,9 +225,10 @@ def test_pictures_of_other_servers(serve, lone_host, tmp_path):
 
 
 def tagged(image, size=None):
-    return music.id3_tag(music.text_frame("TIT2", "T") + music.text_frame("APIC", b"\0image/jpeg\0\3\0" + image, size))
+    return music.id3_tag(music.text_frame("TIT2", "T") + music.text_frame("APIC", BEFORE + image, size))
 
 
+BEFORE = b"\0image/jpeg\0\3\0"
 PIC = b"\xff\xd8\xff\xe0pic\xff\xd9"
 COVERS = {  # file, type and bytes of the picture
     "with.mp3": (tagged(JPEG) + music.mp3(), "image/jpeg", JPEG),
@@ -235,7 +237,7 @@ COVERS = {  # file, type and bytes of the picture
     "library.wma": (corpus("fuzz_wma/wma_library"), "image/png", b"\x89PNG..."),
     "a.m4a": (corpus("fuzz_wav_m4a/m4a"), "image/jpeg", PIC),
     "a.wav": (corpus("fuzz_wav_m4a/wav"), "image/jpeg", PIC[:6]),
-    "cut.mp3": (tagged(JPEG, 20_000), "image/jpeg", JPEG),  # behind which the file ends early
+    **{f"{size}.mp3": (tagged(JPEG, size), "image/jpeg", JPEG) for size in (20_000, 0xFFFFFFFF)},  # the file ends early
 }
 
 
@@ -251,9 +253,10 @@ def test_covers(serve, tmp_path):
             assert answer.status == 404, name
             continue
         assert (answer.status, answer.header("Content-Type"), answer.body) == (200, kind, image), name
-        length = str(len(image)) if name != "cut.mp3" else str(20_000 - len(b"\0image/jpeg\0\3\0"))
+        cut = name[0].isdigit()
+        length = str(int(name[:-4]) - len(BEFORE) if cut else len(image))
         assert answer.header("Content-Length") == length, name
-        assert answer.header("Connection") == ("close" if name == "cut.mp3" else "keep-alive"), name
+        assert answer.header("Connection") == ("close" if cut else "keep-alive"), name
         assert server.client().request("HEAD", url).header("Content-Length") == length, name
     (tmp_path / name).unlink()
     assert server.client().get(url).status == 404

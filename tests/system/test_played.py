@@ -58,38 +58,34 @@ def ask(server, path, *lines):
 
 # ---- headers and ranges
 
-TYPE_AND_LENGTH = "Content-Type: {}\r\nContent-Length: {}\r\nDate: DATE\r\nConnection: {}\r\n"
-PARTIAL = TYPE_AND_LENGTH.format("audio/mpeg", 5, "keep-alive") + "Content-Range: bytes 100-104/1000\r\n"
 FROM_100 = "Range: bytes=100-104\r\n"
-ERROR = TYPE_AND_LENGTH.replace("{}", "text/html; charset=UTF-8", 1)
-SEEK = "Content-Range: bytes 100-200/1000\r\n"
-HEADERS = {
-    "GET {song} HTTP/1.1\r\n": "HTTP/1.1 200 OK\r\n" + TYPE_AND_LENGTH.format("audio/mpeg", 1000, "keep-alive"),
-    "GET {song} HTTP/1.1\r\n" + FROM_100: "HTTP/1.1 206 Partial Content\r\n" + PARTIAL,
-    "HEAD {song} HTTP/1.1\r\n" + FROM_100: "HTTP/1.1 206 Partial Content\r\n" + PARTIAL,
-    "GET {song} HTTP/1.0\r\n" + FROM_100: "HTTP/1.0 200 OK\r\n" + TYPE_AND_LENGTH.format("audio/mpeg", 5, "close"),
-    "GET {song} HTTP/1.1\r\nTimeSeekRange.dlna.org: npt=0.001-0.002\r\n":
-        "HTTP/1.1 200 OK\r\n" + TYPE_AND_LENGTH.format("audio/mpeg", 101, "keep-alive") + SEEK,
-    "GET {song} HTTP/1.1\r\ntimeseekrange.dlna.org: npt=0.001-0.002\r\n":
-        "HTTP/1.1 206 Partial Content\r\n" + TYPE_AND_LENGTH.format("audio/mpeg", 101, "keep-alive") + SEEK,
-    "GET /disk/<b>\"&' HTTP/1.1\r\n": "HTTP/1.1 404 Not Found\r\n" + ERROR.format(146, "keep-alive"),
-    "GET {other} HTTP/1.1\r\n":
-        "HTTP/1.1 200 OK\r\n" + TYPE_AND_LENGTH.format("application/octet-stream", 1000, "keep-alive"),
-    "POST {song} HTTP/1.1\r\n": "HTTP/1.1 500 Internal Server Error\r\n" + ERROR.format(0, "keep-alive"),
-    "GET /rpc/mode?alive HTTP/1.1\r\n":
-        "HTTP/1.1 200 OK\r\n" + ERROR.format(33, "keep-alive") + "Expires: 0\r\nPragma: no-cache\r\n",
-}
+PARTIAL, SOUGHT = (f"Content-Range: bytes 100-{last}/1000\r\n" for last in (104, 200))
+HTML = "text/html; charset=UTF-8"
+HEADERS = [  # request; status line, type, length, connection and further lines of the answer
+    ("GET SONG HTTP/1.1\r\n", "HTTP/1.1 200 OK", "audio/mpeg", 1000, "keep-alive", ""),
+    ("GET SONG HTTP/1.1\r\n" + FROM_100, "HTTP/1.1 206 Partial Content", "audio/mpeg", 5, "keep-alive", PARTIAL),
+    ("HEAD SONG HTTP/1.1\r\n" + FROM_100, "HTTP/1.1 206 Partial Content", "audio/mpeg", 5, "keep-alive", PARTIAL),
+    ("GET SONG HTTP/1.0\r\n" + FROM_100, "HTTP/1.0 200 OK", "audio/mpeg", 5, "close", ""),
+    ("GET SONG HTTP/1.1\r\nTimeSeekRange.dlna.org: npt=0.001-0.002\r\n", "HTTP/1.1 200 OK", "audio/mpeg", 101,
+     "keep-alive", SOUGHT),
+    ("GET SONG HTTP/1.1\r\ntimeseekrange.dlna.org: npt=0.001-0.002\r\n", "HTTP/1.1 206 Partial Content", "audio/mpeg",
+     101, "keep-alive", SOUGHT),
+    ("GET OTHER HTTP/1.1\r\n", "HTTP/1.1 200 OK", "application/octet-stream", 1000, "keep-alive", ""),
+    ("GET /disk/<b>\"&' HTTP/1.1\r\n", "HTTP/1.1 404 Not Found", HTML, 146, "keep-alive", ""),
+    ("POST SONG HTTP/1.1\r\n", "HTTP/1.1 500 Internal Server Error", HTML, 0, "keep-alive", ""),
+    ("GET /rpc/mode?alive HTTP/1.1\r\n", "HTTP/1.1 200 OK", HTML, 33, "keep-alive",
+     "Expires: 0\r\nPragma: no-cache\r\n"),
+]
 
 
 def test_headers_are_given_to_the_byte(odd):
-    paths = {"song": disk(odd.items["song"]), "other": disk(odd.items["other"])}
-    for request, expected in HEADERS.items():
-        for name, path in paths.items():
-            request = request.replace(f"{{{name}}}", path)
-        received = odd.client().exchange(request.encode() + b"\r\n").decode("latin-1")
-        head, date = re.subn(r"\nDate: (\w{3}, \d\d \w{3} \d{4} \d\d:\d\d:\d\d GMT)\r\n", "\nDate: DATE\r\n",
-                             received.partition("\r\n\r\n")[0] + "\r\n")
-        assert date and head == expected + "EXT:\r\nServer:Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0\r\n", request
+    for request, status, kind, length, connection, lines in HEADERS:
+        sent = request.replace("SONG", disk(odd.items["song"])).replace("OTHER", disk(odd.items["other"]))
+        head = odd.client().exchange(sent.encode() + b"\r\n").decode("latin-1").partition("\r\n\r\n")[0]
+        date = re.search(r"Date: \w{3}, \d\d \w{3} \d{4} \d\d:\d\d:\d\d GMT", head)[0]
+        assert head == (f"{status}\r\nContent-Type: {kind}\r\nContent-Length: {length}\r\n{date}\r\n"
+                        f"Connection: {connection}\r\n{lines}EXT:\r\n"
+                        "Server:Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0"), request
 
 
 def test_not_found_names_the_url_without_letting_it_in(odd):
@@ -192,25 +188,20 @@ def test_linear_pcm_is_labelled_by_what_the_path_tells(odd, tmp_path_factory):
         assert odd.client().get(disk(odd.items[title], ".lpcm")).header("Content-Type") == f"audio/L16;{label}"
 
 
-DLNA = [
-    ("song", "X: y", None, None), ("song", "getcontentFeatures.dlna.org: 1", None, "DLNA.ORG_OP=11"),
-    ("ntsc", "getcontentFeatures.dlna.org: 1", None, "DLNA.ORG_PN=MPEG_PS_NTSC;DLNA.ORG_OP=00"),
-    ("film", "getcontentFeatures.dlna.org: 1", None, "DLNA.ORG_OP=00"),
-    ("44", "getcontentFeatures.dlna.org: 1", None, "DLNA.ORG_PN=LPCM;DLNA.ORG_OP=11"),
-    ("photo", "getcontentFeatures.dlna.org: 1", None, "*"),
-    ("song", "transferMode.dlna.org: Streaming", "Streaming", None),
-    ("song", "transferMode.dlna.org: Interactive", None, None),
-    ("photo", "transferMode.dlna.org: Interactive", "Interactive", None),
-    ("photo", "TRANSFERMODE.DLNA.ORG: background", "Background", None),
-    ("photo", "transferMode.dlna.org: Streaming", None, None),
-]
+FEATURES = {"song": "DLNA.ORG_OP=11", "ntsc": "DLNA.ORG_PN=MPEG_PS_NTSC;DLNA.ORG_OP=00", "film": "DLNA.ORG_OP=00",
+            "photo": "*", "44": "DLNA.ORG_PN=LPCM;DLNA.ORG_OP=11"}
+MODES = [("song", "Streaming", "Streaming"), ("song", "Interactive", None), ("photo", "Interactive", "Interactive"),
+         ("photo", "background", "Background"), ("photo", "Streaming", None), ("song", "", None)]
 
 
 def test_dlna_headers_answer_those_who_ask(odd):
-    for title, line, mode, features in DLNA:
-        answer, _ = ask(odd, disk(odd.items[title], ".lpcm" if title == "44" else ""), line)
-        assert answer.header("transferMode.dlna.org") == mode, (title, line)
-        assert answer.header("contentFeatures.dlna.org") == features, (title, line)
+    for title, features in FEATURES.items():
+        path = disk(odd.items[title], ".lpcm" if title == "44" else "")
+        assert ask(odd, path, "getcontentFeatures.dlna.org: 1")[0].header("contentFeatures.dlna.org") == features, title
+    for title, asked, mode in MODES:
+        answer, _ = ask(odd, disk(odd.items[title]), f"TRANSFERMODE.dlna.org: {asked}")
+        assert answer.header("transferMode.dlna.org") == mode, (title, asked)
+        assert answer.header("contentFeatures.dlna.org") is None
 
 
 def test_index_files_come_from_their_directory(odd, receiver, track):
@@ -250,9 +241,12 @@ def test_a_music_client_receives_every_byte_and_is_paused(odd, network):
     # 20480 bytes are 1024 s of sound, which asks for 1024 - 102 - 100 ms; a slow transfer shortens the pause by less
     # than it took itself.
     assert time.monotonic() - before > 0.8
-    before = time.monotonic()
-    assert odd.client().get(disk(odd.items["slow"])).body == bytes(21_000)
-    assert time.monotonic() - before < 0.8
+
+    def others_take():
+        begun = time.monotonic()
+        assert odd.client().get(disk(odd.items["slow"])).body == bytes(21_000)
+        return time.monotonic() - begun
+    assert any(others_take() < 0.5 for _ in range(5))
 
 
 # ---- who plays what
@@ -268,18 +262,15 @@ def test_now_playing_page(serve, lone_host, tmp_path):
         client = server.client()
         client.source = f"127.0.0.{client_number}"
         client.get(disk(entry), f"Range: bytes={last_byte}-{last_byte}")
-    play(21, song, 99)
-    play(22, film, 1_999_999)  # a receiver has 1.5 MB before it shows anything
-    play(21, song, 2_999_998)
-    for number in range(23, 32):
+    for number in range(21, 32):
         play(number, song, number)
-    play(30, song, 998)
-    rest = "<br>\n".join(f"127.0.0.{n}\t{song.id}\t{999 if n == 30 else n + 1}\t{{}}" for n in range(23, 31))
-    bold = "&lt;b&gt;Song&lt;/b&gt;\tTom &amp; Co\t0:01:00\t\t"
-    assert server.client().get("/rpc?playing").body.decode() == (
-        f"playing<br>\n127.0.0.21\t{song.id}\t2999999\t{bold}<br>\n"
-        f"127.0.0.22\t{film.id}\t500000\tFilm\tTom &amp; Co\t0:01:00\t\t<br>\n"
-        f"{rest.replace('{}', bold)}<br>\n"), "in the order of the first request; the eleventh is never listed"
+    play(21, song, 2_999_998)
+    play(22, film, 1_999_999)  # a receiver has 1.5 MB before it shows anything
+    tags = "Tom &amp; Co\t0:01:00\t\t<br>\n"
+    rest = [f"127.0.0.{n}\t{song.id}\t{n + 1}\t&lt;b&gt;Song&lt;/b&gt;\t{tags}" for n in range(23, 31)]
+    assert server.client().get("/rpc?playing").body.decode() == "".join((
+        "playing<br>\n", f"127.0.0.21\t{song.id}\t2999999\t&lt;b&gt;Song&lt;/b&gt;\t{tags}",
+        f"127.0.0.22\t{film.id}\t500000\tFilm\t{tags}", *rest)), "in the order of their first; ten at the most"
     assert server.client().get("/rpc?playing&mode?stealth").body.startswith(b"playing<br>\n")
     for url in ("/rpc", "/rpc/mode?STEALTH"):
         assert server.client().get(url).status == 404
