@@ -1,11 +1,11 @@
-#include "core/share.h"
+#include "core/semaphore.h"
 
 #include <gtest/gtest.h>
 
-TEST(Share, IsHandedOutUpToTheTotal) {
+TEST(Reservation, IsHandedOutUpToTheTotal) {
     constexpr int kLong = 60'000;
-    ShareLimit limit{10};
-    auto first = Share::take(limit, 6, kLong), second = Share::take(limit, 4, kLong);
+    Semaphore limit{10};
+    auto first = Reservation::take(limit, 6, kLong), second = Reservation::take(limit, 4, kLong);
     ASSERT_TRUE(first && second);
     EXPECT_EQ(limit.in_use(), 10);
     EXPECT_FALSE(Reservation::take(limit, 1, 0));

@@ -132,10 +132,10 @@ TEST(XmlEscape, NeverConvertsTwiceAndIsAlwaysLegal) {
              {"a\xEF\xBF\xBE\xEF\xBF\xBF\xEF\xBF\xBDz", "a\xEF\xBF\xBDz"},
              {"\x01\x02", std::nullopt},
          })
-        EXPECT_EQ(xml_escape_for(text, ReceiverText::utf8), expected) << text;
-    EXPECT_EQ(xml_escape_for("Bj\xC3\xB6rk <\xE2\x82\xAC\x01>", ReceiverText::single_bytes),
+        EXPECT_EQ(xml_escape_for(text, ClientText::utf8), expected) << text;
+    EXPECT_EQ(xml_escape_for("Bj\xC3\xB6rk <\xE2\x82\xAC\x01>", ClientText::single_bytes),
               "Bj\xF6rk &amp;lt;?&amp;gt;");
-    EXPECT_EQ(xml_escape_for("Bj\xF6rk", ReceiverText::single_bytes), "Bj\xF6rk");
+    EXPECT_EQ(xml_escape_for("Bj\xF6rk", ClientText::single_bytes), "Bj\xF6rk");
 }
 
 }  // namespace

@@ -80,7 +80,7 @@ TEST_F(Listings, OfMatchesAreOrderedAsTheirContainersAre) {
     settings_set(Setting::musicnode1, "");
     const auto add_container = [](MediaContainer* MediaStore::*parent, const char* name) {
         StoreLock lock;
-        db_add_container(lock, *(store(lock).*parent), {.title = tree_intern(lock, name)});
+        tree_add_container(lock, *(store(lock).*parent), {.title = tree_intern(lock, name)});
     };
     const std::string criteria = "dc:title = \"A\" or dc:title = \"B\" or dc:title = \"C\"";
     // Music itself lists by `ms`, the root by `ds`.

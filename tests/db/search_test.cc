@@ -108,9 +108,19 @@ TEST_F(Search, BoundsWhatCriteriaMayHold) {
     // 1023 characters of a value count.
     StoreLock lock;
     const std::string name(1023, 'n');
-    const auto& named = db_add_container(lock, *store(lock).root, {.title = tree_intern(lock, name)});
+    const auto& named = tree_add_container(lock, *store(lock).root, {.title = tree_intern(lock, name)});
     EXPECT_EQ(search_match(lock, named, "dc:title = \"" + repeated("n", 65'536) + "\""), 1);
     EXPECT_EQ(search_match(lock, named, "dc:title = \"" + name.substr(1) + "\""), 0);
+}
+
+TEST_F(Search, ListsEachTitleOnceInTreeOrder) {
+    add({.title = "the beatles", .path = "http://h/third.mp3"});
+    const auto criteria = search_compile("dc:title contains \"the beatles\"");
+    StoreLock lock;
+    // Containers and tracks alike: what the walk meets first stays.
+    const Strings all = titles_of(lock, search_walk(lock, *criteria, false));
+    EXPECT_THAT(all, testing::IsSupersetOf({"The Beatles", "the beatles"}));
+    EXPECT_EQ(titles_of(lock, search_walk(lock, *criteria, true)), Strings{all.front()});
 }
 
 // What a plain walk with the criteria in hand meets.

@@ -26,11 +26,12 @@ protected:
             items.push_back(is_container(row) ? kNoObject : add(item));
         }
         StoreLock lock;
-        MediaContainer& list = db_add_container(lock, *store(lock).music, {.title = tree_intern(lock, "list")});
+        MediaContainer& list = tree_add_container(lock, *store(lock).music, {.title = tree_intern(lock, "list")});
         for (std::size_t i = 0; i < rows.size(); ++i) {
-            if (is_container(rows[i])) db_add_container(lock, list, {.title = tree_intern(lock, *rows[i].item.title)});
+            if (is_container(rows[i]))
+                tree_add_container(lock, list, {.title = tree_intern(lock, *rows[i].item.title)});
             MediaObject* const item = tree_object(lock, items[i]);
-            if (item != nullptr) db_add_reference(lock, list, static_cast<MediaItem&>(*item), rows[i].position);
+            if (item != nullptr) tree_add_reference(lock, list, static_cast<MediaItem&>(*item), rows[i].position);
         }
         std::vector<ObjectId> ids;
         for (const MediaObject& child : tree_children(lock, list)) ids.push_back(child.id);

@@ -39,6 +39,13 @@ TEST_F(Store, RefusesWhatItCannotHold) {
     EXPECT_THAT(children({"Music", "All Tracks"}), IsEmpty());
 }
 
+TEST_F(Store, CleansTitlesAndTakesTheFileNameWhereThereIsNone) {
+    for (const char* title : {"Tab\there ", "LOVE ME DO", "caf\xE9", "\x01\x02 "})
+        add({.title = title, .path = "http://h/" + std::string{title} + "/some file.mp3"});
+    EXPECT_THAT(children({"Music", "All Tracks"}),
+                ElementsAre("(some file)", "(caf\xC3\xA9)", "(Love Me Do)", "(Tabhere)"));
+}
+
 TEST_F(Store, PutsTracksAndStationsWhereTheirPlaylistSays) {
     add({.title = "One", .path = "http://h/1"});
     for (const std::int32_t position : {7, 9})

@@ -65,7 +65,7 @@ TEST(BodyHeader, AnnouncesABody) {
 
 constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
 
-TEST(RangeHeader, IsReadAsReceiversMeanIt) {
+TEST(RangeHeader, IsReadAsClientsMeanIt) {
     for (const auto& [name, lines, expected] : Rows<const char*, const char*, ByteRange>{
              {"reversed_is_one_byte", "Range: bytes=500-100", {500, 500}},
              {"other_case", "rAnGe: bytes=1-2", {1, 2}},

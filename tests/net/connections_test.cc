@@ -35,10 +35,10 @@ bool is_open(const Socket& socket) {
 void pause_and_go_silent() {
     sockaddr_in endpoint = ipv4_endpoint(ipv4_parse("127.0.0.1"), 9000);
     auto* const address = reinterpret_cast<sockaddr*>(&endpoint);
-    const Socket listener = tcp_socket(), receiver = tcp_socket();
+    const Socket listener = tcp_socket(), client = tcp_socket();
     ASSERT_EQ(bind(listener.fd(), address, sizeof endpoint), 0);
     ASSERT_EQ(listen(listener.fd(), 1), 0);
-    connect(receiver.fd(), address, sizeof endpoint);
+    connect(client.fd(), address, sizeof endpoint);
     ASSERT_TRUE(socket_wait_readable(listener.fd(), 10'000));
     const Socket sender{accept4(listener.fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)};
     connection_opened(sender.fd());

@@ -36,25 +36,19 @@ TEST(FtpReply, NamesASizeAndAPassiveAddress) {
 }
 
 TEST(FtpReply, EndsWithThreeDigitsAndABlank) {
-    struct {
-        std::string sent;
-        int code;
-        std::string text, rest = {};
-    } const rows[] = {
-        {"220-a\r\n 220 b\r\n220-c\r\n220 d\r\n", 220, "220-a\r\n 220 b\r\n220-c\r\n220 d\r\n"},
-        {"150 a\r\n226 b\r\n", 150, "150 a\r\n", "226 b\r\n"},
-        {"226 b", 226, "226 b"},
-        {"226 ", 0, ""},
-        {"hello\r\n22 x y\r\n2260 y\r\n", 0, ""},
-        // A line that no buffer holds is dropped, and what follows it is looked at.
-        {std::string(5000, 'x') + "\r\n226 done\r\n", 226, std::string(5000 - 4 * 1023, 'x') + "\r\n226 done\r\n"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.sent.substr(0, 50));
+    for (const auto& [sent, code, text, rest] : Rows<std::string, int, std::string, std::string>{
+             {"220-a\r\n 220 b\r\n220-c\r\n220 d\r\n", 220, "220-a\r\n 220 b\r\n220-c\r\n220 d\r\n", ""},
+             {"150 a\r\n226 b\r\n", 150, "150 a\r\n", "226 b\r\n"},
+             {"226 b", 226, "226 b", ""},
+             {"226 ", 0, "", ""},
+             {"hello\r\n22 x y\r\n2260 y\r\n", 0, "", ""},
+             // A line that no buffer holds is dropped, and what follows it is looked at.
+             {std::string(5000, 'x') + "\r\n226 done\r\n", 226, std::string(5000 - 4 * 1023, 'x') + "\r\n226 done\r\n",
+              ""},
+         }) {
         FtpReply reply;
-        EXPECT_EQ(ftp_command(fed_socket(row.sent).fd(), {}, &reply), row.code);
-        EXPECT_EQ(reply.text, row.text);
-        EXPECT_EQ(reply.rest, row.rest);
+        EXPECT_EQ(ftp_command(fed_socket(sent).fd(), {}, &reply), code);
+        EXPECT_EQ(std::pair(reply.text, reply.rest), std::pair(text, rest)) << sent.substr(0, 50);
     }
 }
 

@@ -9,6 +9,7 @@
 #include "scan/content_directories.h"
 #include "scan/tree_walk.h"
 #include "support/mp3_builder.h"
+#include "support/rows.h"
 #include "support/scratch.h"
 #include "support/store_fixture.h"
 
@@ -35,39 +36,32 @@ TEST(ContentDirectories, MayBeginWithALetterThatRestrictsThem) {
 }
 
 TEST(ContentDirectories, HoldWhatMayBeRescanned) {
-    struct {
-        const char* asked;
-        const char* scanned;  // null: not valid
-        ScanRestriction restriction = {};
-    } const rows[] = {
-        {"", nullptr},                           // valid, but no directory
-        {"/SRV/Music/Abba", "/srv/music/Abba"},  // found in any case, scanned in the configured one
-        {"M|/srv/Lossless/x", "/srv/Lossless/x", ReaderType::music},
-        {"m|/srv/lossless", "/srv/Lossless", ReaderType::music},
-        {"/srv/Lossless", nullptr},  // the prefix is part of the element
-        {"/mnt/disk/", "/mnt/disk/"},
-        {"/mnt/disk", nullptr},
-        {"../films/x", "../films/x"},
-        // One directory, one path: whatever is asked for.
-        {"/srv/music//Abba/./Gold/", "/srv/music/Abba/Gold"},
-        // Ways out.
-        {"/srv/music/../etc", nullptr},
-        {"/srv/music/Abba/..", nullptr},
-        {"/srv/music/..hidden", "/srv/music/..hidden"},
-        {"/srv/music2", nullptr},
-        {"V|/etc", nullptr},
-        {"/", nullptr},
-    };
     settings_set(Setting::contentdir, "/srv/music,M|/srv/Lossless,/mnt/disk/,V|,,../films");
-    for (const auto& c : rows) {
-        SCOPED_TRACE(c.asked);
-        const auto target = rescan_target(c.asked);
-        EXPECT_EQ(rescan_dir_valid(c.asked), c.scanned != nullptr || *c.asked == '\0');
-        ASSERT_EQ(target.has_value(), c.scanned != nullptr);
+    for (const auto& [asked, scanned, restriction] : Rows<const char*, Text, ScanRestriction>{
+             {"", {}, {}},                                // valid, but no directory
+             {"/SRV/Music/Abba", "/srv/music/Abba", {}},  // found in any case, scanned in the configured one
+             {"M|/srv/Lossless/x", "/srv/Lossless/x", ReaderType::music},
+             {"m|/srv/lossless", "/srv/Lossless", ReaderType::music},
+             {"/srv/Lossless", {}, {}},  // the prefix is part of the element
+             {"/mnt/disk/", "/mnt/disk/", {}},
+             {"/mnt/disk", {}, {}},
+             {"../films/x", "../films/x", {}},
+             // One directory, one path: whatever is asked for.
+             {"/srv/music//Abba/./Gold/", "/srv/music/Abba/Gold", {}},
+             // Ways out.
+             {"/srv/music/../etc", {}, {}},
+             {"/srv/music/Abba/..", {}, {}},
+             {"/srv/music/..hidden", "/srv/music/..hidden", {}},
+             {"/srv/music2", {}, {}},
+             {"V|/etc", {}, {}},
+             {"/", {}, {}},
+         }) {
+        const auto target = rescan_target(asked);
+        EXPECT_EQ(rescan_dir_valid(asked), scanned || *asked == '\0') << asked;
+        EXPECT_EQ(target ? Text{target->path()} : Text{}, scanned) << asked;
         if (!target) continue;
-        EXPECT_EQ(target->path(), c.scanned);
-        EXPECT_EQ(target->restriction, c.restriction);
-        EXPECT_EQ(target->text, c.asked);
+        EXPECT_EQ(target->restriction, restriction) << asked;
+        EXPECT_EQ(target->text, asked);
     }
     settings_free_all();
 }
@@ -167,6 +161,21 @@ TEST_F(TreeWalk, LinksThatLeadBackAreNotFollowed) {
     EXPECT_EQ(db_count_all_tracks(), 3);
     EXPECT_TRUE(known("band/elsewhere/b.mp3"));
     EXPECT_TRUE(logged("do not descend into "s + (content_ / "band/disc/up")));
+}
+
+TEST_F(TreeWalk, DirectoriesThatLinkToEachOtherAreWalkedToAnEnd) {
+    const Strings names = {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"};
+    for (const std::string& from : names) {
+        content_.write(from + "/a.mp3", track("t"));
+        for (const std::string& to : names)
+            if (to != from) fs::create_directory_symlink("../" + to, content_ / (from + "/to" + to));
+    }
+    scan(content_.path());
+    // Each is listed wherever a link leads to it, whatever order the directories come in.
+    for (const std::string& from : names)
+        for (const std::string& to : names)
+            EXPECT_TRUE(to == from || known(from + "/to" + to + "/a.mp3")) << from << to;
+    EXPECT_LE(db_count_all_tracks(), 200);
 }
 
 TEST_F(TreeWalk, ProcIsNotRead) {

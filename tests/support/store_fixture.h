@@ -51,7 +51,7 @@ protected:
     static MediaContainer* find(const StoreLock& lock, const Titles& titles) {
         MediaContainer* at = store(lock).root;
         for (const std::string_view title : titles)
-            if (at != nullptr) at = db_find_child_container(lock, title, *at);
+            if (at != nullptr) at = tree_find_child_container(lock, title, *at);
         return at;
     }
     static ObjectId id_of_container(const Titles& titles) {

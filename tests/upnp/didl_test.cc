@@ -201,7 +201,7 @@ TEST_F(Didl, KeepsEachElementWithin1023Bytes) {
              {x(1022), ""},
          }) {
         TextBuffer text;
-        didl_append_element(text, "dc:title", "", value, ReceiverText::utf8);
+        didl_append_element(text, "dc:title", "", value, ClientText::utf8);
         EXPECT_EQ(unpacked(std::move(text)), "<dc:title>" + expected + "</dc:title>");
     }
     // What a reader left in an attribute, and what one client reads as single bytes.

@@ -121,7 +121,7 @@ TEST(Msearch, TargetAndWaitAreRead) {
     }
 }
 
-TEST(Msearch, ReceiversAreRecognisedByTheirMark) {
+TEST(Msearch, ClientsAreRecognisedByTheirMark) {
     using enum ClientKind;
     using testing::ElementsAre;
     const auto senders = [](const std::string& line) { return msearch_parse(search("ST:a\r\n" + line))->senders; };

@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(SubscribeHeader, IsReadAsReceiversWriteIt) {
+TEST(SubscribeHeader, IsReadAsClientsWriteIt) {
     for (const auto& [header, timeout, sid, callback] :
          Rows<const char*, std::int32_t, std::optional<std::uint32_t>, Text>{
              {"CALLBACK: <http://h:1/a>\r\nTIMEOUT: Second-1800\r\n\r\n", 1800, {}, "<http://h:1/a>"},
