@@ -74,10 +74,6 @@ class Daemon:
                                             stdout=log, stderr=log)
         return self
 
-    def start_and_scan(self):
-        self.start().wait_until_up().wait_for_scan()
-        return self
-
     def client(self, host=None, address=None):
         """A control point, on the host at the other end of the cable if no other is named."""
         return wire.Client(host or self.host.peer, address or self.address, self.port)

@@ -14,7 +14,7 @@ import pytest
 import music
 import wire
 from daemon import wait_until
-from origin import Origin, fixed
+from servers import Origin
 
 HERE = pathlib.Path(__file__).parent
 
@@ -131,6 +131,7 @@ KINDS = {  # what a receiver sends, by the kind that it is then taken for
     "LinkSys Wireless Music System": "",
 }
 CLOSED = {"LinkSys Wireless Music System", "Noxon Audio"}
+HEAD = b"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n"
 MUSIC_ONLY = CLOSED | {"Roku Soundbridge", "Netgear MP101"}
 
 
@@ -151,8 +152,7 @@ def test_receivers_are_told_apart(lone_host, serve, tmp_path):
     server.wait_for_log("added: 127.0.0.9 Go.Video D2730\n")
     clients["LinkSys Wireless Music System"].browse("0\\Music\\")  # known by that name
 
-    says_so = fixed(b"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n"
-                    b"<root>TerraTec<manufacturer>DLink</manufacturer></root>")
+    says_so = HEAD + b"<root>TerraTec<manufacturer>DLink</manufacturer></root>"
     # Two kinds that others pretend to be are asked who they are.
     with Origin(lone_host, says_so, port=80, address="127.0.0.6") as noxon, \
             Origin(lone_host, says_so, port=59089, address="127.0.0.7") as dlink:
@@ -178,8 +178,7 @@ def test_receivers_that_are_not_what_they_claim(lone_host, serve):
     server = serve(host=lone_host, scan=False)
     claims = server.wait_until_up().client()
     claims.headers = [KINDS["Noxon Audio"]]
-    says_otherwise = fixed(b"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n<root>Terratec</root>")
-    with Origin(lone_host, says_otherwise, port=80, address="127.0.0.2") as other:
+    with Origin(lone_host, HEAD + b"<root>Terratec</root>", port=80, address="127.0.0.2") as other:
         for claims.source in ("127.0.0.2", "127.0.0.2", "127.0.0.3"):  # nobody answers at the last
             assert claims.get("/ContentDirectory.xml").header("Connection") == "keep-alive"
             assert f"added: {claims.source} Generic Media Receiver\n" in server.log()
