@@ -172,8 +172,8 @@ class Daemon:
         """Runs action() and demands what holds for every bad input: the process stays up, the description is answered
         within a second during and after it, memory comes back, no sanitizer speaks.
 
-        What a first run builds once does not count. A second may still have more threads at once, whose stacks are kept
-        for the next ones, and so may the third. A leak shows at every run. With a sanitizer the figures mean nothing."""
+        What a first run builds once does not count. A second may have more threads at once, whose stacks are kept for
+        the next ones, and so may the third. A leak shows at every run. With a sanitizer the figures mean nothing."""
         def grows():
             before = self.resident_bytes()
             action()

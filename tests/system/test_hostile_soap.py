@@ -93,17 +93,3 @@ def test_search_criteria(server, receiver):
             body = call(receiver, "Search", ContainerID="0", SearchCriteria=criteria, RequestedCount="3")
             assert b"SearchResponse" in body or b"<errorCode>708<" in body, criteria[:50]
     server.survives(send_all, limit=2.0)
-
-
-def test_a_title_of_several_lines_stays_one(server, receiver):
-    track = next(track for track in receiver.tracks() if track.title == "Queen F1")
-
-    def send_all():
-        before = receiver.metadata(track.id).title
-        receiver.call("UpdateObject", ObjectID=track.id, CurrentTagValue=f"<title>{before}</title>",
-                      NewTagValue="<title>a&#10;b&#13;&lt;EOI&gt;</title>")
-        changed = receiver.metadata(track.id).title  # any answer stays well-formed XML
-        receiver.call("UpdateObject", ObjectID=track.id, CurrentTagValue=f"<title>{escape(changed)}</title>",
-                      NewTagValue=f"<title>{before}</title>")
-        assert receiver.metadata(track.id).title == before
-    server.survives(send_all)

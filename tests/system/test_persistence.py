@@ -85,7 +85,6 @@ def test_files_that_are_none(start, folder, tmp_path):
     for number, (content, expected) in enumerate((
         (os.urandom(200_000), ["Title 1", "Title 2", "Title 3"]),
         (b"<SOI>\nTI:" + b"x" * 1_000_000, ["Title 1", "Title 2", "Title 3"]),
-        ((one + two[:two.index("<EOI>")]).encode(), ["One", "Title 3", "Two"]),
         ((one + two[:two.index("RE:") + 8]).encode(), ["One", "Title 2", "Title 3"]),
     )):
         file = tmp_path / f"{number}.db"  # the server before may still save its own
