@@ -1,11 +1,8 @@
-// WMA files: their tags and their covers.
 #include "meta/asf.h"
 
 #include <gtest/gtest.h>
 
-#include "handlers/covers.h"
 #include "support/bytes.h"
-#include "support/cover.h"
 #include "support/rows.h"
 
 using namespace std::string_literals;
@@ -155,35 +152,6 @@ TEST(Asf, TheDurationComesFromTheByteRate) {
         const std::uint64_t size = bytes.find("\x61\x01") + 17 + 10 + audio_bytes;
         EXPECT_EQ(asf_read(as_bytes(bytes), size, TagCharset::ascii).duration, expected) << audio_bytes;
     }
-}
-
-TEST(Asf, TheCoverStandsInTheHeader) {
-    const std::string name = utf16le_text("WM/Picture"), large(100'000, 'p');
-    const auto picture = [](const std::string& content, const std::string& mime = "image/png") {
-        return "\x03" + little_endian_bytes(content.size(), 4) + utf16le_text(mime) + utf16le_text("Cover") + content;
-    };
-    // As the extended content description and as the metadata library have it.
-    const auto extended = [&](const std::string& data) {
-        return u16(name.size()) + name + u16(1) + u16(data.size()) + data;
-    };
-    const auto library = [&](const std::string& data) {
-        return u16(0) + u16(0) + u16(name.size()) + u16(1) + little_endian_bytes(data.size(), 4) + name + data;
-    };
-    const auto file = [](const std::string& header, const std::string& behind = std::string(100, 'd')) {
-        return std::string(16, 'G') + little_endian_bytes(header.size() + 30, 8) + std::string(6, '\0') + header +
-               behind;
-    };
-    for (const auto& [bytes, expected] : Rows<std::string, std::string>{
-             {file(extended(picture(kPng))), kPngFound},
-             {file(library(picture(large, "image/jpeg"))), "image/jpeg " + large},
-             {file(library("bad") + extended(picture(kPng))), kPngFound},
-             {"", "none"},
-             {file("", extended(picture(kPng))), "none"},  // behind the header
-             {file(extended(picture(kPng, "text/html\r\nX: y"))), "none"},
-             {file(extended(picture(kPng, ""))), "none"},
-             {file(extended(picture(""))), "none"},
-         })
-        EXPECT_EQ(found_picture(wma_find_picture, bytes), expected) << bytes.substr(0, 200);
 }
 
 }  // namespace

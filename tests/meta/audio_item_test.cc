@@ -56,15 +56,13 @@ TEST(Wav, TagsOfBothKindsAndTheLengthOfItsSound) {
         EXPECT_EQ(tags_of("WAV", wav(chunks)), expected);
 }
 
-TEST(Wav, CoverOfItsTag) {
-    const std::string tag = chunk("id3 ", Id3Tag{3}.picture(kJpeg).bytes());
+TEST(Wav, CoverOfItsTagWithSyncsafeSizes) {
     const std::string large = kJpeg + std::string(256 - kJpeg.size(), 'x');
-    const std::string syncsafe = Id3Tag{4}.frame("APIC", large, 0x0200).text("TIT2", "behind it").bytes();
+    const std::string tag = Id3Tag{4}.frame("APIC", large, 0x0200).text("TIT2", "behind it").bytes();
     const std::string data = chunk("data", "PIC \xFF\xD8\xFF\xE0 in the sound");
-    EXPECT_EQ(found_picture(wav_find_picture, wav(data + tag)), kJpegFound);
-    EXPECT_EQ(found_picture(wav_find_picture, wav(data + chunk("id3 ", syncsafe))), "image/jpeg " + large);
+    EXPECT_EQ(found_picture(wav_find_picture, wav(data + chunk("id3 ", tag))), "image/jpeg " + large);
     EXPECT_EQ(found_picture(wav_find_picture, wav(data)), "none");
-    EXPECT_EQ(found_picture(wav_find_picture, data + tag), "none");
+    EXPECT_EQ(found_picture(wav_find_picture, data + chunk("id3 ", tag)), "none");
 }
 
 std::string box(std::string_view type, const std::string& data) {
