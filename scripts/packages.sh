@@ -4,7 +4,7 @@
 
 BUILD_PACKAGES=(g++ cmake ninja-build python3 pkg-config libtag1-dev libjpeg62-turbo-dev)
 RUN_PACKAGES=("${BUILD_PACKAGES[@]}")
-TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libgmock-dev libexpat1-dev python3-pytest python3-pytest-xdist
+TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libgmock-dev python3-pytest python3-pytest-xdist
                python3-gi gir1.2-gupnp-1.6 gir1.2-gssdp-1.6 gupnp-tools curl ffmpeg sox libimage-exiftool-perl iproute2
                util-linux)
 # Servers that tests talk to, for the integration server alone: Debian starts them as services when they are installed.
@@ -12,7 +12,7 @@ TEST_PACKAGES=("${BUILD_PACKAGES[@]}" libgtest-dev libgmock-dev libexpat1-dev py
 SERVER_PACKAGES=(icecast2 pure-ftpd libwrap0)
 BENCH_PACKAGES=("${BUILD_PACKAGES[@]}" libbenchmark-dev libjpeg-turbo-progs netpbm iproute2 util-linux curl
                 python3-pyftpdlib)
-FUZZ_PACKAGES=("${BUILD_PACKAGES[@]}" clang libclang-rt-dev libgtest-dev libgmock-dev libexpat1-dev)
+FUZZ_PACKAGES=("${BUILD_PACKAGES[@]}" clang libclang-rt-dev libgtest-dev libgmock-dev)
 LINT_PACKAGES=("${BUILD_PACKAGES[@]}" clang-format clang-tidy)
 
 package_is_installed() {

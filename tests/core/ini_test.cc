@@ -1,17 +1,34 @@
 #include "core/ini.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <string>
+#include <vector>
 
+#include "core/command_line.h"
 #include "core/settings.h"
+#include "support/rows.h"
 #include "support/scratch.h"
 
 namespace {
 
-using testing::HasSubstr;
+TEST(CommandLineArguments, SetTheirSetting) {
+    for (const auto& [words, setting, expected] : Rows<std::vector<std::string_view>, Setting, Text>{
+             {{"-friendlyname", "-D"}, Setting::friendlyname, "-D"},
+             {{"-EnableWeb", "2"}, Setting::enableweb, "1"},
+             {{"-D", "-enableweb", "2"}, Setting::enableweb, "2"},
+             {{"-v", "8", "-enableweb"}, Setting::enableweb, std::nullopt},
+             {{"-INIFILE", "-v", "-v", "8"}, Setting::log_categories, "8"},
+             {{"", "-", "--", "word", "-v", "8"}, Setting::log_categories, "8"},
+             {{"-contentdir", "/srv/help?"}, Setting::contentdir, "/srv/help?"},
+         }) {
+        settings_set_defaults();
+        EXPECT_EQ(command_line_apply(words), CommandLine::understood);
+        EXPECT_EQ(settings_get(setting), expected) << testing::PrintToString(words);
+        settings_free_all();
+    }
+}
 
 class IniFile : public testing::Test {
 protected:
@@ -20,35 +37,28 @@ protected:
         ini_set_path("./pelorama-mediaserver.ini");
         settings_free_all();
     }
-
     void read(std::string_view content) {
         scratch.write("server.ini", content);
         settings_set_defaults();
         ini_read();
     }
-
     ScratchDirectory scratch;
     std::string path = scratch / "server.ini";
 };
 
 TEST_F(IniFile, LinesSetTheirSetting) {
-    struct {
-        const char* content;
-        Setting setting;
-        Text expected;
-    } const rows[] = {
-        {"friendlyname=Attic\r\nip=10.0.0.1\r\n", Setting::ip, "10.0.0.1"},
-        {"enableweb  = 2\n", Setting::enableweb, "1"},
-        {" enableweb=2\n", Setting::enableweb, "1"},
-        {"friendlyname=Attic = Cellar\n", Setting::friendlyname, "Cellar"},
-        {"enableweb=2=\n", Setting::enableweb, std::nullopt},
-        {"friendlyname=Attic # upstairs\n", Setting::friendlyname, "Attic "},
-        {"friendlyname=Attic#=Cellar\n", Setting::friendlyname, "Attic"},
-        {"friendlyname=At\ttic\n", Setting::friendlyname, "At"},
-    };
-    for (const auto& row : rows) {
-        read(row.content);
-        EXPECT_EQ(settings_get(row.setting), row.expected) << row.content;
+    for (const auto& [content, setting, expected] : Rows<const char*, Setting, Text>{
+             {"friendlyname=Attic\r\nip=10.0.0.1\r\n", Setting::ip, "10.0.0.1"},
+             {"enableweb  = 2\n", Setting::enableweb, "1"},
+             {" enableweb=2\n", Setting::enableweb, "1"},
+             {"friendlyname=Attic = Cellar\n", Setting::friendlyname, "Cellar"},
+             {"enableweb=2=\n", Setting::enableweb, std::nullopt},
+             {"friendlyname=Attic # upstairs\n", Setting::friendlyname, "Attic "},
+             {"friendlyname=Attic#=Cellar\n", Setting::friendlyname, "Attic"},
+             {"friendlyname=At\ttic\n", Setting::friendlyname, "At"},
+         }) {
+        read(content);
+        EXPECT_EQ(settings_get(setting), expected) << content;
         settings_free_all();
     }
 }
@@ -64,26 +74,20 @@ TEST_F(IniFile, AValueNeverBecomesALineOfItsOwn) {
     EXPECT_EQ(settings_get(Setting::ip), std::nullopt);
 }
 
-TEST_F(IniFile, AMissingOrUnreadableFileLeavesTheSettingsAlone) {
+TEST_F(IniFile, ThatCannotBeReadOrWrittenChangesNothing) {
     settings_set_defaults();
     settings_set(Setting::friendlyname, "Attic");
-    ini_set_path(scratch / "nowhere.ini");
-    ini_read();
-    ini_set_path(scratch.path());
-    ini_read();
-    const std::string fifo = scratch / "fifo";
-    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-    ini_set_path(fifo);
-    ini_read();  // must not wait for a writer
-    EXPECT_EQ(settings_get(Setting::friendlyname), "Attic");
-}
-
-TEST_F(IniFile, AnUnwritableFileIsAnError) {
-    for (const std::string& bad : {scratch / "no/such/folder.ini", std::string{"/dev/full"}}) {
-        ini_set_path(bad);
+    ASSERT_EQ(mkfifo((scratch / "fifo").c_str(), 0600), 0);  // must not wait for a writer
+    for (const std::string& unreadable : {scratch / "nowhere.ini", scratch.path(), scratch / "fifo"}) {
+        ini_set_path(unreadable);
+        ini_read();
+        EXPECT_EQ(settings_get(Setting::friendlyname), "Attic");
+    }
+    for (const std::string& unwritable : {scratch / "no/such/folder.ini", std::string{"/dev/full"}}) {
+        ini_set_path(unwritable);
         testing::internal::CaptureStderr();
         ini_write();
-        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("\"" + bad + "\" not "));
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("\"" + unwritable + "\" not "));
     }
 }
 

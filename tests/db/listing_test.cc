@@ -9,120 +9,87 @@ using testing::ElementsAre;
 
 namespace {
 
-constexpr int kMany = 600;  // enough to be worth remembering
-
-class ListingOfTracks : public StoreFixture {
+class Listings : public StoreFixture {
 protected:
-    static std::string path_of(int n) { return "http://h/" + std::to_string(n) + ".mp3"; }
-    static void add(int n, const std::string& title, std::int32_t track = 0) {
-        ASSERT_EQ(db_add_item({.title = title, .path = path_of(n), .track = track}), AddResult::added);
+    static ObjectId add_track(int n, const std::string& title) {
+        return add({.title = title, .path = "http://h/" + std::to_string(n) + ".mp3"});
     }
-    static void fill() {
-        for (int n = 0; n < kMany; ++n) add(n, "Title " + std::to_string(n * 7919 % kMany));
+    static Listing list(MediaContainer* MediaStore::*container, const char* criteria) {
+        const ListingOrder order = listing_order(Text{criteria});
+        StoreLock lock;
+        return listing_children(lock, *(store(lock).*container), order);
     }
-    static SearchQuery query(const std::string& text, const Text& sort) {
-        return {.text = text, .criteria = *search_compile(text), .order = listing_order(sort)};
+    static Listing search(const std::string& text, const Text& sort = {}) {
+        const SearchQuery query{.text = text, .criteria = *search_compile(text), .order = listing_order(sort)};
+        StoreLock lock;
+        return listing_search(lock, query);
+    }
+    static Strings titles(const Listing& listing) {
+        StoreLock lock;
+        return titles_of(lock, *listing);
     }
 };
 
-TEST_F(ListingOfTracks, ShufflesItemsByTheSeedBehindTheLastColon) {
-    for (int n = 0; n < 6; ++n) add(n, std::string(1, static_cast<char>('a' + n)));
-    const auto shuffled = [](const char* criteria) {
-        const ListingOrder order = listing_order(criteria);
-        StoreLock lock;
-        return titles_of(lock, *listing_children(lock, *store(lock).all_tracks, order));
-    };
+TEST_F(Listings, AreShuffledByTheSeedBehindTheLastColon) {
+    for (int n = 0; n < 6; ++n) add_track(n, std::string(1, static_cast<char>('a' + n)));
     // The C library's sequence for the seed 42, two draws a swap, starting from f e d c b a.
-    EXPECT_THAT(shuffled("Philips:shuffle:42"), ElementsAre("c", "f", "d", "a", "b", "e"));
-    EXPECT_EQ(shuffled("+dc:title,Philips:shuffle:42"), shuffled("Philips:shuffle:42"));
-
+    for (const char* criteria : {"Philips:shuffle:42", "+dc:title,Philips:shuffle:42"})
+        EXPECT_THAT(titles(list(&MediaStore::all_tracks, criteria)), ElementsAre("c", "f", "d", "a", "b", "e"));
     // Folders are sorted, not shuffled.
-    const ListingOrder order = listing_order("Philips:shuffle:42");
-    StoreLock lock;
-    EXPECT_THAT(titles_of(lock, *listing_children(lock, *store(lock).root, order)),
-                ElementsAre("Music", "Pictures", "Videos"));
+    EXPECT_THAT(titles(list(&MediaStore::root, "Philips:shuffle:42")), ElementsAre("Music", "Pictures", "Videos"));
 }
 
-TEST_F(ListingOfTracks, RemembersAnOrderUntilSomethingChanges) {
-    fill();
-    const ListingOrder by_title = listing_order("+dc:title"), upwards = listing_order("-dc:title");
-    const auto list = [](const ListingOrder& order) {
-        StoreLock lock;
-        return listing_children(lock, *store(lock).all_tracks, order);
-    };
-    const Listing first = list(by_title);
-    EXPECT_EQ(list(by_title), first);
-    EXPECT_NE(list(upwards), first);
-    EXPECT_EQ(list(by_title), first) << "another order must not push this one out";
+TEST_F(Listings, AreRememberedUntilSomethingChanges) {
+    constexpr int kMany = 600;  // enough to be worth remembering
+    for (int n = 0; n < kMany; ++n) add_track(n, "Title " + std::to_string(n * 7919 % kMany));
+    const auto by_title = [] { return list(&MediaStore::all_tracks, "+dc:title"); };
+    const Listing first = by_title();
+    EXPECT_EQ(by_title(), first);
+    EXPECT_NE(list(&MediaStore::all_tracks, "-dc:title"), first);
+    EXPECT_EQ(by_title(), first) << "another order must not push this one out";
 
     // An item's title changes: the same children in another order.
-    ASSERT_EQ(db_update_object(std::to_string(id_of(path_of(0))), "title", "Title 0", "zzz"), 200);
-    const Listing renamed = list(by_title);
-    ASSERT_EQ(renamed->size(), first->size());
-    EXPECT_EQ(renamed->back(), id_of(path_of(0)));
-
+    const ObjectId changed = id_of("http://h/0.mp3");
+    ASSERT_EQ(db_update_object(std::to_string(changed), "title", "Title 0", "zzz"), 200);
+    EXPECT_EQ(by_title()->size(), first->size());
+    EXPECT_EQ(by_title()->back(), changed);
     // The list changes.
-    add(kMany, "zzzz");
-    EXPECT_EQ(list(by_title)->back(), id_of(path_of(kMany)));
-    StoreLock lock;
-    EXPECT_EQ(listing_cache_size(lock).listings, 1u) << "stale listings are kept";
-}
-
-TEST_F(ListingOfTracks, ForgetsWithTheStore) {
-    const ListingOrder order = listing_order(std::nullopt);
-    const SearchQuery everything = query("*", std::nullopt);
-    {
+    const ObjectId added = add_track(kMany, "zzzz");
+    EXPECT_EQ(by_title()->back(), added);
+    const auto kept = [] {
         StoreLock lock;
-        listing_search(lock, everything);
-    }
+        return listing_cache_size(lock).listings;
+    };
+    EXPECT_EQ(kept(), 1u) << "stale listings are kept";
+    for (int n = 0; n < 50; ++n) list(&MediaStore::all_tracks, ("Philips:shuffle:" + std::to_string(n)).c_str());
+    EXPECT_EQ(kept(), kMaxListings);
+
+    // Another store has other objects.
+    search("*");
     db_destroy();
     db_create();
-    StoreLock lock;
-    const Listing after = listing_search(lock, everything);
+    const Listing after = search("*");
     EXPECT_FALSE(after->empty());
-    for (const ObjectId id : *after) ASSERT_NE(tree_object(lock, id), nullptr);
-    const Listing children = listing_children(lock, *store(lock).root, order);
-    for (const ObjectId id : *children) ASSERT_NE(tree_object(lock, id), nullptr);
-}
-
-TEST_F(ListingOfTracks, KeepsAFewListingsOnly) {
-    fill();
-    for (int n = 0; n < 50; ++n) {
-        const ListingOrder order = listing_order("Philips:shuffle:" + std::to_string(n));
-        StoreLock lock;
-        listing_children(lock, *store(lock).all_tracks, order);
-        EXPECT_LE(listing_cache_size(lock).listings, kMaxListings);
-    }
     StoreLock lock;
-    EXPECT_EQ(listing_cache_size(lock).listings, kMaxListings);
-    // Small ones never enter, or folders would push the large lists out.
-    listing_forget_all(lock);
-    const Listing small = listing_children(lock, *store(lock).music, {});
-    EXPECT_EQ(listing_cache_size(lock).listings, 0u);
+    for (const ObjectId id : *after) ASSERT_NE(tree_object(lock, id), nullptr);
 }
 
-TEST_F(ListingOfTracks, OrdersMatchesAsTheirContainersDo) {
+TEST_F(Listings, OfMatchesAreOrderedAsTheirContainersAre) {
     settings_set(Setting::container_sort, "+dc:title");
     settings_set(Setting::music_sort, "-dc:title");
     settings_set(Setting::musicnode1, "");
-    const auto containers = [&](const Text& sort) {
-        const SearchQuery wanted = query("dc:title = \"A\" or dc:title = \"B\" or dc:title = \"C\"", sort);
+    const auto add_container = [](MediaContainer* MediaStore::*parent, const char* name) {
         StoreLock lock;
-        return titles_of(lock, *listing_search(lock, wanted));
+        tree_add_container(lock, *(store(lock).*parent), {.title = tree_intern(lock, name)});
     };
-    {
-        StoreLock lock;
-        // Music itself lists by `ms`, the root by `ds`.
-        for (const char* name : {"A", "B"})
-            tree_add_container(lock, *store(lock).music, {.title = tree_intern(lock, name)});
-    }
-    EXPECT_THAT(containers(std::nullopt), ElementsAre("B", "A"));
-    EXPECT_THAT(containers("+dc:title"), ElementsAre("A", "B"));
-    {
-        StoreLock lock;
-        tree_add_container(lock, *store(lock).root, {.title = tree_intern(lock, "C")});
-    }
-    EXPECT_THAT(containers(std::nullopt), ElementsAre("A", "B", "C")) << "containers that disagree are listed by ds";
+    const std::string criteria = "dc:title = \"A\" or dc:title = \"B\" or dc:title = \"C\"";
+    // Music itself lists by `ms`, the root by `ds`.
+    add_container(&MediaStore::music, "A");
+    add_container(&MediaStore::music, "B");
+    EXPECT_THAT(titles(search(criteria)), ElementsAre("B", "A"));
+    EXPECT_THAT(titles(search(criteria, "+dc:title")), ElementsAre("A", "B"));
+    add_container(&MediaStore::root, "C");
+    EXPECT_THAT(titles(search(criteria)), ElementsAre("A", "B", "C")) << "containers that disagree are listed by ds";
 }
 
 }  // namespace

@@ -6,10 +6,9 @@
 
 #include "db/listing.h"
 #include "db/search_walk.h"
+#include "db/upkeep.h"
+#include "support/rows.h"
 #include "support/store_fixture.h"
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
@@ -19,94 +18,79 @@ class Search : public StoreFixture {
 protected:
     void SetUp() override {
         StoreFixture::SetUp();
-        ASSERT_EQ(db_add_item({.title = "Help!",
-                               .artist = "The Beatles",
-                               .album = "Say \"Help\"",
-                               .date = "1965-08-06",
-                               .path = kPath,
-                               .track = 7}),
-                  AddResult::added);
+        add({.title = "Help!",
+             .artist = "The Beatles",
+             .album = "Say \"Help\"",
+             .date = "1965-08-06",
+             .path = kPath,
+             .track = 7});
     }
 
-    // The item, one of its references in a view, and its reference in a playlist at a position.
     static const MediaObject& item(const StoreLock& lock) {
         return *db_find_in_type(lock, kPath, ObjectClass::music_track);
-    }
-    static const MediaObject& view_member(const StoreLock& lock) {
-        return *tree_object(lock, static_cast<const MediaItem&>(item(lock)).first_reference);
-    }
-
-    static std::vector<std::string> titles(const std::string& criteria, bool each_title_once = false) {
-        const auto compiled = search_compile(criteria);
-        if (!compiled) return {"<bad criteria>"};
-        StoreLock lock;
-        return titles_of(lock, search_walk(lock, *compiled, each_title_once));
     }
 };
 
 TEST_F(Search, EvaluatesCriteriaOnAnItem) {
-    struct {
-        const char* criteria;
-        int expected;
-    } constexpr kCases[] = {
-        {"", 0},
-        {"*", 1},
-        {"()", 0},
-        {"dc:title=\"help!\"", 0},
-        {"dc:title != \"help!\"", 1},
-        {"dc:title doesNotContain \"elp\"", 0},
-        {"dc:title >= \"Help\" and dc:title < \"Helq\"", 1},
-        {"dc:title contains elp! and dc:date > 1965", 1},
-        {"upnp:album contains \"say \\\"help\\\"\"", 1},
-        {"dc:creator = \"The Beatles\"\r\n\tand upnp:author = \"The Beatles\"", 1},
-        {"upnp:author@role = \"Composer\"", 1},
-        {"dc:source contains \"/48/\" and res contains \".mp3\"", 1},
-        {"upnp:class derivedfrom \"audioItem\"", 1},
-        {"upnp:class derivedfrom \"AudioItem\"", 0},
-        {"upnp:originalTrackNumber = \"07\"", 1},
-        {"upnp:originalTrackNumber > \"10\"", 0},
-        {"upnp:originalTrackNumber contains \"7\"", 0},
-        {"upnp:genre exists \"false\"", 1},
-        {"dc:date exists \"true\"", 1},
-        {"@refID exists \"true\"", 0},
-        {"upnp:genre = \"Unknown\"", 1},
-        {"dc:title = ", 0},
-        // "and" before "or", whatever stands first.
-        {"dc:title = \"x\" and dc:title = \"y\" or dc:date exists true", 1},
-        {"dc:date exists true or dc:title = \"x\" and dc:title = \"y\"", 1},
-        {"dc:title = \"x\" and (dc:title = \"y\" or dc:date exists true)", 0},
-        // Two truths side by side: the first decides.
-        {"dc:title = \"x\" dc:date exists true", 0},
-        {"dc:date exists true dc:title = \"x\" and dc:title = \"y\"", 1},
-        {"dc:foo = \"x\"", -1},
-        {"dc:title is \"x\"", -1},
-        {"dc:title = \"open\\", -1},
-        {"(dc:title = \")\"", -1},
-        {"and dc:title = \"x\"", -1},
-        {"dc:title = \"x\" or", -1},
-        {"dc:date exists true or dc:foo = 1", -1},
-    };
     StoreLock lock;
-    for (const auto& row : kCases)
-        EXPECT_EQ(search_match(lock, item(lock), row.criteria), row.expected) << row.criteria;
+    for (const auto& [criteria, expected] : Rows<const char*, int>{
+             {"", 0},
+             {"*", 1},
+             {"()", 0},
+             {"dc:title=\"help!\"", 0},
+             {"dc:title != \"help!\"", 1},
+             {"dc:title doesNotContain \"elp\"", 0},
+             {"dc:title >= \"Help\" and dc:title < \"Helq\"", 1},
+             {"dc:title contains elp! and dc:date > 1965", 1},
+             {"upnp:album contains \"say \\\"help\\\"\"", 1},
+             {"dc:creator = \"The Beatles\"\r\n\tand upnp:author = \"The Beatles\"", 1},
+             {"upnp:author@role = \"Composer\"", 1},
+             {"dc:source contains \"/48/\" and res contains \".mp3\"", 1},
+             {"upnp:class derivedfrom \"audioItem\"", 1},
+             {"upnp:class derivedfrom \"AudioItem\"", 0},
+             {"upnp:originalTrackNumber = \"07\"", 1},
+             {"upnp:originalTrackNumber > \"10\"", 0},
+             {"upnp:originalTrackNumber contains \"7\"", 0},
+             {"upnp:genre exists \"false\"", 1},
+             {"dc:date exists \"true\"", 1},
+             {"@refID exists \"true\"", 0},
+             {"upnp:genre = \"Unknown\"", 1},
+             {"dc:title = ", 0},
+             // "and" before "or", whatever stands first.
+             {"dc:title = \"x\" and dc:title = \"y\" or dc:date exists true", 1},
+             {"dc:date exists true or dc:title = \"x\" and dc:title = \"y\"", 1},
+             {"dc:title = \"x\" and (dc:title = \"y\" or dc:date exists true)", 0},
+             // Two truths side by side: the first decides.
+             {"dc:title = \"x\" dc:date exists true", 0},
+             {"dc:date exists true dc:title = \"x\" and dc:title = \"y\"", 1},
+             {"dc:foo = \"x\"", -1},
+             {"dc:title is \"x\"", -1},
+             {"dc:title = \"open\\", -1},
+             {"(dc:title = \")\"", -1},
+             {"and dc:title = \"x\"", -1},
+             {"dc:title = \"x\" or", -1},
+             {"dc:date exists true or dc:foo = 1", -1},
+         })
+        EXPECT_EQ(search_match(lock, item(lock), criteria), expected) << criteria;
 }
 
 TEST_F(Search, JudgesAReferenceByItsItemAndAContainerByTitleAndClass) {
     StoreLock lock;
-    const MediaObject& reference = view_member(lock);
+    const MediaObject& reference = *tree_object(lock, static_cast<const MediaItem&>(item(lock)).first_reference);
     const std::string id = std::to_string(reference.id), item_id = std::to_string(item(lock).id);
     const std::string owner = std::to_string(store(lock).all_tracks->id), shown_in = std::to_string(reference.parent);
-    EXPECT_EQ(search_match(lock, reference, "dc:title = \"Help!\" and upnp:originalTrackNumber = 7"), 1);
-    EXPECT_EQ(search_match(lock, reference, "@id = \"" + id + "\" and @refID = \"" + item_id + "\""), 1);
-    EXPECT_EQ(search_match(lock, reference, "@parentID = " + owner), 1);
-    EXPECT_EQ(search_match(lock, reference, "@parentID = " + shown_in), 0);
-
-    const MediaContainer& music = *store(lock).music;
-    EXPECT_EQ(search_match(lock, music, "dc:title = \"Music\" and upnp:class = \"object.container.musicContainer\""),
-              1);
-    EXPECT_EQ(search_match(lock, music, "@parentID = \"0\" and dc:date exists \"false\""), 1);
-    EXPECT_EQ(search_match(lock, music, "upnp:artist = \"Unknown\""), 1);
-    EXPECT_EQ(search_match(lock, *store(lock).root, "@id = \"0\" and @parentID = \"-1\""), 1);
+    const MediaObject &music = *store(lock).music, &root = *store(lock).root;
+    for (const auto& [object, criteria, expected] : Rows<const MediaObject*, std::string, int>{
+             {&reference, "dc:title = \"Help!\" and upnp:originalTrackNumber = 7", 1},
+             {&reference, "@id = \"" + id + "\" and @refID = \"" + item_id + "\"", 1},
+             {&reference, "@parentID = " + owner, 1},
+             {&reference, "@parentID = " + shown_in, 0},
+             {&music, "dc:title = \"Music\" and upnp:class = \"object.container.musicContainer\"", 1},
+             {&music, "@parentID = \"0\" and dc:date exists \"false\"", 1},
+             {&music, "upnp:artist = \"Unknown\"", 1},
+             {&root, "@id = \"0\" and @parentID = \"-1\"", 1},
+         })
+        EXPECT_EQ(search_match(lock, *object, criteria), expected) << criteria;
 }
 
 TEST_F(Search, BoundsWhatCriteriaMayHold) {
@@ -121,24 +105,22 @@ TEST_F(Search, BoundsWhatCriteriaMayHold) {
     EXPECT_FALSE(search_compile(repeated(truth + " or ", 64) + truth));
     EXPECT_TRUE(search_compile(repeated("(", 64) + truth + repeated(")", 64)));
     EXPECT_FALSE(search_compile(repeated("(", 65) + truth + repeated(")", 65)));
-
     // 1023 characters of a value count.
     StoreLock lock;
-    MediaContainer& long_named =
-        tree_add_container(lock, *store(lock).root, {.title = tree_intern(lock, repeated("n", 1023))});
-    EXPECT_EQ(search_match(lock, long_named, "dc:title = \"" + repeated("n", 65'536) + "\""), 1);
-    EXPECT_EQ(search_match(lock, long_named, "dc:title = \"" + repeated("n", 1022) + "\""), 0);
+    const std::string name(1023, 'n');
+    const auto& named = tree_add_container(lock, *store(lock).root, {.title = tree_intern(lock, name)});
+    EXPECT_EQ(search_match(lock, named, "dc:title = \"" + repeated("n", 65'536) + "\""), 1);
+    EXPECT_EQ(search_match(lock, named, "dc:title = \"" + name.substr(1) + "\""), 0);
 }
 
 TEST_F(Search, ListsEachTitleOnceInTreeOrder) {
-    ASSERT_EQ(db_add_item({.title = "HELP!", .path = "http://h/other.mp3"}), AddResult::added);
-    ASSERT_EQ(db_add_item({.title = "the beatles", .path = "http://h/third.mp3"}), AddResult::added);
-    EXPECT_GT(titles("dc:title = \"Help!\"").size(), 5u);
-    EXPECT_THAT(titles("dc:title = \"Help!\" or dc:title = \"HELP!\"", true).size(), 1u);
+    add({.title = "the beatles", .path = "http://h/third.mp3"});
+    const auto criteria = search_compile("dc:title contains \"the beatles\"");
+    StoreLock lock;
     // Containers and tracks alike: what the walk meets first stays.
-    const auto all = titles("dc:title contains \"the beatles\"");
+    const Strings all = titles_of(lock, search_walk(lock, *criteria, false));
     EXPECT_THAT(all, testing::IsSupersetOf({"The Beatles", "the beatles"}));
-    EXPECT_THAT(titles("dc:title contains \"the beatles\"", true), ElementsAre(all.front()));
+    EXPECT_EQ(titles_of(lock, search_walk(lock, *criteria, true)), Strings{all.front()});
 }
 
 // What a plain walk with the criteria in hand meets.
@@ -160,31 +142,23 @@ protected:
         StoreFixture::SetUp();
         std::mt19937 random{3};
         const auto number = [&](int below) { return std::to_string(random() % static_cast<unsigned>(below)); };
+        std::string second_newest;
         // Removals in between, so that ids are neither dense nor in one order everywhere.
         for (int i = 0; i < 500; ++i) {
             const auto path = "http://h/" + number(4) + "/" + std::to_string(i) + ".mp3";
-            db_add_item({.title = "Title " + number(60),
-                         .artist = "Artist " + number(9),
-                         .album = i % 7 == 0 ? Text{} : Text{"Album " + number(40)},
-                         .genre = "Genre " + number(3),
-                         .playlist = i % 10 == 0 ? Text{"List " + number(3)} : Text{},
-                         .date = "200" + number(9) + "-01-01",
-                         .path = path,
-                         .track = i % 15});
-            if (i % 9 == 8) remove_second_newest();
+            add({.title = "Title " + number(60),
+                 .artist = "Artist " + number(9),
+                 .album = i % 7 == 0 ? Text{} : Text{"Album " + number(40)},
+                 .genre = "Genre " + number(3),
+                 .playlist = i % 10 == 0 ? Text{"List " + number(3)} : Text{},
+                 .date = "200" + number(9) + "-01-01",
+                 .path = path,
+                 .track = i % 15});
+            if (i % 9 == 7) second_newest = path;
+            if (i % 9 == 8) db_remove_file(second_newest);
         }
-        db_add_item({.title = "Station",
-                     .media_class = ObjectClass::audio_broadcast,
-                     .genre = "Rock",
-                     .path = "http://station/"});
-        db_add_item({.title = "Film", .media_class = ObjectClass::movie, .path = "http://h/film.mpg"});
-    }
-
-    static void remove_second_newest() {
-        StoreLock lock;
-        MediaObject* const first = tree_object(lock, store(lock).all_tracks->first_child);
-        if (MediaObject* const second = tree_object(lock, first->next))
-            tree_remove_item(lock, static_cast<MediaItem&>(*second));
+        add({.title = "Station", .media_class = ObjectClass::audio_broadcast, .genre = "Rock", .path = "http://r/"});
+        add({.title = "Film", .media_class = ObjectClass::movie, .path = "http://h/film.mpg"});
     }
 };
 
@@ -221,24 +195,16 @@ TEST_F(SearchWalk, MeetsWhatAPlainWalkMeetsInItsOrder) {
     EXPECT_GE(many, 3u);
 }
 
-// Large results are sorted by their items and dealt out; the order must be that of a stable sort of all of them.
+// Large results are sorted by their items and dealt out.
 TEST_F(SearchWalk, SortsManyMatchesLikeFew) {
     StoreLock lock;
-    for (const char* text : {"+dc:title", "-dc:date,+upnp:artist", "+upnp:originalTrackNumber,-dc:title", ""}) {
-        const SortCriteria criteria = sort_compile(text);
-        std::vector<ObjectId> all = search_walk(lock, *search_compile("*"), false);
-        ASSERT_GT(all.size(), 10'000u);
-        std::vector<std::size_t> rank_in_walk(static_cast<std::size_t>(*std::max_element(all.begin(), all.end())) + 1);
-        for (std::size_t i = 0; i < all.size(); ++i) rank_in_walk[static_cast<std::size_t>(all[i])] = i;
-        sort_matches(lock, criteria, all);
-        for (std::size_t i = 1; i < all.size(); ++i) {
-            const MediaObject &a = *tree_object(lock, all[i - 1]), &b = *tree_object(lock, all[i]);
-            const int order = sort_compare(lock, criteria, a, b);
-            ASSERT_LE(order, 0) << text << " at " << i;
-            if (order != 0) continue;
-            ASSERT_LT(rank_in_walk[static_cast<std::size_t>(a.id)], rank_in_walk[static_cast<std::size_t>(b.id)])
-                << text << " at " << i;
-        }
+    const std::vector<ObjectId> walked = search_walk(lock, *search_compile("*"), false);
+    ASSERT_GT(walked.size(), 10'000u);
+    for (const char* criteria : {"+dc:title", "-dc:date,+upnp:artist", "+upnp:originalTrackNumber,-dc:title", ""}) {
+        std::vector<ObjectId> dealt = walked, one_by_one = walked;
+        sort_matches(lock, sort_compile(criteria), dealt);
+        sort_objects(lock, sort_compile(criteria), one_by_one);
+        EXPECT_TRUE(dealt == one_by_one) << criteria;
     }
 }
 

@@ -1,6 +1,5 @@
 // The store against a model made of plain lists that are walked from the root: random adds, touches, playlists,
 // removals, plays and prunes must leave the same ids in the same order in both.
-
 #include <algorithm>
 #include <list>
 #include <memory>
@@ -14,153 +13,123 @@ namespace {
 struct Node {
     char kind;  // as in ObjectKind
     int id;
-    std::string title;  // containers and items
-    int target = 0;     // references
+    std::string title;  // of an item its path
     bool permanent = false;
-    std::string path = {}, artist = {}, album = {};
-    int modified = 0, plays = 0;
     Node* parent = nullptr;
+    int target = 0;  // of a reference
+    int modified = 0, plays = 0;
     std::list<std::unique_ptr<Node>> children = {};  // newest first
 };
 
-struct Track {
-    std::string path, artist, album;
-    int modified;
-};
+constexpr std::size_t kPlayedEntries = 3;
 
 class Model {
 public:
-    Model() {
-        root.permanent = true;
-        music = container(root, "Music", true);
-        lists = container(*music, "Playlists", true);
-        most_played = container(*lists, "- Most Played -", true);
-        all = container(*music, "All Tracks", true);
-        Node* radio = container(*music, "Internet Radio", true);
-        container(*radio, "- Favorites- ", true);
-        albums = container(*music, "Artists/Albums", true);
-        alpha = container(*music, "Alpha", true);
-        shelf = container(*music, "Shelf", true);
-        Node* pictures = container(root, "Pictures", true);
-        container(*pictures, "All Pictures", true);
-        Node* videos = container(root, "Videos", true);
-        container(*videos, "All Videos", true);
+    explicit Model(int first_id) : next_id_(first_id) {
+        Node& music = permanent(root_, "Music");
+        lists_ = &permanent(music, "Playlists");
+        most_played_ = &permanent(*lists_, "- Most Played -");
+        all_ = &permanent(music, "All Tracks");
+        permanent(permanent(music, "Internet Radio"), "- Favorites- ");
+        albums_ = &permanent(music, "Artists/Albums");
+        alpha_ = &permanent(music, "Alpha");
+        permanent(permanent(root_, "Pictures"), "All Pictures");
+        permanent(permanent(root_, "Videos"), "All Videos");
     }
 
-    void add(const Track& track, const std::string& playlist) {
-        Node* item = find_item(root, track.path);
-        if (item != nullptr && !playlist.empty()) return join(*item, playlist);
+    void add(const NewItem& track) {
+        Node* item = find_item(root_, *track.path);
+        if (item != nullptr && track.playlist) return join(*item, *track.playlist);
         if (item != nullptr && item->modified >= track.modified) return;
         const auto former = item != nullptr ? lists_of(*item) : std::vector<Node*>{};
-        if (item != nullptr) remove(track.path);
-        item = prepend(*all, 'i', track.path);
-        item->path = track.path;
-        item->artist = track.artist;
-        item->album = track.album;
+        remove(*track.path);
+        item = &prepend(*all_, 'i', *track.path);
         item->modified = track.modified;
-        place_shelf(*item);  // views are filled in child-list order: the newest first
-        place_alpha(*item);
-        place_albums(*item);
+        // Views are filled in child-list order: the newest first.
+        const std::string groups[] = {"ABCDE", "FGHIJ", "KLMNO", "PQRST", "UVWXY", "Z"}, every = "- All -";
+        const std::string& group = groups[std::clamp((track.artist->front() - 'A') / 5, 0, 5)];
+        reference(find_or_add(find_or_add(*alpha_, group), *track.artist), *item);
+        for (const std::string& artist : {*track.artist, every})
+            for (const std::string& album : {*track.album, every})
+                reference(find_or_add(find_or_add(*albums_, artist), album), *item);
         for (Node* const list : former) reference(*list, *item);
-        if (!playlist.empty()) join(*item, playlist);
+        if (track.playlist) join(*item, *track.playlist);
     }
 
     void remove(const std::string& path) {
-        Node* const item = find_item(root, path);
+        Node* const item = find_item(root_, path);
         if (item == nullptr) return;
-        remove_references(root, item->id);
-        all->children.remove_if([&](const auto& child) { return child.get() == item; });
+        remove_references(root_, item->id);
+        all_->children.remove_if([&](const auto& child) { return child.get() == item; });
     }
 
-    // playlistnumentries is 3.
     void play(const std::string& path) {
-        Node* const item = find_item(root, path);
+        Node* const item = find_item(root_, path);
         if (item == nullptr) return;
         ++item->plays;
         Node* smallest = nullptr;
-        for (auto& entry : most_played->children) {
+        for (auto& entry : most_played_->children) {
             if (entry->target == item->id) {
                 entry->plays = item->plays;
                 return;
             }
             if (smallest == nullptr || entry->plays < smallest->plays) smallest = entry.get();
         }
-        if (most_played->children.size() < 3) {
-            reference(*most_played, *item)->plays = item->plays;
+        if (most_played_->children.size() < kPlayedEntries) {
+            reference(*most_played_, *item).plays = item->plays;
         } else if (smallest->plays < item->plays) {
             smallest->plays = item->plays;
             smallest->target = item->id;
         }
     }
 
-    void prune() { prune(root); }
+    void prune() { prune(root_); }
 
-    std::string text() const { return text(root, 0); }
+    std::string text() const { return text(root_, 0); }
 
 private:
-    Node* prepend(Node& parent, char kind, const std::string& title) {
-        auto node = std::make_unique<Node>();
-        node->kind = kind;
-        node->id = next_id++;
-        node->title = title;
-        node->parent = &parent;
-        parent.children.push_front(std::move(node));
-        return parent.children.front().get();
+    Node& prepend(Node& parent, char kind, const std::string& title) {
+        parent.children.push_front(
+            std::make_unique<Node>(Node{.kind = kind, .id = next_id_++, .title = title, .parent = &parent}));
+        return *parent.children.front();
     }
-    Node* container(Node& parent, const std::string& title, bool permanent) {
-        Node* const made = prepend(parent, 'c', title);
-        made->permanent = permanent;
+    Node& permanent(Node& parent, const std::string& title) {
+        Node& made = prepend(parent, 'c', title);
+        made.permanent = true;
         return made;
     }
-    Node* find_or_add(Node& parent, const std::string& title) {
+    Node& find_or_add(Node& parent, const std::string& title) {
         for (auto& child : parent.children)
-            if (child->kind == 'c' && child->title == title) return child.get();
-        return container(parent, title, false);
+            if (child->kind == 'c' && child->title == title) return *child;
+        return prepend(parent, 'c', title);
     }
-    Node* reference(Node& parent, const Node& item) {
-        Node* const made = prepend(parent, 'r', "");
-        made->target = item.id;
+    Node& reference(Node& parent, const Node& item) {
+        Node& made = prepend(parent, 'r', "");
+        made.target = item.id;
         return made;
     }
     static Node* find_item(Node& start, const std::string& path) {
         for (auto& child : start.children) {
-            if (child->kind == 'i' && child->path == path) return child.get();
+            if (child->kind == 'i' && child->title == path) return child.get();
             if (Node* const below = find_item(*child, path)) return below;
         }
         return nullptr;
     }
     void join(const Node& item, const std::string& playlist) {
-        Node* const list = find_or_add(*lists, playlist);
+        Node& list = find_or_add(*lists_, playlist);
         const auto same = [&](const auto& entry) { return entry->target == item.id; };
-        if (std::none_of(list->children.begin(), list->children.end(), same)) reference(*list, item);
+        if (std::ranges::none_of(list.children, same)) reference(list, item);
     }
     // The playlists that the item joined, in the order in which it did.
     std::vector<Node*> lists_of(const Node& item) const {
         std::vector<const Node*> places;
-        for (const auto& list : lists->children)
+        for (const auto& list : lists_->children)
             for (const auto& entry : list->children)
                 if (!list->permanent && entry->target == item.id) places.push_back(entry.get());
         std::ranges::sort(places, {}, &Node::id);
         std::vector<Node*> found;
         for (const Node* const place : places) found.push_back(place->parent);
         return found;
-    }
-    void place_albums(const Node& item) {
-        const auto albums_below = [&](Node& artist) {
-            reference(*find_or_add(artist, item.album), item);
-            reference(*find_or_add(artist, "- All -"), item);
-        };
-        albums_below(*find_or_add(*albums, item.artist));
-        albums_below(*find_or_add(*albums, "- All -"));
-    }
-    void place_alpha(const Node& item) {
-        const int group = std::clamp((item.artist[0] - 'A') / 5, 0, 5);
-        const std::string titles[] = {"ABCDE", "FGHIJ", "KLMNO", "PQRST", "UVWXY", "Z"};
-        reference(*find_or_add(*find_or_add(*alpha, titles[group]), item.artist), item);
-    }
-    void place_shelf(const Node& item) {
-        reference(*find_or_add(*shelf, "Left"), item);
-        reference(*find_or_add(*shelf, "- All -"), item);
     }
     static void remove_references(Node& start, int target) {
         start.children.remove_if([&](const auto& child) { return child->kind == 'r' && child->target == target; });
@@ -169,7 +138,7 @@ private:
     void prune(Node& node) {
         for (auto& child : node.children) prune(*child);
         node.children.remove_if([&](const auto& child) {
-            return child->kind == 'c' && child->children.empty() && !child->permanent && &node != &root;
+            return child->kind == 'c' && child->children.empty() && !child->permanent && &node != &root_;
         });
     }
     static std::string text(const Node& node, int depth) {
@@ -180,65 +149,58 @@ private:
         return out;
     }
 
-    int next_id = first_id;
-    Node root{.kind = 'c', .id = 0, .title = "root"};
-    Node *music, *lists, *most_played, *all, *albums, *alpha, *shelf;
-
-public:
-    static inline int first_id = 1;
+    int next_id_;
+    Node root_{.kind = 'c', .id = 0, .title = "root"};
+    Node *lists_, *most_played_, *all_, *albums_, *alpha_;
 };
 
 std::string store_text(const StoreLock& lock, const MediaObject& object, int depth) {
     std::string out(static_cast<std::size_t>(depth), ' ');
     out += static_cast<char>(object.kind) + std::to_string(object.id) + " ";
-    if (const ItemReference* const reference = as_reference(&object)) {
-        out += std::to_string(reference->target) + "\n";
-    } else if (const MediaContainer* const container = as_container(&object)) {
-        out += std::string{container->title.view()} + "\n";
+    const MediaContainer* const container = as_container(&object);
+    const ItemReference* const reference = as_reference(&object);
+    out += container != nullptr   ? std::string{container->title.view()}
+           : reference != nullptr ? std::to_string(reference->target)
+                                  : std::string{item_of(lock, &object)->path.view()};
+    out += "\n";
+    if (container != nullptr)
         for (const MediaObject& child : tree_children(lock, *container)) out += store_text(lock, child, depth + 1);
-    } else {
-        out += std::string{item_of(lock, &object)->path.view()} + "\n";
-    }
     return out;
 }
 
 class StoreModel : public StoreFixture {
     void configure() override {
-        settings_set(Setting::playlistnumentries, "3");
+        settings_set(Setting::playlistnumentries, std::to_string(kPlayedEntries));
         settings_set(Setting::playlistlastplayed, "");  // its order depends on the clock
         for (int n = 1; n <= 10; ++n) settings_set(setting_of(Setting::musicnode1, n), "");
         settings_set(Setting::musicnode2, "Artists/Albums,%ARTIST,%ALBUM");
         settings_set(Setting::musicnode5, "Alpha,[5]%ARTIST");
-        settings_set(Setting::musicnode7, "Shelf,Left");
         for (int n = 1; n <= 5; ++n) settings_set(setting_of(Setting::picturenode1, n), "");
         for (int n = 1; n <= 5; ++n) settings_set(setting_of(Setting::videonode1, n), "");
     }
 };
 
 TEST_F(StoreModel, AgreesAfterEveryRandomStep) {
-    {
-        StoreLock lock;
-        Model::first_id = store(lock).music->id;
-    }
-    Model model;
+    Model model{id_of_container({"Music"})};
     std::mt19937 random{20261121};
     const auto pick = [&](int below) { return static_cast<int>(random() % static_cast<unsigned>(below)); };
-    const std::string artists[] = {"Alba", "Bo", "Fen", "Zed"}, albums[] = {"One", "Two", "Three"},
-                      lists[] = {"P", "Q"};
+    const Strings artists = {"Alba", "Bo", "Fen", "Zed"}, albums = {"One", "Two", "Three"}, lists = {"P", "Q"};
+    const auto one_of = [&](const Strings& texts) {
+        return texts[static_cast<std::size_t>(pick(static_cast<int>(texts.size())))];
+    };
     for (int step = 0; step < 1500; ++step) {
         const std::string path = "http://h/" + std::to_string(pick(25));
         const int action = pick(20);
         if (action < 12) {
-            const Track track{path, artists[pick(4)], albums[pick(3)], pick(1000)};
-            const std::string playlist = pick(5) == 0 ? lists[pick(2)] : "";
-            db_add_item({.title = path,
-                         .artist = track.artist,
-                         .album = track.album,
-                         .playlist = playlist.empty() ? Text{} : Text{playlist},
-                         .path = path,
-                         .track = step,
-                         .modified = track.modified});
-            model.add(track, playlist);
+            const NewItem track{.title = path,
+                                .artist = one_of(artists),
+                                .album = one_of(albums),
+                                .playlist = pick(5) == 0 ? Text{one_of(lists)} : Text{},
+                                .path = path,
+                                .track = step,
+                                .modified = pick(1000)};
+            db_add_item(NewItem{track});
+            model.add(track);
         } else if (action < 15) {
             db_remove_file(path);
             model.remove(path);

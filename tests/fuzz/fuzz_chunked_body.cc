@@ -1,7 +1,8 @@
 // Chunked bodies: whatever a peer sends before it closes, the text keeps its limit and what follows a complete body
 // stays in the socket.
-#include "fed_socket.h"
+#include "../support/sockets.h"
 #include "net/body.h"
+#include "target.h"
 
 void fuzz(Bytes input) {
     constexpr BodyLimits kLimits{.bytes = 1000, .silence_ms = 1000, .deadline_ms = 1000};

@@ -1,7 +1,8 @@
 // What an FTP server says on its control connection: whatever comes before it closes, the reply keeps its limit, ends
 // with the line that has its number, and loses nothing of what follows it.
-#include "fed_socket.h"
+#include "../support/sockets.h"
 #include "net/ftp_control.h"
+#include "target.h"
 
 void fuzz(Bytes input) {
     const std::string_view sent = as_text(input).substr(0, kWhatFits);

@@ -1,8 +1,6 @@
 // The ini file, whatever it holds: what was read from one is the same after it was written and read again.
 #include <sys/mman.h>
-#include <unistd.h>
 
-#include <string>
 #include <vector>
 
 #include "core/file.h"
@@ -11,36 +9,23 @@
 #include "core/settings_table.h"
 #include "target.h"
 
-namespace {
-
-std::vector<Text> all_settings() {
-    std::vector<Text> values;
-    for (std::size_t i = 0; i < kSettingCount; ++i) values.push_back(settings_get(static_cast<Setting>(i)));
-    return values;
-}
-
-// A file in memory under a path that can be opened.
-struct MemoryFile {
-    File file{memfd_create("ini", 0)};
-    std::string path() const { return "/proc/self/fd/" + std::to_string(file.fd()); }
-};
-
-}  // namespace
-
 void fuzz(Bytes input) {
-    const MemoryFile given, written;
-    require(given.file.write_all(as_text(input)));
-    // Everything unset, and what is never written stays out of the comparison.
-    settings_free_all();
-    ini_set_path(given.path());
-    ini_read();
-    for (const SettingSpec& spec : settings_table())
-        if (!spec.is_written()) settings_set(spec.id, {});
-    const auto read = all_settings();
-
-    ini_set_path(written.path());
+    // Files in memory under paths that can be opened.
+    const File given{memfd_create("given", 0)}, written{memfd_create("written", 0)};
+    require(given.write_all(as_text(input)));
+    const auto read = [](const File& file) {
+        ini_set_path("/proc/self/fd/" + std::to_string(file.fd()));
+        settings_free_all();
+        ini_read();
+        // What is never written stays out of the comparison.
+        for (const SettingSpec& spec : settings_table())
+            if (!spec.is_written()) settings_set(spec.id, {});
+        std::vector<Text> values;
+        for (std::size_t i = 0; i < kSettingCount; ++i) values.push_back(settings_get(static_cast<Setting>(i)));
+        return values;
+    };
+    const auto values = read(given);
+    ini_set_path("/proc/self/fd/" + std::to_string(written.fd()));
     ini_write();
-    settings_free_all();
-    ini_read();
-    require(all_settings() == read);
+    require(read(written) == values);
 }

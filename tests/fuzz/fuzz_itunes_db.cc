@@ -1,5 +1,6 @@
-// An iPod's database.
+// A library of another program: an iPod's database, or a library file of iTunes and the locations in it.
 #include "import/itunes_db.h"
+#include "import/itunes_xml.h"
 #include "target.h"
 
 void fuzz(Bytes input) {
@@ -14,4 +15,10 @@ void fuzz(Bytes input) {
         require(entries <= input.size() / 32);
         require(error.empty() || error.ends_with('\n'));
     }
+    FileWindow window{input};
+    itunes_xml_read(window, [](const LibrarySong& song, const std::string&, std::int32_t position) {
+        require(position >= 1 && song.location && song.location->starts_with('/'));
+        return true;
+    });
+    itunes_location_path(as_text(input));
 }

@@ -15,8 +15,8 @@ void fuzz(Bytes input) {
         // What was read lies within the document.
         require(node->name.size() + text_or_empty(node->text).size() <= input.size());
     }
-    for (const ClientText receiver : {ClientText::utf8, ClientText::single_bytes}) {
-        const Text escaped = xml_escape_for(document, receiver);
+    for (const ClientText client : {ClientText::utf8, ClientText::single_bytes}) {
+        const Text escaped = xml_escape_for(document, client);
         require(!escaped || (escaped->size() <= 1021 && escaped->find_first_of("<>") == std::string::npos));
     }
     require(xml_unescape(document).size() <= input.size());

@@ -2,29 +2,24 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
-#include "support/http_peer.h"
+#include "support/rows.h"
+#include "support/sockets.h"
 
 namespace {
 
 TEST(FtpUrl, NamesUserPasswordAndPath) {
     constexpr const char* kGuest = "anonymous@pelorama.invalid";
-    struct {
-        const char* url;
-        Text user;
-        const char* password;
-        Text path;
-    } const rows[] = {
-        {"ftp://joe@h/", "joe", kGuest, "/"},      {"ftp://joe:@h/", "joe", "", "/"},
-        {"ftp://joe:p:w@h/", "joe", "p:w", "/"},   {"ftp://@h/a", std::nullopt, kGuest, "/a"},
-        {"ftp://h/a@b", "h/a", kGuest, "/a@b"},  // kept on purpose
-        {"@", std::nullopt, kGuest, std::nullopt},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(ftp_user_from_url(row.url), row.user) << row.url;
-        EXPECT_EQ(ftp_password_from_url(row.url), row.password) << row.url;
-        EXPECT_EQ(ftp_path_from_url(row.url), row.path) << row.url;
+    for (const auto& [url, user, password, path] : Rows<const char*, Text, const char*, Text>{
+             {"ftp://joe@h/", "joe", kGuest, "/"},
+             {"ftp://joe:@h/", "joe", "", "/"},
+             {"ftp://joe:p:w@h/", "joe", "p:w", "/"},
+             {"ftp://@h/a", std::nullopt, kGuest, "/a"},
+             {"ftp://h/a@b", "h/a", kGuest, "/a@b"},  // kept on purpose
+             {"@", std::nullopt, kGuest, std::nullopt},
+         }) {
+        EXPECT_EQ(ftp_user_from_url(url), user) << url;
+        EXPECT_EQ(ftp_password_from_url(url), password) << url;
+        EXPECT_EQ(ftp_path_from_url(url), path) << url;
     }
     for (const std::string_view bad : {"a\rb", "a\nDELE x", "a\x7f"}) EXPECT_FALSE(ftp_is_sendable(bad));
 }
@@ -40,50 +35,31 @@ TEST(FtpReply, NamesASizeAndAPassiveAddress) {
         EXPECT_EQ(ftp_reply_passive(none), std::nullopt) << none;
 }
 
-TEST(FtpReplies, EndWithThreeDigitsAndABlank) {
-    struct {
-        std::string sent;
-        int code;
-        std::string text, rest = {};
-    } const rows[] = {
-        {"220-a\r\n 220 b\r\n220-c\r\n220 d\r\n", 220, "220-a\r\n 220 b\r\n220-c\r\n220 d\r\n"},
-        {"150 a\r\n226 b\r\n", 150, "150 a\r\n", "226 b\r\n"},
-        {"226 b", 226, "226 b"},
-        {"226 ", 0, ""},
-        {"hello\r\n22 x y\r\n2260 y\r\n", 0, ""},
-        // A line that no buffer holds is dropped, and what follows it is looked at.
-        {std::string(5000, 'x') + "\r\n226 done\r\n", 226, std::string(5000 - 4 * 1023, 'x') + "\r\n226 done\r\n"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.sent.substr(0, 50));
-        SocketPair sockets;
-        ASSERT_TRUE(sockets.far.send(row.sent));
-        sockets.far.end_sending();
+TEST(FtpReply, EndsWithThreeDigitsAndABlank) {
+    for (const auto& [sent, code, text, rest] : Rows<std::string, int, std::string, std::string>{
+             {"220-a\r\n 220 b\r\n220-c\r\n220 d\r\n", 220, "220-a\r\n 220 b\r\n220-c\r\n220 d\r\n", ""},
+             {"150 a\r\n226 b\r\n", 150, "150 a\r\n", "226 b\r\n"},
+             {"226 b", 226, "226 b", ""},
+             {"226 ", 0, "", ""},
+             {"hello\r\n22 x y\r\n2260 y\r\n", 0, "", ""},
+             // A line that no buffer holds is dropped, and what follows it is looked at.
+             {std::string(5000, 'x') + "\r\n226 done\r\n", 226, std::string(5000 - 4 * 1023, 'x') + "\r\n226 done\r\n",
+              ""},
+         }) {
         FtpReply reply;
-        EXPECT_EQ(ftp_command(sockets.server, {}, &reply), row.code);
-        EXPECT_EQ(reply.text, row.text);
-        EXPECT_EQ(reply.rest, row.rest);
+        EXPECT_EQ(ftp_command(fed_socket(sent).fd(), {}, &reply), code);
+        EXPECT_EQ(std::pair(reply.text, reply.rest), std::pair(text, rest)) << sent.substr(0, 50);
     }
 }
 
-TEST(FtpCommand, IsSentAndForgetsWhatCameUnasked) {
-    SocketPair sockets;
+TEST(FtpReply, OfASilentServerIsGivenUpUnlessTheFileIsOnItsWay) {
+    const ConnectedSockets sockets;
     FtpReply reply{.text = "old", .rest = "500 stale\r\n"};
-    ASSERT_TRUE(sockets.far.send("200 ok\r\n"));
-    EXPECT_EQ(ftp_command(sockets.near.fd(), "TYPE I\r\n", &reply), 200);
-    EXPECT_EQ(sockets.far.read_until("\n"), "TYPE I\r\n");
-    reply.rest = "226 done\r\n";
-    EXPECT_EQ(ftp_command(sockets.near.fd(), {}, &reply), 226);
-}
-
-TEST(FtpCommand, GivesASilentServerUpUnlessTheFileIsOnItsWay) {
-    SocketPair sockets;
-    FtpReply reply;
-    EXPECT_EQ(ftp_command(sockets.near.fd(), {}, &reply, 10), 0);
+    EXPECT_EQ(ftp_command(sockets.near.fd(), "TYPE I\r\n", &reply, 10), 0) << "what came unasked is forgotten";
     int looks = 0;
     const FtpBusy busy = [&] {
-        if (++looks == 2) sockets.far.send("22");
-        if (looks == 3) sockets.far.send("6 done\r\n");  // a line comes in two parts
+        if (++looks == 2) socket_send_all(sockets.far.fd(), "22");
+        if (looks == 3) socket_send_all(sockets.far.fd(), "6 done\r\n");  // a line comes in two parts
         return looks < 5;
     };
     EXPECT_EQ(ftp_command(sockets.near.fd(), {}, &reply, 10, busy), 226);

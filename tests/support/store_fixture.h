@@ -15,6 +15,9 @@
 
 class StoreFixture : public testing::Test {
 protected:
+    using Strings = std::vector<std::string>;
+    using Titles = std::vector<std::string_view>;  // of containers from the root on: {"Music", "Artists", "A"}
+
     void SetUp() override {
         settings_set_defaults();
         configure();
@@ -31,47 +34,51 @@ protected:
     // Settings that differ from the defaults.
     virtual void configure() {}
 
-    // A container by its titles from the root on ({"Music", "Artists", "A"}); null when there is none.
-    static MediaContainer* find(const StoreLock& lock, const std::vector<std::string_view>& titles) {
-        MediaContainer* at = store(lock).root;
-        for (const std::string_view title : titles) {
-            if (at == nullptr) return nullptr;
-            at = tree_find_child_container(lock, title, *at);
-        }
-        return at;
-    }
-
-    // Titles of the children in list order: of containers as they are, of items and references in parentheses.
-    static std::vector<std::string> children(const std::vector<std::string_view>& titles) {
-        StoreLock lock;
-        std::vector<std::string> out;
-        MediaContainer* const container = find(lock, titles);
-        if (container == nullptr) return {"<no such container>"};
-        for (MediaObject& child : tree_children(lock, *container)) {
-            const MediaItem* const item = item_of(lock, &child);
-            out.emplace_back(item != nullptr ? item->title.view() : as_container(&child)->title.view());
-            if (item != nullptr) out.back().insert(0, 1, '(').push_back(')');
-        }
-        return out;
-    }
-
-    // The titles of items, references and containers, by their ids.
-    static std::vector<std::string> titles_of(const StoreLock& lock, const std::vector<ObjectId>& ids) {
-        std::vector<std::string> out;
-        for (const ObjectId id : ids) {
-            const MediaItem* const item = item_of(lock, tree_object(lock, id));
-            out.emplace_back(item != nullptr ? item->title.view() : as_container(tree_object(lock, id))->title.view());
-        }
-        return out;
-    }
-
-    static ObjectId id_of_container(const std::vector<std::string_view>& titles) {
-        StoreLock lock;
-        return find(lock, titles)->id;
+    // Adds what is new and gives its id.
+    static ObjectId add(NewItem item) {
+        const std::string path = item.path.value_or("");
+        const ObjectClass type = item.media_class;
+        EXPECT_EQ(db_add_item(std::move(item)), AddResult::added) << path;
+        return id_of(path, type);
     }
     static ObjectId id_of(std::string_view path, ObjectClass type = ObjectClass::music_track) {
         StoreLock lock;
         const MediaItem* const item = db_find_in_type(lock, path, type);
         return item != nullptr ? item->id : kNoObject;
+    }
+
+    // Null when there is none.
+    static MediaContainer* find(const StoreLock& lock, const Titles& titles) {
+        MediaContainer* at = store(lock).root;
+        for (const std::string_view title : titles)
+            if (at != nullptr) at = tree_find_child_container(lock, title, *at);
+        return at;
+    }
+    static ObjectId id_of_container(const Titles& titles) {
+        StoreLock lock;
+        return find(lock, titles)->id;
+    }
+
+    // The title of an item, reference or container.
+    static std::string title_of(const StoreLock& lock, ObjectId id) {
+        const MediaItem* const item = item_of(lock, tree_object(lock, id));
+        return std::string{item != nullptr ? item->title.view() : as_container(tree_object(lock, id))->title.view()};
+    }
+    static Strings titles_of(const StoreLock& lock, const std::vector<ObjectId>& ids) {
+        Strings out;
+        for (const ObjectId id : ids) out.push_back(title_of(lock, id));
+        return out;
+    }
+    // Titles of the children in list order: of containers as they are, of items and references in parentheses.
+    static Strings children(const Titles& titles) {
+        StoreLock lock;
+        const MediaContainer* const container = find(lock, titles);
+        if (container == nullptr) return {"<no such container>"};
+        Strings out;
+        for (MediaObject& child : tree_children(lock, *container)) {
+            const std::string title = title_of(lock, child.id);
+            out.push_back(as_container(&child) != nullptr ? title : "(" + title + ")");
+        }
+        return out;
     }
 };

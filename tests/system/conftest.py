@@ -16,16 +16,16 @@ def pytest_configure(config):
 
 
 def _hosts(count):
-    hosts = []
+    made = []
     try:
         for _ in range(count):
-            hosts.append(netns.Host())
+            made.append(netns.Host())
     except (PermissionError, FileNotFoundError) as error:
-        for host in hosts:
+        for host in made:
             host.close()
         # A run that is to vouch for a change must not pass by testing nothing.
         (pytest.fail if os.environ.get("CI") else pytest.skip)(f"{error}")
-    return hosts
+    return made
 
 
 @pytest.fixture(scope="session")
@@ -36,15 +36,6 @@ def network():
     yield types.SimpleNamespace(server=server, receiver=receiver)
     server.close()
     receiver.close()
-
-
-@pytest.fixture
-def lone_host():
-    """A host with loopback only, of the test's own."""
-    host, = _hosts(1)
-    host.route_multicast()
-    yield host
-    host.close()
 
 
 @pytest.fixture
@@ -61,21 +52,25 @@ def hosts():
 
 
 @pytest.fixture
-def start_daemon(tmp_path):
-    """start_daemon(host, ...): a server of the test's own that is ended with it; arguments as for daemon.Daemon."""
-    started = []
+def lone_host(hosts):
+    """A host with loopback only, of the test's own."""
+    host, = hosts(1)
+    host.route_multicast()
+    return host
 
-    def start(host, *arguments, **options):
-        server = daemon.Daemon(host, tmp_path / f"server{len(started)}", *arguments, **options)
-        started.append(server)
-        return server.start()
-    yield start
-    try:
-        for server in started:
-            server.stop()
-    finally:
-        for server in started:
-            server.kill()
+
+@pytest.fixture
+def serve(network, tmp_path):
+    """serve(folder, **settings): a server of the test's own that has scanned the folder, as daemon.Servers says."""
+    with daemon.Servers(network.server, tmp_path) as servers:
+        yield servers
+
+
+@pytest.fixture(scope="module")
+def serve_file(network, tmp_path_factory):
+    """The same for a server that the tests of a file share."""
+    with daemon.Servers(network.server, tmp_path_factory.mktemp("servers")) as servers:
+        yield servers
 
 
 @pytest.fixture(scope="session")
@@ -86,18 +81,12 @@ def library(tmp_path_factory):
 
 
 @pytest.fixture(scope="module")
-def server(network, library, tmp_path_factory):
+def server(serve_file, library):
     """A server of the small library, shared by a file's tests, which leave it as they found it."""
-    served = daemon.Daemon(network.server, tmp_path_factory.mktemp("server"), library.directory,
-                           settings={"friendlyname": "Test & Server", "scantime": 0}).start_and_scan()
-    yield served
-    try:
-        served.stop()
-    finally:
-        served.kill()
+    return serve_file(library.directory, httpport=None, friendlyname="Test & Server")
 
 
 @pytest.fixture(scope="module")
-def receiver(server, network):
+def receiver(server):
     """A control point on the other host."""
-    return server.client(network.receiver)
+    return server.client()

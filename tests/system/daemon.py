@@ -1,6 +1,7 @@
 """Starts the real server on a host of the test network, watches it, and ends it."""
 
 import contextlib
+import itertools
 import os
 import pathlib
 import re
@@ -41,49 +42,41 @@ def wait_until(condition, what, deadline=30):
 
 
 class Daemon:
-    """A server process. Its output is kept in a file, so that nobody has to drain a pipe."""
+    """A server process. Its output is kept in a file, so that nobody has to drain a pipe.
 
-    def __init__(self, host, directory, content=None, port=9000, address=None, verbosity=511, settings=None,
-                 wrapper=(), radio_host=None):
-        self.host, self.directory, self.content = host, pathlib.Path(directory), content
-        self.address, self.port = address or host.address, port
-        self.ini = self.directory / "pelorama.ini"
-        self.log_path = self.directory / "server.log"
-        self.arguments = ["-inifile", str(self.ini), "-v", str(verbosity)]
-        if content is not None:
-            self.arguments += ["-contentdir", str(content)]
-        if host.interface == "lo":
-            self.arguments += ["-ip", host.address]
+    Settings go to its command line, but those that are None. ini is what its ini file says before it starts, wrapper a
+    command that runs the server in its turn."""
+
+    def __init__(self, host, directory, folder=None, *, port=None, address=None, verbosity=511, wrapper=(), ini=None,
+                 radio_host=None, arguments=(), **settings):
+        self.host, self.directory, self.folder = host, pathlib.Path(directory), folder
+        self.address, self.port = address or host.address, port or settings.get("httpport") or 9000
+        self.ini, self.log_path = self.directory / "pelorama.ini", self.directory / "server.log"
         # Without a directory to ask, none is looked for: that would add a placeholder to every test's tree.
-        self.radio_host = radio_host
-        if radio_host is None and "radio" not in (settings or {}):
-            self.arguments += ["-radio", "0"]
-        for key, value in (settings or {}).items():
-            self.arguments += [f"-{key}", str(value)]
-        self.wrapper = wrapper  # a command that runs the server in its turn
+        defaults = {"inifile": self.ini, "v": verbosity, "contentdir": folder,
+                    "ip": host.address if host.interface == "lo" else None, "radio": 0 if radio_host is None else None}
+        self.arguments = [word for key, value in (defaults | settings).items() if value is not None
+                          for word in (f"-{key}", str(value))] + [*arguments]
+        self.wrapper, self.radio_host = wrapper, radio_host
         self.process = None
+        self.directory.mkdir(parents=True, exist_ok=True)
+        if ini is not None:
+            self.ini.write_bytes(ini)
 
     def start(self):
         """Starts the process; wait_until_up() or wait_for_log() tell when it is ready."""
-        self.directory.mkdir(parents=True, exist_ok=True)
         environment = os.environ | {"PELORAMA_CHARSET": "UTF-8"}
         if self.radio_host is not None:
             environment["PELORAMA_RADIO_HOST"] = self.radio_host
+        command = self.host.command(*self.wrapper, EXECUTABLE, *self.arguments)
         with open(self.log_path, "ab") as log:
-            self.process = subprocess.Popen(self.host.command(*self.wrapper, EXECUTABLE, *self.arguments),
-                                            cwd=self.directory,
-                                            env=environment,
-                                            stdin=subprocess.DEVNULL, stdout=log, stderr=log)
-        return self
-
-    def start_and_scan(self):
-        self.start()
-        self.wait_until_up()
-        self.wait_for_scan()
+            self.process = subprocess.Popen(command, cwd=self.directory, env=environment, stdin=subprocess.DEVNULL,
+                                            stdout=log, stderr=log)
         return self
 
     def client(self, host=None, address=None):
-        return wire.Client(host or self.host, address or self.address, self.port)
+        """A control point, on the host at the other end of the cable if no other is named."""
+        return wire.Client(host or self.host.peer, address or self.address, self.port)
 
     # What it says
 
@@ -93,7 +86,7 @@ class Daemon:
     def wait_for_log(self, pattern, after=0, deadline=30):
         """Waits for a line that matches; returns the match. after counts characters of the log already seen."""
         def look():
-            assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+            self.check_alive()
             return re.compile(pattern, re.M).search(self.log(), after)
         return wait_until(look, f"log line {pattern!r}", deadline)
 
@@ -102,30 +95,32 @@ class Daemon:
 
     def wait_until_up(self):
         def look():
-            assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+            self.check_alive()
             return self.answers()
         wait_until(look, "the device description is served")
+        return self
 
     def answers(self):
-        try:
+        with contextlib.suppress(OSError, wire.Closed):
             return self.client().get("/DeviceDescription.xml").status == 200
-        except (OSError, wire.Closed):
-            return False
 
     def rescan(self, directory="", deadline=30):
         """Has the files read again and returns when all that follows from it is in the tree, removals included.
 
         A request is taken when the scan of the one before is over, and what a scan leaves to tidy up is done before the
         next scan: so the third is taken when the first is done with altogether."""
-        taken = (f"<html><head><title>Rescan</title></head><body>rescan initiated on {directory or 'content root directories'}!"
-                 "</body></html>").encode()
+        taken = ("<html><head><title>Rescan</title></head><body>rescan initiated on "
+                 f"{directory or 'content root directories'}!</body></html>")
         for _ in range(3):
-            wait_until(lambda: self.client().get(f"/rescan{directory}").body == taken, "a rescan is taken", deadline)
+            wait_until(lambda: self.client().get(f"/rescan{directory}").text == taken, "a rescan is taken", deadline)
 
     # How it is
 
     def alive(self):
         return self.process is not None and self.process.poll() is None
+
+    def check_alive(self):
+        assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
 
     def resident_bytes(self):
         return self._status("VmRSS") * 1024
@@ -177,60 +172,76 @@ class Daemon:
         """Runs action() and demands what holds for every bad input: the process stays up, the description is answered
         within a second during and after it, memory comes back, no sanitizer speaks.
 
-        Memory is compared between two runs of the action, so that what a first use builds once does not count. A second
-        run may still have more threads at once than the first, and their stacks are kept for the next threads; so may the
-        third. A leak, however, shows at every run. With a sanitizer the figures mean nothing and one run will do."""
-        with _Watch(self, limit * SLOWNESS):
+        What a first run builds once does not count. A second may have more threads at once, whose stacks are kept for
+        the next ones, and so may the third. A leak shows at every run. With a sanitizer the figures mean nothing."""
+        def grows():
+            before = self.resident_bytes()
             action()
-            if not SANITIZER:
-                grown = []
-                while (growth := self._growth_by(action)) > 0.1:
-                    grown.append(f"{growth:.0%}")
-                    assert len(grown) < 4, f"memory grows at every run: {grown}"
-        assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+            with contextlib.suppress(AssertionError):
+                return not wait_until(lambda: self.resident_bytes() < 1.1 * before, "memory is back", 5)
+            return True
+        with self._answers_within(limit * SLOWNESS):
+            action()
+            assert SANITIZER or not all(grows() for _ in range(4)), "memory grows at every run"
+        self.check_alive()
         self.check_sanitizers()
 
-    def _growth_by(self, action):
-        """By which part of itself memory has grown when action() is over and the server had time to clean up."""
-        def growth():
-            return self.resident_bytes() / before - 1
-        before = self.resident_bytes()
-        action()
-        with contextlib.suppress(AssertionError):  # the caller judges the figure
-            wait_until(lambda: growth() <= 0.1, "memory is back", 5)
-        return growth()
+    @contextlib.contextmanager
+    def _answers_within(self, limit):
+        """Asks for the device description again and again, before, meanwhile and after; no answer may take longer."""
+        client, end, faults = self.client(), threading.Event(), []
 
+        def ask():
+            begun = time.monotonic()
+            try:
+                if client.get("/DeviceDescription.xml").status != 200:
+                    faults.append("no 200")
+            except (OSError, wire.Closed) as error:
+                faults.append(repr(error))
+            if (took := time.monotonic() - begun) >= limit:
+                faults.append(f"took {took:.2f} s")
 
-class _Watch:
-    """Asks for the device description again and again and notes the slowest answer."""
-
-    def __init__(self, daemon, limit):
-        self._client, self._limit = daemon.client(), limit
-        self._end = threading.Event()
-        self._slowest, self._error = 0.0, None
-        self._thread = threading.Thread(target=self._run)
-
-    def _ask(self):
-        start = time.monotonic()
+        def ask_on():
+            while not end.wait(0.1) and not faults:
+                ask()
+        ask()
+        watch = threading.Thread(target=ask_on)
+        watch.start()
         try:
-            if self._client.get("/DeviceDescription.xml").status != 200:
-                self._error = "no 200"
-        except (OSError, wire.Closed) as error:
-            self._error = repr(error)
-        self._slowest = max(self._slowest, time.monotonic() - start)
+            yield
+        finally:
+            end.set()
+            watch.join()
+        ask()
+        assert not faults, f"the device description: {faults}"
 
-    def _run(self):
-        while not self._end.wait(0.1) and not self._error:
-            self._ask()
+
+class Servers:
+    """Starts servers, each in a directory of its own below the given one, and ends them when it is left."""
+
+    _ports = itertools.count(9001)  # never one that another server of this run has, or has had
+
+    def __init__(self, host, directory):
+        self._host, self._directory, self._started = host, directory, []
+
+    def __call__(self, folder=None, *, host=None, scan=True, **options):
+        """A server of the folder, once it has scanned it; with scan=False as soon as it is started.
+
+        The other options are those of Daemon. It scans once, without repetition, if they say nothing else."""
+        options = {"scantime": 0, "httpport": next(self._ports)} | options
+        server = Daemon(host or self._host, self._directory / f"server{len(self._started)}", folder, **options)
+        self._started.append(server.start())
+        if scan:
+            server.wait_until_up().wait_for_scan()
+        return server
 
     def __enter__(self):
-        self._ask()
-        self._thread.start()
+        return self
 
-    def __exit__(self, kind, *_):
-        self._end.set()
-        self._thread.join()
-        if kind is None:
-            self._ask()
-            assert self._error is None, f"the device description: {self._error}"
-            assert self._slowest < self._limit, f"the device description took {self._slowest:.2f} s"
+    def __exit__(self, *_):
+        try:
+            for server in self._started:
+                server.stop()
+        finally:
+            for server in self._started:
+                server.kill()

@@ -1,98 +1,94 @@
 #!/usr/bin/python3
-"""A control point on GUPnP: finds the server, reads its service descriptions, browses to the artists and to a track, or
-to a container that is named title by title.
+"""A control point on GUPnP: finds the server and prints what it sees, one JSON object a line.
 
-usage: gupnp_control_point.py INTERFACE [TITLE ...]     prints what it found as one JSON object
+usage: gupnp_control_point.py INTERFACE [TITLE ...]   its services, the artists and a track; or what may be fetched of
+                                                      everything in the container that is reached by these titles
+       gupnp_control_point.py INTERFACE --events      the content's events as they come, until standard input ends
 """
 
 import json
+import os
 import sys
+import threading
+import traceback
 import xml.etree.ElementTree as ElementTree
 
 import gi
 
 gi.require_version("GUPnP", "1.6")
 gi.require_version("GSSDP", "1.6")
-from gi.repository import GLib, GSSDP, GUPnP  # noqa: E402
+from gi.repository import GLib, GObject, GSSDP, GUPnP  # noqa: E402
 
-MEDIA_SERVER = "urn:schemas-upnp-org:device:MediaServer:1"
 DC = "{http://purl.org/dc/elements/1.1/}"
 DIDL = "{urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/}"
 
 
-class ControlPoint:
-    def __init__(self, interface, titles):
-        self.titles = titles
-        self.loop = GLib.MainLoop()
-        self.found, self.error = {}, None
-        # A port of its own choice may be one that a connection of the tests before has only just left.
-        self.context = GUPnP.Context.new_full(interface, None, 15000, GSSDP.UDAVersion.VERSION_1_0)
-        self.point = GUPnP.ControlPoint.new(self.context, MEDIA_SERVER)
-        self.point.connect("device-proxy-available", self.on_device)
-        self.point.set_active(True)
+def tell(found):
+    print(json.dumps(found), flush=True)
 
-    def run(self):
-        GLib.timeout_add_seconds(60, lambda: self.finish("no media server within 60 s"))
-        self.loop.run()
-        if self.error:
-            sys.exit(self.error)
-        print(json.dumps(self.found))
 
-    def finish(self, error=None):
-        self.error = error
-        self.loop.quit()
+def content_of(directory, titles, object_id="0"):
+    """{title: element} of the container that is reached by the titles."""
+    action = GUPnP.ServiceProxyAction.new_from_list(
+        "Browse", ["ObjectID", "BrowseFlag", "Filter", "StartingIndex", "RequestedCount", "SortCriteria"],
+        [object_id, "BrowseDirectChildren", "*", 0, 0, ""])
+    directory.call_action(action, None)
+    _, values = action.get_result_list(["Result", "NumberReturned", "TotalMatches"], [str, int, int])
+    elements = list(ElementTree.fromstring(values[0]))
+    assert values[1] == values[2] == len(elements)
+    content = {element.findtext(DC + "title"): element for element in elements}
+    return content_of(directory, titles[1:], content[titles[0]].get("id")) if titles else content
 
-    def on_device(self, _, device):
+
+def look_around(directory):
+    # The description is only fetched in the main loop.
+    pending = []
+    directory.introspect_async(None, lambda service, result: pending.append(service.introspect_finish(result)))
+    while not pending:
+        GLib.MainContext.default().iteration(True)
+    tracks = content_of(directory, ["Music", "Artists", "Queen"])
+    tell({"actions": [action.name for action in pending[0].list_actions()],
+          "variables": [variable.name for variable in pending[0].list_state_variables()],
+          "artists": list(content_of(directory, ["Music", "Artists"])),
+          "tracks": {title: track.findtext(DIDL + "res") for title, track in tracks.items()}})
+
+
+def list_resources(directory, titles):
+    tell({"resources": {
+        title: [(res.get("protocolInfo"), res.get("resolution"), res.text) for res in element.iter(DIDL + "res")]
+        for title, element in content_of(directory, titles).items()
+    }})
+
+
+def subscribe(directory):
+    def on_event(_, variable, value, *__):
+        tell({variable: value if isinstance(value, (str, int)) else value.get_string()})
+    directory.add_notify("SystemUpdateID", GObject.TYPE_UINT, on_event, None)
+    directory.add_notify("ContainerUpdateIDs", GObject.TYPE_STRING, on_event, None)
+    directory.set_subscribed(True)
+
+
+def main(interface, *titles):
+    loop, kept = GLib.MainLoop(), []  # a proxy that is forgotten unsubscribes
+
+    def on_device(_, device):
+        kept.append(device.get_service("urn:schemas-upnp-org:service:ContentDirectory"))
         try:
-            self.look_at(device)
-        except Exception as error:  # the main loop would only print it
-            self.finish(f"{type(error).__name__}: {error}")
-        else:
-            self.finish()
-
-    def look_at(self, device):
-        self.found["name"] = device.get_friendly_name()
-        self.found["udn"] = device.get_udn()
-        self.directory = device.get_service("urn:schemas-upnp-org:service:ContentDirectory")
-        # The description is only fetched in the main loop.
-        pending = []
-        self.directory.introspect_async(None, lambda service, result: pending.append(service.introspect_finish(result)))
-        while not pending:
-            GLib.MainContext.default().iteration(True)
-        self.found["actions"] = sorted(action.name for action in pending[0].list_actions())
-        self.found["variables"] = sorted(variable.name for variable in pending[0].list_state_variables())
-
-        if self.titles:
-            return self.list_resources()
-        artists = self.child(self.child("0", "Music"), "Artists")
-        self.found["artists"] = [title for title, _ in self.children(artists)]
-        tracks = self.children(self.child(artists, "Queen"))
-        self.found["tracks"] = [title for title, _ in tracks]
-        self.found["url"] = tracks[0][1].findtext(DIDL + "res")
-
-    def list_resources(self):
-        """What may be fetched of everything in the container: {title: [(protocolInfo, resolution, URL)]}."""
-        container = "0"
-        for title in self.titles:
-            container = self.child(container, title)
-        self.found["resources"] = {
-            title: [(res.get("protocolInfo"), res.get("resolution"), res.text) for res in element.iter(DIDL + "res")]
-            for title, element in self.children(container)
-        }
-
-    def children(self, object_id):
-        """[(title, element)] of a container."""
-        action = GUPnP.ServiceProxyAction.new_from_list(
-            "Browse", ["ObjectID", "BrowseFlag", "Filter", "StartingIndex", "RequestedCount", "SortCriteria"],
-            [object_id, "BrowseDirectChildren", "*", 0, 0, ""])
-        self.directory.call_action(action, None)
-        _, values = action.get_result_list(["Result", "NumberReturned", "TotalMatches"], [str, int, int])
-        elements = list(ElementTree.fromstring(values[0]))
-        assert values[1] == values[2] == len(elements)
-        return [(element.findtext(DC + "title"), element) for element in elements]
-
-    def child(self, object_id, title):
-        return next(element.get("id") for name, element in self.children(object_id) if name == title)
+            if titles == ("--events",):
+                subscribe(kept[-1])
+                threading.Thread(target=lambda: (sys.stdin.read(), loop.quit()), daemon=True).start()
+            else:
+                list_resources(kept[-1], titles) if titles else look_around(kept[-1])
+                loop.quit()
+        except Exception:  # the main loop would only print it
+            traceback.print_exc()
+            os._exit(1)
+    # A port of its own choice may be one that a connection of the tests before has only just left.
+    context = GUPnP.Context.new_full(interface, None, 15000, GSSDP.UDAVersion.VERSION_1_0)
+    point = GUPnP.ControlPoint.new(context, "urn:schemas-upnp-org:device:MediaServer:1")
+    point.connect("device-proxy-available", on_device)
+    point.set_active(True)
+    loop.run()
 
 
-ControlPoint(sys.argv[1], sys.argv[2:]).run()
+main(*sys.argv[1:])

@@ -8,15 +8,16 @@ _FRAME = bytes([0xFF, 0xFB, 0x90, 0x44]) + bytes(413)
 _FRAMES_PER_SECOND = 44100 / 1152
 
 
-def text_frame(name, text):
+def text_frame(name, text, size=None):
+    """A frame of UTF-8 text, or of bytes as they stand; size is announced instead of its own."""
     body = b"\x03" + text.encode() if isinstance(text, str) else text
-    return name.encode() + len(body).to_bytes(4, "big") + b"\0\0" + body
+    return name.encode() + (len(body) if size is None else size).to_bytes(4, "big") + b"\0\0" + body
 
 
-def id3_tag(frames, version=3):
-    size = len(frames)
-    syncsafe = bytes((size >> shift) & 0x7F for shift in (21, 14, 7, 0))
-    return b"ID3" + bytes([version, 0, 0]) + syncsafe + frames
+def id3_tag(frames, version=3, flags=0, size=None):
+    """size: the four bytes that announce another one."""
+    syncsafe = bytes((len(frames) >> shift) & 0x7F for shift in (21, 14, 7, 0))
+    return b"ID3" + bytes([version, 0, flags]) + (size or syncsafe) + frames
 
 
 def mp3(title=None, artist=None, album=None, genre=None, year=None, track=None, seconds=1):
@@ -33,6 +34,20 @@ def write(path, content, modified=None):
     if modified is not None:
         os.utime(path, (modified, modified))
     return path
+
+
+CORPUS = pathlib.Path(__file__).parents[1] / "fuzz" / "corpus"  # files that the fuzz targets begin with
+
+
+def patched(data, at, value):
+    return data[:at] + value + data[at + len(value):]
+
+
+def spoilt(data):
+    """The file, cut short in three places, and with the largest number and none in many."""
+    yield from (data, *(data[:len(data) * part // 4] for part in (1, 2, 3)))
+    for at in range(0, len(data), max(4, len(data) // 20)):
+        yield from (patched(data, at, b"\xff\xff\xff\xff"), patched(data, at, bytes(4)))
 
 
 ARTISTS = ("Abba", "Madonna", "Queen", "Sigur Rós")

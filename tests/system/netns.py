@@ -37,6 +37,7 @@ class Host:
         self._descriptor = os.open(f"/proc/{self.pid}/ns/net", os.O_RDONLY)
         self.address = "127.0.0.1"
         self.interface = "lo"
+        self.peer = self  # who is at the other end of the cable
         self.ip("link set lo up multicast on")
 
     def close(self):
@@ -70,17 +71,24 @@ class Host:
     def route_multicast(self):
         self.ip(f"route add 224.0.0.0/4 dev {self.interface}")
 
-    def connect(self, address, port, timeout=20):
-        """A TCP connection from this host."""
+    def connect(self, address, port, timeout=20, source=None):
+        """A TCP connection from this host, from another of its addresses if one is named."""
         with self.entered():
             connection = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
         connection.settimeout(timeout)
         try:
+            if source:
+                connection.bind((source, 0))
             connection.connect((address, port))
         except OSError:
             connection.close()
             raise
         return connection
+
+    def listen(self, port=0, address=None, backlog=512):
+        """A listener for TCP connections to this host."""
+        with self.entered():
+            return socket.create_server((address or self.address, port), backlog=backlog)
 
     def udp(self):
         with self.entered():
@@ -96,4 +104,5 @@ def join(left, left_address, left_interface, right, right_address, right_interfa
         host.ip(f"link set {interface} addrgenmode none")
         host.ip(f"link set {interface} up multicast on")
         host.address, host.interface = address, interface
+    left.peer, right.peer = right, left
     right.route_multicast()

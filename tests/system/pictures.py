@@ -1,8 +1,7 @@
-"""Pictures for the system tests: made by ffmpeg, marked by exiftool, taken apart by ffmpeg; and JPEG files by hand."""
+"""Pictures for the system tests: made by ffmpeg, marked by exiftool, taken apart by ffmpeg."""
 
 import pathlib
 import re
-import struct
 import subprocess
 
 
@@ -42,28 +41,3 @@ def size(jpeg):
 def pixel(image, x, y):
     width, _, rgb = image
     return tuple(rgb[(y * width + x) * 3:][:3])
-
-
-# Files that nobody made on purpose.
-
-def segment(marker, body, length=None):
-    return bytes([0xFF, marker]) + struct.pack(">H", len(body) + 2 if length is None else length) + body
-
-
-def frame(width, height, components=3, precision=8, marker=0xC0):
-    return segment(marker, struct.pack(">BHHB", precision, height, width, components) +
-                   bytes(byte for number in range(components) for byte in (number + 1, 0x11, 0)))
-
-
-def exif(tiff, length=None):
-    return segment(0xE1, b"Exif\0\0" + tiff, length)
-
-
-def ifd(entries, following=0, count=None):
-    """A directory of (tag, type, count, value) entries, little-endian."""
-    head = struct.pack("<H", len(entries) if count is None else count)
-    return head + b"".join(struct.pack("<HHII", *entry) for entry in entries) + struct.pack("<I", following)
-
-
-TIFF = b"II*\0\x08\0\0\0"
-EXIF_IFD, DESCRIPTION, DATE_TIME = 34665, 270, 306

@@ -2,10 +2,10 @@
 
 import contextlib
 import json
+import pathlib
 import re
 import socket
 import subprocess
-import sys
 import threading
 
 import pytest
@@ -14,16 +14,19 @@ import music
 from daemon import SLOWNESS, wait_until
 
 EVENTS = "/ContentDirectory/Event"
+SLOTS = 20
+
+
+def callback_of(listener):
+    return "<http://{}:{}/events>".format(*listener.getsockname())
 
 
 class Subscriber:
     """A receiver that listens on a host and keeps the events that arrive."""
 
     def __init__(self, host, address=None):
-        address = address or host.address
-        with host.entered():
-            self._listener = socket.create_server((address, 0), backlog=64)
-        self.url = f"http://{address}:{self._listener.getsockname()[1]}/events"
+        self._listener = host.listen(address=address)
+        self.callback = callback_of(self._listener)
         self.events = []  # (header text, {variable: text})
         threading.Thread(target=self._serve, daemon=True).start()
 
@@ -41,15 +44,12 @@ class Subscriber:
             head, _, body = received.decode().partition("\r\n\r\n")
             self.events.append((head, dict(re.findall(r"<(\w+)>([^<]*)</\1>", body))))
 
-    def close(self):
-        self._listener.shutdown(socket.SHUT_RDWR)
-        self._listener.close()
-
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
-        self.close()
+        self._listener.shutdown(socket.SHUT_RDWR)
+        self._listener.close()
 
     def event(self, number, deadline=10):
         """The variables of one event, counted from 0."""
@@ -59,10 +59,12 @@ class Subscriber:
         return variables
 
 
-def subscribe(client, callback, url=EVENTS, timeout="Second-1800"):
+def subscribe(client, callback, url=EVENTS):
     """The subscription's SID, "uuid:..."."""
-    answer = client.request("SUBSCRIBE", url, [f"CALLBACK: <{callback}>", "NT: upnp:event", f"TIMEOUT: {timeout}"])
-    assert answer.status == 200, answer
+    answer = client.request("SUBSCRIBE", url, [f"CALLBACK: {callback}", "NT: upnp:event", "TIMEOUT: Second-1800"])
+    assert answer.status_line == "HTTP/1.1 200 OK"
+    assert [name for name, _ in answer.headers] == ["DATE", "SERVER", "SID", "TIMEOUT"]
+    assert answer.header("SERVER") == "Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0"
     assert answer.header("TIMEOUT") == "second-300"
     return answer.header("SID")
 
@@ -71,38 +73,36 @@ def unsubscribe(client, sid):
     return client.request("UNSUBSCRIBE", EVENTS, [f"SID: {sid}"]).status
 
 
-def change_title(client, track, number):
-    client.call("UpdateObject", ObjectID=track.id, CurrentTagValue=f"<title>{track.title} {number - 1}</title>",
-                NewTagValue=f"<title>{track.title} {number}</title>")
+def change_title(client):
+    """The id of the container that this changes first of all."""
+    track = client.tracks()[0]
+    client.call("UpdateObject", ObjectID=track.id, CurrentTagValue=f"<title>{track.title}</title>",
+                NewTagValue=f"<title>{track.title}x</title>")
+    return track.parent_id
 
 
 @pytest.fixture
-def served(network, start_daemon, tmp_path):
-    folder = tmp_path / "music"
+def served(serve, tmp_path):
     for number in (1, 2):
-        music.write(folder / "Abba" / f"{number}.mp3", music.mp3(f"Abba {number}", "Abba", "First"))
-    server = start_daemon(network.server, folder, settings={"scantime": 0})
-    server.wait_until_up()
-    server.wait_for_scan()
-    server.folder = folder
-    client = server.client(network.receiver)
+        music.write(tmp_path / "music" / "Abba" / f"{number}.mp3", music.mp3(f"Abba {number}", "Abba", "First"))
+    server = serve(tmp_path / "music")
     # Whatever the scan changed is told with this change at the latest, and before anybody subscribes.
-    seen, track = len(server.log()), client.tracks()[0]
-    client.call("UpdateObject", ObjectID=track.id, CurrentTagValue=f"<title>{track.title}</title>",
-                NewTagValue="<title>Renamed</title>")
+    seen = len(server.log())
+    change_title(server.client())
     server.wait_for_log("sending update ID event", after=seen)
     return server
 
 
 def test_first_events_and_those_of_changes(served, network):
-    client = served.client(network.receiver)
+    client = served.client()
     with Subscriber(network.receiver) as both, Subscriber(network.receiver) as connections:
-        sid = subscribe(client, both.url, "/ContentDirectory/Event?ConnectionManager")
-        subscribe(client, connections.url, "/ConnectionManager/Event")
+        sid = subscribe(client, both.callback, "/ContentDirectory/Event?ConnectionManager")
+        subscribe(client, connections.callback, "/ConnectionManager/Event")
         first = both.event(0)
-        assert first == {"SystemUpdateID": client.call("GetSystemUpdateID")["Id"], "ContainerUpdateIDs": "", "TransferIDs": ""}
-        capabilities = {"SourceProtocolInfo": "http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*",
-                        "SinkProtocolInfo": "", "CurrentConnectionIDs": "0"}
+        assert first == {"SystemUpdateID": client.call("GetSystemUpdateID")["Id"], "ContainerUpdateIDs": "",
+                         "TransferIDs": ""}
+        source = "http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*"
+        capabilities = {"SourceProtocolInfo": source, "SinkProtocolInfo": "", "CurrentConnectionIDs": "0"}
         assert both.event(1) == capabilities and connections.event(0) == capabilities
 
         music.write(served.folder / "Abba" / "3.mp3", music.mp3("Abba 3", "Abba", "First"))
@@ -115,22 +115,25 @@ def test_first_events_and_those_of_changes(served, network):
         assert listed <= set(numbers[::2]), changed
         assert "0" not in numbers[::2], "the root's list is as it was"
 
-        track = client.tracks()[0]
-        client.call("UpdateObject", ObjectID=track.id, CurrentTagValue=f"<title>{track.title}</title>",
-                    NewTagValue="<title>Other</title>")
-        assert both.event(3)["ContainerUpdateIDs"].split(",")[0] == track.parent_id
-        assert unsubscribe(client, sid) == 200 and unsubscribe(client, sid) == 412
+        container = change_title(client)
+        assert both.event(3)["ContainerUpdateIDs"].split(",")[0] == container
+        renewed = client.request("SUBSCRIBE", EVENTS, [f"SID: {sid}", "TIMEOUT: Second-1800"])
+        assert (renewed.header("SID"), renewed.header("TIMEOUT")) == (sid, "Second-1800"), "here what was asked for"
+        assert unsubscribe(client, sid) == 200
+        for lines in ([f"SID: {sid}"], [], ["CALLBACK: nothing"]):
+            assert client.request("SUBSCRIBE", EVENTS, lines).status_line == "HTTP/1.1 412 Precondition Failed", lines
+        assert unsubscribe(client, sid) == 412
         assert len(connections.events) == 1, "content changes are not its service"
 
 
 def test_a_subscriber_of_others_making(served, network):
     pytest.importorskip("gi")
-    client = served.client(network.receiver)
-    script = str(__file__).replace("test_events", "gupnp_subscriber")
-    control_point = subprocess.Popen(network.receiver.command(sys.executable, script, network.receiver.interface),
-                                     stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+    client = served.client()
+    command = network.receiver.command("/usr/bin/python3", pathlib.Path(__file__).parent / "gupnp_control_point.py",
+                                       network.receiver.interface, "--events")
+    control_point = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
     events = []
-    threading.Thread(target=lambda: events.extend(json.loads(line) for line in control_point.stdout), daemon=True).start()
+    threading.Thread(target=lambda: events.extend(map(json.loads, control_point.stdout)), daemon=True).start()
     try:
         def told(variable, condition):
             wait_until(lambda: any(variable in event and condition(event[variable]) for event in list(events)),
@@ -146,73 +149,75 @@ def test_a_subscriber_of_others_making(served, network):
 
 
 def test_dead_subscribers_delay_nobody(served, network):
-    client = served.client(network.receiver)
-    baseline = served.threads(), served.descriptors()
-    with network.receiver.entered():
-        never_read = socket.create_server((network.receiver.address, 0), backlog=64)
-        refusing = socket.create_server((network.receiver.address, 0))
-    refusing_port = refusing.getsockname()[1]
-    refusing.close()
-    dead = ([f"http://{network.receiver.address}:{refusing_port}/"] * 5 +
-            ["http://10.77.1.99:80/"] * 5 +  # nobody has that address
-            [f"http://{network.receiver.address}:{never_read.getsockname()[1]}/"] * 5)
-    living = [Subscriber(network.receiver) for _ in range(5)]
-    sids = [subscribe(client, url) for url in dead[:8] + [one.url for one in living] + dead[8:]]
-    assert len(set(sids)) == 20
-    assert client.request("SUBSCRIBE", EVENTS, [f"CALLBACK: <{living[0].url}>"]).status == 500
+    client = served.client()
+    threads, descriptors = served.threads(), served.descriptors()
+    with contextlib.ExitStack() as stack:
+        refusing, nobody = "<http://10.77.1.2:9/>", "<http://10.77.1.99:80/>"
+        never_read = callback_of(stack.enter_context(network.receiver.listen()))
+        living = [stack.enter_context(Subscriber(network.receiver)) for _ in range(5)]
+        # The next URL of a callback is for when the first does not answer.
+        callbacks = [refusing + living[0].callback] + [one.callback for one in living[1:]]
+        callbacks = [refusing] * 5 + [nobody] * 3 + callbacks + [nobody] * 2 + [never_read] * 5
+        sids = [subscribe(client, callback) for callback in callbacks]
+        assert len(set(sids)) == SLOTS
+        assert client.request("SUBSCRIBE", EVENTS, [f"CALLBACK: {living[0].callback}"]).status == 500
 
-    for one in living:
-        one.event(0)
-    track = client.tracks()[0]
-    client.call("UpdateObject", ObjectID=track.id, CurrentTagValue=f"<title>{track.title}</title>",
-                NewTagValue=f"<title>{track.title} 0</title>")
-    for number in range(1, 7):
-        if number > 1:
-            change_title(client, track, number - 1)
-        for one in living:
-            one.event(number)  # in time: one black hole alone takes half as long as this waits
-    for sid in sids:
-        assert unsubscribe(client, sid) == 200
-    for one in living:
-        one.close()
-    never_read.close()
-    wait_until(lambda: served.threads() <= baseline[0] and served.descriptors() <= baseline[1],
-               "threads and descriptors are back")
+        for number in range(7):
+            if number > 0:
+                change_title(client)
+            for one in living:
+                one.event(number)  # in time: one black hole alone takes half as long as this waits
+        for sid in sids:
+            assert unsubscribe(client, sid) == 200
+    wait_until(lambda: served.threads() <= threads and served.descriptors() <= descriptors, "all of them are back")
+
+
+def test_an_event_that_finds_no_thread_goes_out_later(served, network):
+    """Who unsubscribes leaves the thread that sends to it behind, for five seconds at most; there are 64."""
+    client, threads = served.client(), served.threads()
+
+    def greeted():
+        return served.log().count("sending update ID event")
+    # With one connection in its queue the full one takes no other, and says nothing.
+    with network.receiver.listen(backlog=0) as full, network.receiver.connect(*full.getsockname()), \
+            Subscriber(network.receiver) as living:
+        for _ in range(4):
+            before = greeted()
+            sids = [subscribe(client, callback_of(full)) for _ in range(SLOTS - 1)]
+            wait_until(lambda: greeted() == before + SLOTS - 1, "each is sent its first event")
+            for sid in sids:
+                assert unsubscribe(client, sid) == 200
+        subscribe(client, living.callback)
+        assert 0 < served.threads() - threads <= 64 + 10
+        living.event(0)
 
 
 def test_callbacks_that_lead_elsewhere(served, network):
     """Whatever a callback says: no word to networks that are none of ours, and the server lives on."""
-    client = served.client(network.receiver)
-    network.receiver.ip("address add 8.8.8.8/32 dev lo")
-    network.server.ip(f"route add 8.8.8.8 via {network.receiver.address}")
-    callbacks = [f"<http://127.0.0.1:{client.port}/a>", "<http://no.such.name.invalid:80/a>", "<http://10.77.1.2:9/a>" * 40,
-                 "<http://10.77.1.2:80/", "<http://10.77.1.2:0/a>", "<http://10.77.1.2:99999/a>", "<ftp://10.77.1.2/a>",
-                 "<http://10.77.1.2:80/a\rX: y>", "<http://10.77.1.2:80/a b>", "<>", "<http:>", "<http://>"]
+    client = served.client()
+    callbacks = [f"<http://127.0.0.1:{client.port}/a>", "<http://no.such.name.invalid:80/a>",
+                 "<http://10.77.1.2:9/a>" * 40, "<http://10.77.1.2:80/", "<http://10.77.1.2:0/a>",
+                 "<http://10.77.1.2:99999/a>", "<ftp://10.77.1.2/a>", "<http://10.77.1.2:80/a\rX: y>",
+                 "<http://10.77.1.2:80/a b>", "<>", "<http:>", "<http://>"]
 
     def send_all():
-        sids = []
-        for callback in callbacks:
-            answer = client.request("SUBSCRIBE", EVENTS, [f"CALLBACK: {callback}", "TIMEOUT: Second-300"])
-            assert answer.status in (200, 412), (callback, answer)
-            if answer.status == 200:
-                sids.append(answer.header("SID"))
-        statuses = [client.request("SUBSCRIBE", EVENTS, [f"CALLBACK: <http://10.77.1.2:9/{i}>"]) for i in range(300)]
-        sids += [answer.header("SID") for answer in statuses if answer.status == 200]
-        assert len(sids) == len(set(sids)) == 20
-        assert {answer.status for answer in statuses} == {200, 500}
+        answers = [client.request("SUBSCRIBE", EVENTS, [f"CALLBACK: {callback}"])
+                   for callback in callbacks + [f"<http://10.77.1.2:9/{number}>" for number in range(300)]]
+        assert {answer.status for answer in answers[:len(callbacks)]} <= {200, 412}
+        assert {answer.status for answer in answers[len(callbacks):]} == {200, 500}
+        sids = [answer.header("SID") for answer in answers if answer.status == 200]
+        assert len(sids) == len(set(sids)) == SLOTS
         for sid in sids:
             assert unsubscribe(client, sid) == 200
     served.survives(send_all)
-    assert client.request("SUBSCRIBE", EVENTS, []).status == 412
-    assert client.request("SUBSCRIBE", EVENTS, ["SID: uuid:1"]).status == 412
 
+    network.receiver.ip("address add 8.8.8.8/32 dev lo")
+    network.server.ip(f"route add 8.8.8.8 via {network.receiver.address}")
     with Subscriber(network.receiver, "8.8.8.8") as far, Subscriber(network.receiver) as near:
-        far_sid = subscribe(client, far.url)
-        subscribe(client, near.url)
+        far_sid = subscribe(client, far.callback)
+        subscribe(client, near.callback)
         first = near.event(0)
-        track = client.tracks()[0]
-        client.call("UpdateObject", ObjectID=track.id, CurrentTagValue=f"<title>{track.title}</title>",
-                    NewTagValue="<title>Near</title>")
+        change_title(client)
         assert near.event(1) != first
         assert far.events == []
         assert unsubscribe(client, far_sid) == 200

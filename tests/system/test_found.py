@@ -14,8 +14,7 @@ SERVER_SIGNATURE = "Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0"
 
 
 def device_id(client):
-    description = client.get("/DeviceDescription.xml").body.decode()
-    return re.search(r"<UDN>(.*?)</UDN>", description)[1]
+    return re.search(r"<UDN>(.*?)</UDN>", client.get("/DeviceDescription.xml").text)[1]
 
 
 def targets(udn):
@@ -24,128 +23,121 @@ def targets(udn):
     return [(udn, udn)] + [(name, f"{udn}::{name}") for name in types]
 
 
-def test_device_identifier_carries_the_hardware_address(server, receiver, network):
-    mac = re.search(r"link/ether ([0-9a-f:]+)",
-                    network.server.run("ip", "link", "show", network.server.interface).stdout)[1]
-    assert re.fullmatch(f"uuid:896659847466-{mac.replace(':', '-')}-[0-9]+", device_id(receiver))
+def test_device_identifier_carries_the_hardware_address(receiver, network):
+    link = network.server.run("ip", "link", "show", network.server.interface).stdout
+    mac = re.search(r"link/ether (\S+)", link)[1].replace(":", "-")
+    assert re.fullmatch(f"uuid:896659847466-{mac}-[0-9]+", device_id(receiver))
 
 
-def test_search_for_everything_is_answered_in_three_rounds(server, receiver, network):
-    udn = device_id(receiver)
+def test_searches_are_answered_in_three_rounds(receiver, network):
+    expected = targets(device_id(receiver))
     with wire.Searcher(network.receiver) as searcher:
         answers = searcher.search("ssdp:all", 15)
         # What is answered later than the next search would show up among its answers.
-        answers += searcher.search(wire.CONTENT_DIRECTORY, 3)
-    expected = targets(udn) * 3 + [targets(udn)[3]] * 3
-    assert [(headers["ST"], headers["USN"]) for _, headers, _ in answers] == expected
+        for target, _ in expected:
+            answers += searcher.search(target, 3)
+    assert [(headers["ST"], headers["USN"]) for _, headers, _ in answers] == \
+        expected * 3 + [one for one in expected for _ in range(3)]
     for start, headers, sender in answers:
         assert start == "HTTP/1.1 200 OK"
         assert sender[0] == "10.77.1.1" and 9080 <= sender[1] <= 9180
         assert headers["LOCATION"] == "http://10.77.1.1:9000/DeviceDescription.xml"
-        assert headers["CACHE-CONTROL"] == "max-age=1810" and headers["SERVER"] == SERVER_SIGNATURE
-        assert headers["EXT"] == "" and headers["CONTENT-LENGTH"] == "0"
+        assert headers["SERVER"] == SERVER_SIGNATURE
         assert re.fullmatch(r"\w{3}, \d\d \w{3} \d{4} \d\d:\d\d:\d\d GMT", headers["DATE"])
 
 
-def test_search_for_one_target_is_answered_three_times(server, receiver, network):
-    udn = device_id(receiver)
+def test_searches_that_get_no_answer(receiver, network):
     with wire.Searcher(network.receiver) as searcher:
-        for target, usn in targets(udn):
-            answers = searcher.search(target, 3)
-            assert [(headers["ST"], headers["USN"]) for _, headers, _ in answers] == [(target, usn)] * 3, target
-
-
-@pytest.mark.parametrize("packet", [
-    pytest.param(wire.msearch(wire.MEDIA_SERVER.lower()), id="other_letter_case"),
-    pytest.param(wire.msearch("urn:schemas-upnp-org:device:MediaRenderer:1"), id="renderer"),
-    pytest.param(wire.msearch("ssdp:al"), id="cut_target"),
-    pytest.param(wire.msearch("upnp:rootdevice").replace(b"MAN:", b"WAN:"), id="no_man_line"),
-    pytest.param(wire.msearch("upnp:rootdevice").replace(b"HOST:", b"GHOST:"), id="no_host_line"),
-    pytest.param(wire.msearch("upnp:rootdevice").replace(b"HTTP/1.1", b"http/1.1"), id="lower_case_version"),
-    pytest.param(wire.msearch("upnp:rootdevice").replace(b"ST:", b"XX:"), id="no_target"),
-    pytest.param(wire.msearch("urn:schemas-upnp-org:service:ContentDirectory:2"), id="a_later_version"),
-])
-def test_search_that_gets_no_answer(server, receiver, network, packet):
-    with wire.Searcher(network.receiver) as searcher:
-        searcher.send(packet)
+        for packet in (
+            wire.msearch(wire.MEDIA_SERVER.lower()),  # letter case counts
+            wire.msearch("urn:schemas-upnp-org:device:MediaRenderer:1"),
+            wire.msearch("urn:schemas-upnp-org:service:ContentDirectory:2"),
+            wire.msearch("ssdp:al"),
+            wire.msearch("upnp:rootdevice").replace(b"MAN:", b"WAN:"),
+            wire.msearch("upnp:rootdevice").replace(b"HTTP/1.1", b"http/1.1"),
+        ):
+            searcher.send(packet)
         answers = searcher.search(wire.CONNECTION_MANAGER, 3)
     assert {headers["ST"] for _, headers, _ in answers} == {wire.CONNECTION_MANAGER}
 
 
-def test_start_says_byebye_before_alive_and_the_end_says_byebye(hosts, start_daemon, tmp_path):
+def test_two_servers_on_one_host_are_both_found(server, serve, network, tmp_path):
+    second = serve(tmp_path, port=3640, netgearupgrade=tmp_path)  # who offers firmware has that port
+    with wire.Searcher(network.receiver) as searcher:
+        answers = searcher.search(wire.MEDIA_SERVER, 6)
+    assert {(headers["LOCATION"], sender[1]) for _, headers, sender in answers} == {
+        ("http://10.77.1.1:9000/DeviceDescription.xml", 9080), ("http://10.77.1.1:3640/DeviceDescription.xml", 9081)
+    }
+    assert (b"<UPC></UPC><D5UpgradeURI>NetgearUpgrade</D5UpgradeURI><D5UpgradeURI2>http://10.77.1.1:3640/NetgearUpgrade"
+            b"</D5UpgradeURI2><presentationURL>") in second.client().get("/DeviceDescription.xml").body
+
+
+def test_start_says_byebye_before_alive_and_the_end_says_byebye(hosts, serve, tmp_path):
     server_host, receiver_host = hosts(2)
     netns.join(server_host, "10.77.2.1", "media0", receiver_host, "10.77.2.2", "recv0")
-    (tmp_path / "music").mkdir()
     with wire.Listener(receiver_host) as listener:
-        server = start_daemon(server_host, tmp_path / "music")
+        server = serve(tmp_path, host=server_host, scan=False)
         packets = listener.receive(5 + 15)
-        udn = device_id(server.client(receiver_host))
+        expected = targets(device_id(server.wait_until_up().client()))
         server.signal(signal.SIGTERM)
         farewell = listener.notifications("ssdp:byebye", 5)
     assert server.wait() == 0
 
-    expected = targets(udn)
     assert {start for start, _, _ in packets} == {"NOTIFY * HTTP/1.1"}
-    for byebyes in ([headers for _, headers, _ in packets[:5]], farewell):
-        assert [(headers["NT"], headers["USN"], headers["NTS"]) for headers in byebyes] == \
-            [(target, usn, "ssdp:byebye") for target, usn in expected]
-    assert [(headers["NT"], headers["USN"], headers["NTS"]) for _, headers, _ in packets[5:]] == \
-        [(target, usn, "ssdp:alive") for target, usn in expected] * 3
-    for _, headers, _ in packets[5:]:
-        assert headers["HOST"] == "239.255.255.250:1900"
-        assert headers["LOCATION"] == "http://10.77.2.1:9000/DeviceDescription.xml"
-        assert headers["CACHE-CONTROL"] == "max-age=1810" and headers["SERVER"] == SERVER_SIGNATURE
+    said = [(headers["NT"], headers["USN"], headers["NTS"]) for _, headers, _ in packets]
+    byebye, alive = ([(*one, kind) for one in expected] for kind in ("ssdp:byebye", "ssdp:alive"))
+    assert said == byebye + alive * 3
+    assert [(headers["NT"], headers["USN"], headers["NTS"]) for headers in farewell] == byebye
+    location = f"http://10.77.2.1:{server.port}/DeviceDescription.xml"
+    assert {headers["LOCATION"] for _, headers, _ in packets[5:]} == {location}
 
 
-def test_stealth_withdraws_the_server_and_alive_brings_it_back(server, receiver, network):
+def test_stealth_withdraws_the_server_and_alive_brings_it_back(receiver, network):
     def search_queue_is_read():
         # 0x076C is port 1900; the fifth column is "tx_queue:rx_queue".
         rows = [row.split() for row in network.server.run("cat", "/proc/net/udp").stdout.splitlines()[1:]]
         return all(row[4].endswith(":00000000") for row in rows if row[1].endswith(":076C"))
 
-    udn = device_id(receiver)
+    names = [target for target, _ in targets(device_id(receiver))]
     with wire.Listener(network.receiver) as listener, wire.Searcher(network.receiver) as searcher:
         answer = receiver.get("/rpc?mode?stealth")
         assert answer.body == b"SSDP disabled. MediaServer in stealth mode!\n"
         assert answer.header("Expires") == "0" and answer.header("Pragma") == "no-cache"
-
-        def withdrawn_or_announced(kind, count):
-            return [headers["NT"] for headers in listener.notifications(kind, count)]
-        assert withdrawn_or_announced("ssdp:byebye", 5) == [target for target, _ in targets(udn)]
+        assert [headers["NT"] for headers in listener.notifications("ssdp:byebye", 5)] == names
         searcher.send(wire.msearch("ssdp:all"))
         wait_until(search_queue_is_read, "the search is received")
 
         assert receiver.get("/rpc?mode?alive").body == b"SSDP enabled. MediaServer alive!\n"
-        assert withdrawn_or_announced("ssdp:alive", 15) == [target for target, _ in targets(udn)] * 3
+        assert [headers["NT"] for headers in listener.notifications("ssdp:alive", 15)] == names * 3
         answers = searcher.search(wire.CONTENT_DIRECTORY, 3)
         assert {headers["ST"] for _, headers, _ in answers} == {wire.CONTENT_DIRECTORY}
 
 
-def test_two_addresses_are_each_announced_as_themselves(hosts, start_daemon, library):
+def test_two_addresses_are_each_announced_as_themselves(hosts, serve, library):
     server_host, left, right = hosts(3)
     netns.join(server_host, "10.77.3.1", "media0", left, "10.77.3.2", "recv0")
     netns.join(server_host, "10.77.4.1", "media1", right, "10.77.4.2", "recv0")
-    server = start_daemon(server_host, library.directory, address="10.77.3.1")
-    server.wait_until_up()
-    server.wait_for_scan()
+    server = serve(library.directory, host=server_host)
     for host, address in ((left, "10.77.3.1"), (right, "10.77.4.1")):
         with wire.Searcher(host) as searcher:
             answers = searcher.search(wire.MEDIA_SERVER, 3)
             # Nothing of the other interface may come after it either.
             answers += searcher.search("upnp:rootdevice", 3)
-        assert {headers["LOCATION"] for _, headers, _ in answers} == {f"http://{address}:9000/DeviceDescription.xml"}
+        base = f"http://{address}:{server.port}/"
+        assert {headers["LOCATION"] for _, headers, _ in answers} == {f"{base}DeviceDescription.xml"}
         assert {sender[0] for _, _, sender in answers} == {address}
 
         client = server.client(host, address)
-        description = client.get("/DeviceDescription.xml").body.decode()
-        assert f"<presentationURL>http://{address}:9000/configpage/index.htm</presentationURL>" in description
-        assert all(track.url.startswith(f"http://{address}:9000/disk/") for track in client.tracks())
+        page = f"<presentationURL>{base}configpage/index.htm</presentationURL>"
+        assert page in client.get("/DeviceDescription.xml").text
+        assert all(track.url.startswith(f"{base}disk/") for track in client.tracks())
 
 
 @pytest.mark.skipif(not shutil.which("gssdp-discover"), reason="gssdp-discover (gupnp-tools) is not installed")
-def test_gssdp_discover_finds_it(server, receiver, network):
+def test_gssdp_discover_finds_it(receiver, network):
     def discovered():
-        found = network.receiver.run("gssdp-discover", "-i", network.receiver.interface, "-n", "3", "-t", wire.MEDIA_SERVER)
+        found = network.receiver.run("gssdp-discover", "-i", network.receiver.interface, "-n", "3",
+                                     "-t", wire.MEDIA_SERVER)
         return found.stdout if "resource available" in found.stdout else None
     found = wait_until(discovered, "gssdp-discover finds a server")
     assert f"USN:      {device_id(receiver)}::{wire.MEDIA_SERVER}" in found

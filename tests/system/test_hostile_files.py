@@ -5,134 +5,144 @@ import pathlib
 import socket
 import stat
 import struct
+import subprocess
+import xml.etree.ElementTree as ElementTree
 
 import pytest
 
 import music
-
-FRAMES = music.mp3()[len(music.id3_tag(b"")):]
-
-
-def frame(name, body, size=None):
-    return name + struct.pack(">I", len(body) if size is None else size) + b"\0\0" + body
+import wire
+from music import CORPUS, id3_tag, patched, spoilt, text_frame
 
 
-def tag(frames, size=None, flags=0, version=3):
-    built = bytearray(music.id3_tag(frames, version))
-    built[5] = flags
-    if size is not None:
-        built[6:10] = size
-    return bytes(built)
+def spoilt_files():
+    for kind in ("mp3", "wma", "wav_m4a", "jpeg", "playlists"):
+        for path in (CORPUS / f"fuzz_{kind}").iterdir():
+            data = path.read_bytes()
+            suffix = {"wav_m4a": "wav" if data.startswith(b"RIFF") else "m4a", "jpeg": "jpg", "playlists": path.stem}
+            for number, content in enumerate(spoilt(data)):
+                yield f"{kind}/{path.stem}-{number}.{suffix.get(kind, kind)}", content
 
 
-TITLE = frame(b"TIT2", b"\0Title")
+def asf(children):
+    """In an object of 64 KiB."""
+    return patched((CORPUS / "fuzz_wma" / "first").read_bytes()[:30], 16, struct.pack("<Q", 65535)) + children
 
-BAD_TAGS = {
-    "frame_size_0": tag(frame(b"TIT2", b"\0Title", 0) + TITLE),
-    "frame_size_max": tag(frame(b"TIT2", b"\0Title", 0xFFFFFFFF)),
-    "tag_size_max": tag(TITLE, size=b"\x7f\x7f\x7f\x7f"),
-    "tag_size_high_bits": tag(TITLE, size=b"\xff\xff\xff\xff"),
-    "extended_header_back": tag(b"\0\0\0\0" + TITLE, flags=0x40) * 50,
-    "extended_header_far": tag(b"\x7f\x7f\x7f\x7f" + TITLE, flags=0x40),
-    "many_tags": tag(TITLE) * 5000,
-    "utf16_of_one_byte": tag(
-        frame(b"TIT2", b"\x01") + frame(b"TPE1", b"\x01\xff") + frame(b"TALB", b"\x01\xff\xfe\x41")),
-    "utf16_lone_surrogates": tag(frame(b"TIT2", b"\x01\xff\xfe" + b"\x00\xd8" * 20)),
-    "unknown_encoding": tag(frame(b"TIT2", b"\x09Title")),
-    "empty_text": tag(frame(b"TIT2", b"\0")),
-    "long_track": tag(frame(b"TRCK", b"\x0099999999999")),
-    "negative_track": tag(frame(b"TRCK", b"\0-5/-6")),
-    "frame_of_1025": tag(frame(b"TIT2", b"\0" + b"x" * 1024) + TITLE),
-    "genre_number": tag(frame(b"TCON", b"\0(99999999999)")),
-    "version_9": tag(TITLE, version=9),
-    "only_head": b"ID3\x03\0\0",
-    "picture_at_the_end": tag(frame(b"APIC", b"", 0x7FFFFFFF)),
+
+JPEG, PROGRESSIVE, CAMERA = (
+    (CORPUS / "fuzz_jpeg" / name).read_bytes() for name in ("baseline", "progressive", "camera_II"))
+FRAME = JPEG.index(b"\xff\xc1") + 4  # precision, height, width, components
+LAST_SCAN = PROGRESSIVE.rindex(b"\xff\xda")
+TIFF = CAMERA.index(b"II*\0")  # with a directory of eight entries of 12 bytes, the first one a description
+MARKS = b"line\nend <EOI>\n<SOI>\nRE:/etc/hostname\0"
+TITLE = text_frame("TIT2", b"\0Title")
+TEXTS = ["<EOI>\n<SOI>\nRE:/etc/hostname", "a & b < c > \"d\" 'e'", "]]>", "&lt;&amp;", "\x01\x02\x1f",
+         "\u2028 \U0001F3B5 é", "%s%n%d", "x" * 1000]
+NAMES = [b"line\nend", b"quote'\"", b"&<>", b"caf\xe9", b"\xff\xfe", b"n" * 251, b"%s%n", b"<EOI>\nRE:x", b".", b"..",
+         b"dir\n<&\xe9/in"]
+ENTRIES = ["/dev/zero", "fifo.mp3", "/proc/self/mem", "/dev/stdin", "..", "/", "list.m3u", "list.pls", "list.wpl",
+           "x" * 70000, "%s%n", "<&\"'>", "song.mp3"]
+NO_PICTURES = {  # are shown as a grey one
+    "empty": b"", "ones": b"\xff" * 200_000, "segments": b"\xff\xd8" + b"\xff\xe0\0\x02" * 30_000,
+    "without_its_end": JPEG[:-2], "huge": patched(JPEG, FRAME + 1, b"\xff\xdc\xff\xdc"),
+    "zero": patched(JPEG, FRAME + 1, bytes(4)), "twelve_bits": patched(JPEG, FRAME, b"\x0c"),
+    "two_components": patched(JPEG, FRAME + 5, b"\2"), "four_components": patched(JPEG, FRAME + 5, b"\4"),
+    "thousand_scans": PROGRESSIVE[:LAST_SCAN] + PROGRESSIVE[LAST_SCAN:-2] * 1000 + PROGRESSIVE[-2:],
 }
-BAD_FRAMES = {
-    "all_sync": b"\xff" * 200_000,
-    "rate_3": b"\xff\xfb\x9c\x00" + bytes(300),
-    "bitrate_0": b"\xff\xfb\x00\x00" + bytes(300),
-    "bitrate_15": b"\xff\xfb\xf0\x00" + bytes(300),
-    "reserved_version": b"\xff\xe8\x90\x00" + bytes(300),
-    "xing_at_the_end": (b"\xff\xfb\x90\x00" + bytes(117) + b"Xing")[:125],
-    "xing_cut": b"\xff\xfb\x90\x00" + bytes(32) + b"Xing\0\0",
-    "xing_max": b"\xff\xfb\x90\x00" + bytes(32) + b"Xing\xff\xff\xff\xff\xff\xff\xff\xff" + bytes(300),
-    "0_bytes": b"",
-    "1_byte": b"\xff",
-    "127_bytes": b"\xff" * 127,
-    "128_bytes": b"TAG" + b"\xff" * 125,
+PICTURES = {
+    "fifty_scans": PROGRESSIVE[:LAST_SCAN] + PROGRESSIVE[LAST_SCAN:-2] * 50 + PROGRESSIVE[-2:],
+    "exif_loop": patched(patched(CAMERA, TIFF + 102, b"\x08\0\0\0"), TIFF + 106, b"\x08\0\0\0"),
+    "marks": patched(patched(CAMERA, TIFF + 110, MARKS), TIFF + 14, struct.pack("<I", len(MARKS))),
+}
+BAD = {
+    **dict(spoilt_files()),
+    **{f"texts/{index}.mp3": music.mp3(text, text, text, text) for index, text in enumerate(TEXTS)},
+    "texts/latin1.mp3": id3_tag(text_frame("TIT2", b"\0Caf\xe9") + text_frame("TPE1", b"\x03\xff\xfe broken")),
+    "texts/surrogates.mp3": id3_tag(text_frame("TIT2", b"\x01\xff\xfe" + b"\x00\xd8" * 20)),
+    "texts/half_a_unit.mp3": id3_tag(text_frame("TIT2", b"\x01") + text_frame("TALB", b"\x01\xff\xfe\x41")),
+    "texts/numbers.mp3": id3_tag(text_frame("TRCK", b"\x0099999999999") + text_frame("TCON", b"\0(99999999999)")),
+    **{os.fsdecode(b"names/" + name + b".mp3"): music.mp3() for name in NAMES},
+    **{f"large/empty.{kind}": b"" for kind in ("mp3", "wma", "wav", "m4a")},
+    "large/many_tags.mp3": id3_tag(TITLE) * 5000,
+    "large/extended_headers.mp3": id3_tag(b"\0\0\0\0" + TITLE, flags=0x40) * 50,
+    "large/all_sync.mp3": b"\xff" * 200_000,
+    "large/many_attributes.wma": asf(b"\xff\xff" + "WMFSDKVersion\0".encode("utf-16-le") * 2000),
+    "large/names_without_end.wma": asf(b"\xff\xff" + "WM/".encode("utf-16-le") * 10000),
+    "large/all_lengths.wma": asf(b"\xff" * 60000),
+    "large/pairs.wma": asf((b"\1" * 254 + b"\0\0") * 240),
+    "lists/song.mp3": music.mp3("Song"),
+    "lists/list.m3u": "\n".join(ENTRIES).encode(),
+    "lists/list.pls": "".join(f"File{n}={entry}\n" for n, entry in enumerate(ENTRIES)).encode() + b"File99\n",
+    "lists/list.wpl": b"<smil>" + b"<media src=\"song.mp3\"/>" * 20000 + b"<media src=\"/dev/zero\"/",
+    "lists/megabyte.m3u": b"y" * (1 << 20),
+    "lists/many.m3u": b"song.mp3\n" * 200_000,
+    "lists/sparse.m3u": b"song.mp3\n",  # and 400 GB behind it
+    **{f"pictures/{name}.jpg": content for name, content in (NO_PICTURES | PICTURES).items()},
 }
 
 
-def serve(start_daemon, network, folder, port, **options):
-    server = start_daemon(network.server, folder, port=port,
-                          settings={"httpport": port, "scantime": 0} | options.pop("settings", {}), **options)
-    server.wait_until_up()
-    server.wait_for_scan()
-    return server, server.client(network.receiver)
+def look_at(serve, folder, names):
+    """Has these files scanned, again and again, and looks at all that is made of them."""
+    for name in {*names, "pictures/empty.jpg"}:
+        music.write(folder / name, BAD[name])
+    if "lists/sparse.m3u" in names:
+        os.truncate(folder / "lists/sparse.m3u", 400 << 30)
+    (folder / "lists").mkdir(exist_ok=True)
+    for name in ("lists/fifo.mp3", "lists/fifo.m3u", "pictures/fifo.jpg"):
+        os.mkfifo(folder / name)
+    server = serve(folder)
+    client = server.client()
+
+    def look():
+        items = client.search_all('upnp:class derivedfrom "object.item" and @refID exists false')
+        assert not any("\n" in entry.title for entry in items)
+        audio = [entry for entry in items if "audioItem" in entry.upnp_class and entry.path.startswith("/disk/")]
+        assert len(audio) == sum(name.endswith(("mp3", "wma", "wav", "m4a")) for name in names), "all are listed"
+        for entry in audio:
+            assert client.get(entry.path).status == 200, entry
+            cover = f"GET /albumart-{entry.path.rpartition('.')[2]}/{entry.id}.jpg HTTP/1.1\r\n\r\n"
+            assert client.exchange(cover.encode()).startswith((b"HTTP/1.1 200 ", b"HTTP/1.1 404 ")), entry
+        shown = {entry.title: [client.get(f"/picture/{entry.id}{form}") for form in ("(60x60,1).jpg", "(64x64,0).yuv")]
+                 for entry in items if "imageItem" in entry.upnp_class}
+        assert all(answer.status == 200 or title == "fifo" for title, answers in shown.items() for answer in answers)
+        for title in shown.keys() & (NO_PICTURES | PICTURES).keys():
+            same = [answer.body for answer in shown[title]] == [answer.body for answer in shown["empty"]]
+            assert same == (title in NO_PICTURES), title
+        return items
+
+    def look_again():
+        for name in names:
+            os.utime(folder / name)
+        server.rescan(deadline=120)
+        look()
+    server.survives(look_again, limit=2.0)
+    return client, {entry.title: entry for entry in look()}
 
 
-def walk(client, object_id="0"):
-    """Everything below an object; every answer is parsed on the way, so all of them are well-formed."""
-    for entry in client.browse(object_id):
-        yield entry
-        if entry.is_container:
-            yield from walk(client, entry.id)
+def halved(serve, folder, names):
+    """The one file, or the few together, that look_at() fails with."""
+    for half in (names[:len(names) // 2], names[len(names) // 2:]) if len(names) > 1 else ():
+        try:
+            look_at(serve, folder / f"{len(half)} from {half[0].replace('/', ' ')}", half)
+        except (AssertionError, wire.Closed):
+            return halved(serve, folder, half)
+    return names
 
 
-def test_broken_tags_and_frames(network, start_daemon, tmp_path):
-    for name, content in BAD_TAGS.items():
-        music.write(tmp_path / "music" / f"{name}.mp3", content + FRAMES)
-        music.write(tmp_path / "music" / "bare" / f"{name}.mp3", content)
-    for name, content in BAD_FRAMES.items():
-        music.write(tmp_path / "music" / f"{name}.mp3", content)
-    server, client = serve(start_daemon, network, tmp_path / "music", 9020)
-    # Whatever its tags, every file is listed and played.
-    tracks = client.tracks()
-    assert len(tracks) == 2 * len(BAD_TAGS) + len(BAD_FRAMES)
-
-    def look_at_everything():
-        for track in tracks:
-            assert client.get(track.path).status == 200
-        assert len(list(walk(client))) > 0
-    server.survives(look_at_everything)
+def test_bad_files(serve, tmp_path):
+    try:
+        client, items = look_at(serve, tmp_path / "all", sorted(BAD))
+    except (AssertionError, wire.Closed) as error:
+        raise AssertionError(f"because of {halved(serve, tmp_path, sorted(BAD))}") from error
+    assert {"Café", "a & b < c > \"d\" 'e'", "]]>", "in", "%s%n%d", "Song", *NO_PICTURES, *PICTURES} <= items.keys()
+    assert "<EOI>" in items["marks"].text(wire.DC + "description")
+    for name in ("list", "many", "sparse"):
+        assert [entry.title for entry in client.browse(client.child("0", "Music", "Playlists", name).id)] == ["Song"]
+    assert client.get(f"/m3u/{client.child('0', 'Music', 'All Tracks').id}.m3u").status == 200
+    assert len(client.search_all("*")) > 5 * len(items), "all views of them are well-formed"
 
 
-def test_names_and_texts_with_marks_in_them(network, start_daemon, tmp_path):
-    texts = [
-        "<EOI>\n<SOI>\nRE:/etc/hostname", "a & b < c > \"d\" 'e'", "]]>", "&lt;&amp;", "\x01\x02\x1f",
-        "\u2028 \U0001F3B5 é", "%s%n%d", "x" * 1000
-    ]
-    folder = tmp_path / "music"
-    for index, text in enumerate(texts):
-        music.write(folder / f"{index}.mp3", music.mp3(text, text, text, text))
-    latin1 = music.text_frame("TIT2", b"\0Caf\xe9") + music.text_frame("TPE1", b"\x03\xff\xfe broken")
-    music.write(folder / "latin1.mp3", music.id3_tag(latin1) + FRAMES)
-    names = [
-        b"line\nend.mp3", b"quote'\".mp3", b"&<>.mp3", b"caf\xe9.mp3", b"\xff\xfe.mp3", b"n" * 251 + b".mp3",
-        b"%s%n.mp3", b"<EOI>\nRE:x.mp3", b"..mp3", b"...mp3"
-    ]
-    for name in names:
-        with open(os.path.join(os.fsencode(folder), name), "wb") as file:
-            file.write(music.mp3())
-    os.mkdir(os.path.join(os.fsencode(folder), b"dir\n<&\xe9"))
-    music.write(os.fsdecode(os.path.join(os.fsencode(folder), b"dir\n<&\xe9", b"in.mp3")), music.mp3("inside"))
-    server, client = serve(start_daemon, network, folder, 9021)
-
-    def look_at_everything():
-        objects = list(walk(client))
-        items = [entry for entry in objects if not entry.is_container and entry.ref_id is None]
-        assert len(items) == len(texts) + 1 + len(names) + 1
-        for entry in items:
-            assert client.get(entry.path).status == 200
-        titles = {entry.title for entry in items}
-        assert {"Café", "a & b < c > \"d\" 'e'", "]]>", "inside", "%s%n%d"} <= titles
-        assert not any("\n" in title for title in titles)
-        assert client.get(f"/m3u/{client.child('0', 'Music', 'All Tracks').id}.m3u").status == 200
-    server.survives(look_at_everything, limit=2.0)
-
-
-def test_folders_that_loop_and_entries_that_are_no_files(network, start_daemon, tmp_path):
+def test_folders_that_loop_and_entries_that_are_no_files(serve, tmp_path):
     folder = tmp_path / "music"
     music.write(folder / "a" / "song.mp3", music.mp3("Song"))
     (folder / "a" / "loop").symlink_to(folder)
@@ -154,20 +164,12 @@ def test_folders_that_loop_and_entries_that_are_no_files(network, start_daemon, 
             deep = deep / f"d{level}"
         music.write(deep / "deep.mp3", music.mp3("Too deep"))
         music.write(folder / pathlib.Path(*(f"d{level}" for level in range(20))) / "edge.mp3", music.mp3("At the edge"))
-        # Paths beyond what a buffer for them holds.
-        long = folder / "long"
-        long.mkdir()
-        at = os.open(long, os.O_DIRECTORY)
-        try:
-            for _ in range(18):
-                os.mkdir("l" * 250, dir_fd=at)
-                deeper = os.open("l" * 250, os.O_DIRECTORY, dir_fd=at)
-                os.close(at)
-                at = deeper
-            os.close(os.open("far.mp3", os.O_CREAT | os.O_WRONLY, dir_fd=at))
-        finally:
-            os.close(at)
-        server, client = serve(start_daemon, network, folder, 9022)
+        (folder / "long").mkdir()  # with paths beyond what a buffer for them holds
+        step = "l" * 250
+        subprocess.run(f"for level in $(seq 18); do mkdir {step} && cd -P {step} || exit; done; : > far.mp3",
+                       shell=True, cwd=folder / "long", check=True)
+        server = serve(folder)
+        client = server.client()
         titles = [track.title for track in client.tracks()]
         assert sorted(titles) == ["At the edge", "Song", "Song"]
         assert "do not descend further" in server.log()
@@ -175,19 +177,20 @@ def test_folders_that_loop_and_entries_that_are_no_files(network, start_daemon, 
         assert sorted(track.title for track in client.tracks()) == sorted(titles)
 
 
-def test_unreadable_folder_is_reported_and_left_out(network, start_daemon, tmp_path):
+def test_unreadable_folder_is_reported_and_left_out(serve, tmp_path):
     music.write(tmp_path / "music" / "shut" / "a.mp3", music.mp3("A"))
     music.write(tmp_path / "music" / "open" / "b.mp3", music.mp3("B"))
     (tmp_path / "music" / "shut").chmod(0)
     # In a user namespace of its own the server owns the folder, but has no more root's right to read everything.
-    server, client = serve(start_daemon, network, tmp_path / "music", 9023, wrapper=("unshare", "--user"))
-    assert [track.title for track in client.tracks()] == ["B"]
+    server = serve(tmp_path / "music", wrapper=("unshare", "--user"))
+    assert [track.title for track in server.client().tracks()] == ["B"]
     assert "[ERROR]DB:chdir failed" in server.log()
 
 
-def test_a_file_that_is_cut_while_it_streams(network, start_daemon, tmp_path):
+def test_a_file_that_is_cut_while_it_streams(serve, tmp_path):
     film = music.write(tmp_path / "films" / "film.avi", bytes(64 << 20))
-    server, client = serve(start_daemon, network, tmp_path / "films", 9024)
+    server = serve(tmp_path / "films")
+    client = server.client()
     path = client.child("0", "Videos", "All Videos", "film").path
 
     def cut():
@@ -203,44 +206,36 @@ def test_a_file_that_is_cut_while_it_streams(network, start_daemon, tmp_path):
     server.survives(cut)
 
 
-@pytest.mark.parametrize("name", ["%s%n%s", "n" * 1023, "n" * 5000, "a\tb\x01c", "é" * 600, "<&>\"'", "\udcff\udcfe"],
-                         ids=["format", "1023", "5000", "controls", "two_byte_letters", "marks", "not_utf8"])
-def test_friendly_names(lone_host, start_daemon, tmp_path, name):
-    import xml.etree.ElementTree as ElementTree
-    server = start_daemon(lone_host, tmp_path, settings={"friendlyname": name})
-    server.wait_until_up()
+@pytest.mark.parametrize("name", ["%s%n%s", "n" * 5000, "a\tb\x01c", "\udcff\udcfe"],
+                         ids=["format", "5000", "controls", "not_utf8"])
+def test_friendly_names(lone_host, serve, tmp_path, name):
+    server = serve(tmp_path, host=lone_host, friendlyname=name)
     document = ElementTree.fromstring(server.client().get("/DeviceDescription.xml").body)
     shown = document.findtext(".//{*}friendlyName")
-    if name == "%s%n%s":
-        assert shown == name
-    else:
-        assert shown
+    assert shown == name if name == "%s%n%s" else shown
 
 
 @pytest.mark.parametrize("content", [
-    pytest.param(b"friendlyname=x\n" * 700_000, id="10_MB"), pytest.param(os.urandom(100_000), id="binary"),
-    pytest.param(b"a" * 5_000_000, id="no_line_end"), pytest.param(b"=" * 100_000, id="equal_signs"),
-    pytest.param(b"contentdir=" + b",/nowhere" * 100 + b"\n", id="many_folders"), pytest.param(b"\0" * 1000, id="nul"),
-])
-def test_ini_files(lone_host, start_daemon, tmp_path, content):
-    (tmp_path / "server0").mkdir()
-    (tmp_path / "server0" / "pelorama.ini").write_bytes(content)
-    server = start_daemon(lone_host)
-    server.wait_until_up()
+    b"friendlyname=x\n" * 700_000, os.urandom(100_000), b"a" * 5_000_000, b"=" * 100_000,
+    b"contentdir=" + b",/nowhere" * 100 + b"\n", b"\0" * 1000,
+], ids=["10_MB", "binary", "no_line_end", "equal_signs", "many_folders", "nul"])
+def test_ini_files(lone_host, serve, tmp_path, content):
+    music.write(tmp_path / "server0" / "pelorama.ini", content)
+    serve(host=lone_host, scan=False).wait_until_up()
 
 
-def test_ten_thousand_folders_and_odd_views(lone_host, start_daemon, tmp_path):
+@pytest.mark.parametrize("port", [70_000, -1])
+def test_ports_that_are_none(lone_host, serve, port):
+    assert serve(host=lone_host, scan=False, httpport=port).wait() == 255
+
+
+def test_ten_thousand_folders_and_odd_views(lone_host, serve, tmp_path):
     music.write(tmp_path / "music" / "a.mp3", music.mp3("A", "Klumul", "B"))
     folders = ",".join(["/nowhere"] * 10_000)
-    views = {
-        f"musicnode{index + 1}": f"View {index},{view}"
-        for index, view in enumerate([
-            "[0]%ARTIST", "[99999999999]%ARTIST", "[", "[-3]%ARTIST", "[3", "%", "%NOTHING", ",,,", "[3]", "%ARTIST" +
-            ",%ALBUM" * 12
-        ])
-    }
-    server = start_daemon(lone_host, f"{tmp_path}/music,{folders}", settings=views)
-    server.wait_until_up()
+    odd = ["[0]%ARTIST", "[99999999999]%ARTIST", "[", "[-3]%ARTIST", "[3", "%", "%NOTHING", ",,,", "[3]",
+           "%ARTIST" + ",%ALBUM" * 12]
+    views = {f"musicnode{index + 1}": f"View {index},{view}" for index, view in enumerate(odd)}
+    server = serve(f"{tmp_path}/music,{folders}", host=lone_host, scan=False, **views).wait_until_up()
     server.wait_for_log(rf"DB scan on {tmp_path}/music completed")
     client = server.client()
     assert [track.title for track in client.tracks()] == ["A"]

@@ -1,10 +1,11 @@
-"""Music libraries: an XML library of 5,000 tracks as a property list writer of others makes it, and an iPod's database
-written from its record layout. Their playlists are listed, their tracks stand where they belong and are played."""
+"""Music libraries: an XML library of 5,000 tracks as a property list writer of others makes it, and an iPod's database.
+Their playlists are listed, their tracks stand where they belong and are played."""
 
 import datetime
 import json
 import os
 import plistlib
+import re
 import shutil
 import struct
 import urllib.parse
@@ -21,12 +22,21 @@ TRACKS, PER_ALBUM, PER_ARTIST = 5000, 10, 50
 def xml_library(tracks, playlists):
     """tracks: {id: fields}, playlists: [(name, [ids])]; the first playlist is the library itself."""
     return plistlib.dumps({
-        "Major Version": 1, "Minor Version": 1, "Application Version": "12.9", "Library Persistent ID": "0123456789ABCDEF",
-        "Tracks": {str(number): {"Track ID": number, "Track Type": "File"} | fields for number, fields in tracks.items()},
+        "Major Version": 1, "Minor Version": 1, "Application Version": "12.9",
+        "Tracks": {str(number): {"Track ID": number, "Track Type": "File"} | tags for number, tags in tracks.items()},
         "Playlists": [{"Name": name, "Playlist ID": index, "Playlist Items": [{"Track ID": number} for number in ids]} |
                       ({"Master": True, "Visible": False} if index == 0 else {})
                       for index, (name, ids) in enumerate(playlists)],
     }, sort_keys=False)
+
+
+def serve_library(serve, tmp_path, **libraries):
+    """A server of the folder "music" and of these, once it has read all."""
+    (tmp_path / "music").mkdir(exist_ok=True)
+    server = serve(tmp_path / "music", **libraries)
+    for path in libraries.values():
+        server.wait_for_log(f"iTunes: finished {re.escape(str(path))}", deadline=120)
+    return server
 
 
 def location(path):
@@ -37,7 +47,7 @@ def ffprobe(host, url):
     return json.loads(host.run("ffprobe", "-v", "error", "-of", "json", "-show_streams", url).stdout)["streams"][0]
 
 
-def test_a_library_of_5000_tracks(network, start_daemon, tmp_path):
+def test_a_library_of_5000_tracks(serve, network, tmp_path):
     files = tmp_path / "iTunes & more"
     tracks = {}
     for n in range(TRACKS):
@@ -50,16 +60,9 @@ def test_a_library_of_5000_tracks(network, start_daemon, tmp_path):
             "Location": location(path)}
     ids = list(tracks)
     tracks[1] = {"Name": "Stream", "Track Type": "URL", "Location": "http://radio.example/"}
-    library = music.write(tmp_path / "iTunes Music Library.xml",
-                          xml_library(tracks, [("Library", ids), ("Music", ids), ("Five", [ids[4], 1, ids[2], ids[0]])]))
-    empty = tmp_path / "empty"
-    empty.mkdir()
-    server = start_daemon(network.server, empty, port=9050,
-                          settings={"httpport": 9050, "scantime": 0, "ituneslib": library})
-    server.wait_until_up()
-    server.wait_for_log("iTunes: finished ", deadline=120)
-    client = server.client(network.receiver)
-
+    playlists = [("Library", ids), ("Music", ids), ("Five", [ids[4], 1, ids[2], ids[0]])]
+    library = music.write(tmp_path / "iTunes Music Library.xml", xml_library(tracks, playlists))
+    client = serve_library(serve, tmp_path, ituneslib=library).client()
     lists = {entry.title: entry for entry in client.browse(client.child("0", "Music", "Playlists").id)}
     assert "Library" not in lists and lists["Music"].child_count == TRACKS
     assert sorted((entry.text(wire.UPNP + "originalTrackNumber"), entry.title)
@@ -81,65 +84,33 @@ def test_a_library_of_5000_tracks(network, start_daemon, tmp_path):
         assert ffprobe(network.receiver, by_title["Träck <0777> & more"].url)["codec_name"] == "mp3"
 
 
-def record(tag, total, rest):
-    return tag + struct.pack("<II", 12 + len(rest), total) + rest
-
-
-def mhod(kind, text):
-    body = text.encode("utf-16le")
-    return b"mhod" + struct.pack("<7I", 24, 32 + len(body), kind, 0, 0, 1, len(body)) + body
-
-
-def mhit(number, *objects):
-    return (b"mhit" + struct.pack("<4I", 156, 0, len(objects), number)).ljust(156, b"\0") + b"".join(objects)
-
-
-def mhyp(name, ids):
-    return (record(b"mhyp", 0, struct.pack("<II", 1, len(ids)).ljust(96, b"\0")) + mhod(1, name) +
-            b"".join(record(b"mhip", 0, struct.pack("<4I", 0, 0, 0, number).ljust(64, b"\0")) for number in ids))
-
-
-def itunes_db(songs, playlists):
-    return (record(b"mhdb", 0, bytes(92)) + record(b"mhsd", 0, bytes(84)) + record(b"mhlt", len(songs), bytes(80)) +
-            b"".join(songs) + record(b"mhsd", 0, bytes(84)) + record(b"mhlp", len(playlists), bytes(80)) +
-            b"".join(playlists))
-
-
-def test_an_ipod(network, start_daemon, tmp_path):
-    control = tmp_path / "ipod" / "iPod_Control"
-    songs = []
-    for number, title in enumerate(("Één", "Two", "Three"), 1):
-        music.write(control / "Music" / "F00" / f"{number}.mp3", music.mp3(seconds=2))
-        songs.append(mhit(number, mhod(1, title), mhod(4, "iPod Artist"), mhod(3, "iPod Album"), mhod(5, "Pop"),
-                          mhod(2, f":iPod_Control:Music:F00:{number}.mp3")))
-    database = music.write(control / "iTunes" / "iTunesDB",
-                           itunes_db(songs, [mhyp("My iPod", [1, 2, 3]), mhyp("Running", [3, 99, 1])]))
-    empty = tmp_path / "empty"
-    empty.mkdir()
-    server = start_daemon(network.server, empty, port=9051, settings={"httpport": 9051, "scantime": 0, "ipoddb": database})
-    server.wait_until_up()
-    server.wait_for_log("iTunes: finished ")
-    client = server.client(network.receiver)
-    running = client.browse(client.child("0", "Music", "Playlists", "Running").id)
-    assert sorted((entry.text(wire.UPNP + "originalTrackNumber"), entry.title, entry.artist, entry.album)
-                  for entry in running) == [("1", "Three", "iPod Artist", "iPod Album"),
-                                            ("2", "Één", "iPod Artist", "iPod Album")]
-    assert {track.title for track in client.tracks()} == {"Één", "Three"}, "the first playlist adds nothing"
-    assert client.get(running[0].path).body == music.mp3(seconds=2)
+def test_an_ipod(serve, network, tmp_path):
+    """Two songs, at ":i:Music:F00:a.mp3" and ":i:Music:F01:b.mp3"; the first playlist is the library itself, the second
+    one names them the other way round."""
+    for name in ("F00/a", "F01/b"):
+        music.write(tmp_path / "ipod" / "i" / "Music" / f"{name}.mp3", music.mp3(seconds=2))
+    database = music.write(tmp_path / "ipod" / "i" / "iTunes" / "iTunesDB",
+                           (music.CORPUS / "fuzz_itunes_db" / "two_lists").read_bytes())
+    server = serve_library(serve, tmp_path, ipoddb=database)
+    client = server.client()
+    assert [entry.title for entry in client.browse(client.child("0", "Music", "Playlists").id)
+            if not entry.title.startswith("-")] == ["L"]
+    listed = client.browse(client.child("0", "Music", "Playlists", "L").id)
+    assert sorted((entry.text(wire.UPNP + "originalTrackNumber"), entry.title, entry.artist) for entry in listed) == [
+        ("1", "Té中", ""), ("2", "One", "A")]
+    assert {track.title for track in client.tracks()} == {"One", "Té中"}
+    assert client.get(listed[0].path).body == music.mp3(seconds=2)
     if shutil.which("ffprobe"):
-        assert ffprobe(network.receiver, running[0].url)["codec_name"] == "mp3"
+        assert ffprobe(network.receiver, listed[0].url)["codec_name"] == "mp3"
 
 
-def test_scanned_files_keep_their_tags_and_join(network, start_daemon, tmp_path):
+def test_scanned_files_keep_their_tags_and_join(serve, tmp_path):
     path = music.write(tmp_path / "music" / "a.mp3", music.mp3("Own title", "Own artist"), modified=1_700_000_000)
     library = music.write(tmp_path / "lib.xml",
                           xml_library({5: {"Name": "Other", "Date Modified": datetime.datetime(2004, 5, 1),
                                            "Location": location(path)}}, [("Library", [5]), ("L", [5])]))
-    server = start_daemon(network.server, tmp_path / "music", port=9052,
-                          settings={"httpport": 9052, "scantime": 0, "ituneslib": library})
-    server.wait_until_up()
-    server.wait_for_log("iTunes: finished ")
-    client = server.client(network.receiver)
+    server = serve_library(serve, tmp_path, ituneslib=library)
+    client = server.client()
     entry, = client.browse(client.child("0", "Music", "Playlists", "L").id)
     assert (entry.title, entry.artist) == ("Own title", "Own artist")
     # A rescan finds nothing newer, so the track stays in its playlist.
@@ -153,20 +124,15 @@ def test_scanned_files_keep_their_tags_and_join(network, start_daemon, tmp_path)
     assert (changed.title, changed.text(wire.UPNP + "originalTrackNumber")) == ("New title", "1")
 
 
-@pytest.mark.parametrize("setting, content, message", [
-    ("ipoddb", b"mhdb" + struct.pack("<II", 2_000_000, 0), "error: record size too large: 2000000\n"),
-    ("ipoddb", b"mhlt" + struct.pack("<II", 12, 0xFFFFFFFF), "error: reading song header: Success\n"),
-    ("ipoddb", b"\0" * 5000, "error: unknown record type: 00000000, \0\0\0\0\n"),
-    ("ituneslib", b"<plist><dict><key>Tracks</key>" + b"<dict><key>1</key>" * 100_000, ""),
-    ("ituneslib", b"<" * 100_000, ""), ("ituneslib", b"", ""),
-], ids=["header_size", "song_count", "zeros", "deep", "open", "empty"])
-def test_broken_libraries(network, start_daemon, tmp_path, setting, content, message):
-    library = music.write(tmp_path / "library", content)
+@pytest.mark.parametrize("database, xml, message", [
+    (b"mhdb" + struct.pack("<II", 2_000_000, 0), b"<plist><dict><key>Tracks</key>" + b"<dict><key>1</key>" * 100_000,
+     "error: record size too large: 2000000\n"),
+    (b"mhlt" + struct.pack("<II", 12, 0xFFFFFFFF), b"<" * 100_000, "error: reading song header: Success\n"),
+    (b"\0" * 5000, b"", "error: unknown record type: 00000000, \0\0\0\0\n"),
+], ids=["header_size_deep", "song_count_open", "zeros_empty"])
+def test_broken_libraries(serve, tmp_path, database, xml, message):
     music.write(tmp_path / "music" / "a.mp3", music.mp3("A"))
-    server = start_daemon(network.server, tmp_path / "music", port=9053,
-                          settings={"httpport": 9053, "scantime": 0, setting: library})
-    server.wait_until_up()
-    server.wait_for_log("iTunes: finished ")
-    client = server.client(network.receiver)
-    wait_until(lambda: [track.title for track in client.tracks()] == ["A"], "the content directory's track")
+    server = serve_library(serve, tmp_path, ipoddb=music.write(tmp_path / "iTunesDB", database),
+                           ituneslib=music.write(tmp_path / "library.xml", xml))
+    wait_until(lambda: [track.title for track in server.client().tracks()] == ["A"], "the content directory's track")
     assert message in server.log()

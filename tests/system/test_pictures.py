@@ -11,14 +11,13 @@ import types
 
 import pytest
 
-import daemon
 import music
 import pictures
 import wire
 from daemon import SANITIZER, SLOWNESS
+from servers import PHOTO, TRACK, Origin, serve_items
 
 HERE = pathlib.Path(__file__).parent
-PORT = 9000
 DATE = wire.DC + "date"
 DESCRIPTION = wire.DC + "description"
 
@@ -27,7 +26,7 @@ pytestmark = pytest.mark.skipif(not shutil.which("exiftool") or not shutil.which
 
 
 @pytest.fixture(scope="module")
-def served(network, tmp_path_factory):
+def served(serve_file, tmp_path_factory):
     """A server of a folder of pictures, and a control point on the other host."""
     folder = tmp_path_factory.mktemp("pictures")
     for name, order in (("intel", "II"), ("motorola", "MM")):
@@ -39,31 +38,26 @@ def served(network, tmp_path_factory):
     pictures.make(folder / "portrait.jpeg", 301, 403, "smptebars")
     pictures.make(folder / "grey.jpg", 97, 61, "testsrc", pixels="gray")
     pictures.make(folder / "dot.jpg", 1, 1, "testsrc", pixels="yuvj444p")
+    pictures.make(folder / "black.jpg", 64, 48, "color")
     cut = pictures.make(folder / "cut.jpg", 640, 480)
     os.truncate(cut, cut.stat().st_size // 2)
-    for name in ("comment.JPG", "portrait.jpeg", "grey.jpg", "dot.jpg", "cut.jpg"):
+    for name in ("comment.JPG", "portrait.jpeg", "grey.jpg", "dot.jpg", "black.jpg", "cut.jpg"):
         os.utime(folder / name, (1_000_000_000, 1_000_000_000))
-    server = daemon.Daemon(network.server, tmp_path_factory.mktemp("server"), folder,
-                           settings={"scantime": 0}).start_and_scan()
-    yield types.SimpleNamespace(server=server, client=server.client(network.receiver), folder=folder)
-    try:
-        server.stop()
-    finally:
-        server.kill()
+    server = serve_file(folder, httpport=None)  # at the port that a receiver is told by its search
+    return types.SimpleNamespace(server=server, client=server.client(), folder=folder, pictures=listed(server.client()))
 
 
 def listed(client):
     return {entry.title: entry for entry in client.browse(client.child("0", "Pictures", "All Pictures").id)}
 
 
-def get(client, entry, rest):
-    return client.get(f"/picture/{entry.id}{rest}")
+def get(server, entry, rest):
+    return server.client().get(f"/picture/{entry.id}{rest}")
 
 
 def test_what_the_camera_wrote_is_listed(served):
-    entries = listed(served.client)
     facts = {title: (entry.text(DATE), entry.text(DESCRIPTION), entry.resource.get("resolution"))
-             for title, entry in entries.items()}
+             for title, entry in served.pictures.items()}
     camera = ("2005-07-14", "Two ships & <a gull>", "640x480")
     assert facts == {
         "intel": camera,
@@ -72,10 +66,16 @@ def test_what_the_camera_wrote_is_listed(served):
         "portrait": ("2001-09-09", "", "301x403"),
         "grey": ("2001-09-09", "", "97x61"),
         "dot": ("2001-09-09", "", "1x1"),
+        "black": ("2001-09-09", "", "64x48"),
         "cut": ("2001-09-09", "", "640x480"),
     }
     by_day = served.client.child("0", "Pictures", "Date", "2005", "07", "14")
     assert by_day.child_count == 2
+    for entry in served.client.browse(by_day.id):  # references are served like their pictures
+        assert entry.ref_id is not None
+        for resource in entry.element.findall(wire.DIDL + "res"):
+            assert f"/{entry.id}(" in resource.text
+            assert served.client.get(re.sub("^http://[^/]*", "", resource.text)).status == 200
 
 
 @pytest.mark.skipif(not importlib.util.find_spec("gi"), reason="python3-gi is not installed")
@@ -84,7 +84,7 @@ def test_gupnp_is_told_of_pictures_that_open(served, network):
                                 "Pictures", "All Pictures", check=False, timeout=90)
     assert done.returncode == 0, done.stderr
     found = json.loads(done.stdout)["resources"]
-    assert len(found) == 7
+    assert len(found) == 8
     for title, resources in found.items():
         assert [resolution for _, resolution, _ in resources][1:] == [
             "684x456", "136x90", "160x160", "48x48", "640x480", "1024x768", "120x120", "800x600"
@@ -100,40 +100,43 @@ def test_gupnp_is_told_of_pictures_that_open(served, network):
                 assert pictures.size(body) == (width, height), url
 
 
-def test_sizes_and_modes(served):
-    client, entries = served.client, listed(served.client)
-    for title, rest, expected in (("intel", "(160x160,1).jpg", (160, 160)), ("intel", "(160x160,2).jpg", (160, 120)),
-                                  ("intel", "(160x160,0).jpg", (640, 480)), ("portrait", "(160x160,2).jpg", (120, 160)),
-                                  ("grey", "(200x200,3).jpg", (200, 200)), ("dot", "(64x48,1).jpg", (64, 48)),
-                                  ("cut", "(160x160,1).jpg", (100, 100)),
-                                  ("dot", "(168x112,1).goicon.jpg", (168, 112))):
-        answer = get(client, entries[title], rest)
+SIZES = [
+    ("intel", "(160x160,1).jpg", (160, 160)), ("intel", "(160x160,2).jpg", (160, 120)),
+    ("intel", "(160x160,0).jpg", (640, 480)), ("intel", "(160x160,99)", (160, 160)),
+    ("intel", "(0160x+120,-1)", (160, 120)), ("intel", ".jpg(9x9,1)", (9, 9)), ("intel", "(4096x1,1)", (4096, 1)),
+    ("portrait", "(160x160,2).jpg", (120, 160)), ("grey", "(200x200,3).jpg", (200, 200)),
+    ("dot", "(64x48,1).jpg", (64, 48)), ("cut", "(160x160,1).jpg", (100, 100)),
+    ("dot", "(168x112,1).goicon.jpg", (168, 112)),
+]
+RAW = [("(135x91,1).yuv", 18427), ("(10x10,1).goicon.yuv", 150), ("(32x24,1).tini.jpg", 32 * 24 * 2),
+       ("(1000x1000,1).tini", 2_000_000), ("(4096x4096,0).tini", 64 * 48 * 2)]
+
+
+def test_sizes_and_forms(served):
+    for title, rest, expected in SIZES:
+        answer = get(served.server, served.pictures[title], rest)
         assert answer.status == 200 and answer.header("Content-Type") == "image/jpeg"
         assert pictures.size(answer.body) == expected, (title, rest)
-        head = client.request("HEAD", f"/picture/{entries[title].id}{rest}")
+        head = served.client.request("HEAD", f"/picture/{served.pictures[title].id}{rest}")
         assert head.header("Content-Length") == str(len(answer.body))
+    for rest, length in RAW:
+        answer = get(served.server, served.pictures["black"], rest)
+        assert (len(answer.body), answer.header("Content-Type")) == (length, "image/jpeg"), rest
+        assert "tini" not in rest or "1000" in rest or set(answer.body) == {0}, rest
 
     # Fitted to 149 columns in the middle.
-    letterbox = pictures.decode(get(client, entries["portrait"], "(300x200,1).jpg").body)
+    letterbox = pictures.decode(get(served.server, served.pictures["portrait"], "(300x200,1).jpg").body)
     assert max(pictures.pixel(letterbox, 60, 100)) < 12 and max(pictures.pixel(letterbox, 100, 20)) > 100
-    placeholder = pictures.decode(get(client, entries["cut"], "(160x160,1).jpg").body)
+    icon = pictures.decode(get(served.server, served.pictures["black"], "(168x112,1).goicon.jpg").body)
+    red, _, blue = pictures.pixel(icon, 84, 80)
+    assert red > blue + 100, "a yellow folder"
+    placeholder = pictures.decode(get(served.server, served.pictures["cut"], "(160x160,1).jpg").body)
     assert set(placeholder[2]) <= {127, 128, 129}
     assert "Error on decoding JPEG" in served.server.log()
 
 
-def test_a_reference_is_served_like_its_picture(served):
-    by_day = served.client.child("0", "Pictures", "Date", "2005", "07", "14")
-    for entry in served.client.browse(by_day.id):
-        assert entry.ref_id is not None
-        for resource in entry.element.findall(wire.DIDL + "res"):
-            assert f"/{entry.id}(" in resource.text
-            assert served.client.get(re.sub("^http://[^/]*", "", resource.text)).status == 200
-
-
-def test_the_original_alone_without_rescaling(lone_host, start_daemon, served):
-    server = start_daemon(lone_host, served.folder, settings={"norescale": 1, "scantime": 0})
-    server.wait_until_up()
-    server.wait_for_scan()
+def test_the_original_alone_without_rescaling(serve, served):
+    server = serve(served.folder, norescale=1)
     entry = listed(server.client())["intel"]
     resource, = entry.element.findall(wire.DIDL + "res")
     assert resource.get("protocolInfo") == "http-get:*:image/jpeg:*" and resource.get("resolution") == "640x480"
@@ -141,111 +144,144 @@ def test_the_original_alone_without_rescaling(lone_host, start_daemon, served):
 
 
 def test_urls_that_ask_for_nothing(served):
-    number = listed(served.client)["intel"].id
+    number = served.pictures["intel"].id
     bad = [f"/picture/{text}" for text in (
         "", number, f"{number}(160x160,1", f"{number}(160,1)", f"{number}160x160,1)", "-1(9x9,1)", "0(9x9,1)",
         "99999999999999999999(9x9,1)", f"{number}abc(9x9,1)", "(9x9,1)", f"{number}(100000x100000,1)",
         f"{number}(65535x65535,0)", f"{number}(0x0,1)", f"{number}(-1x5,1)", f"{number}(9x,1)", "folder.goicon",
-        f"{number}(" + "9" * 200 + "x9,1)")]
-    bad += [f"/albumart-{kind}/{text}" for kind in ("mp3", "wma")
+        f"{number}(9x0,1)", f"{number}(4097x9,1)", f"{number}(9x4097,1)", f"{number}(0x9,1).goicon.jpg",
+        "999999(9x9,1).goicon.jpg", f"{number}(" + "9" * 200 + "x9,1)")]
+    bad += [f"/albumart-{kind}/{text}" for kind in ("mp3", "wma", "m4a", "wav")
             for text in ("", "-1", "0", "1abc", "9" * 200, number)]
-    good = [f"/picture/{number}{text}" for text in ("(1x1,1)", "(135x91,1).yuv", "(160x160,99)", "(4096x1,1)")]
 
     def ask():
         for url in bad:
             assert served.client.get(url).status == 404, url
-        for url in good:
-            assert served.client.get(url).status == 200, url
     served.server.survives(ask)
 
 
-def bad_files(whole):
-    """{name: content}, made from a good picture."""
-    loop = pictures.TIFF + pictures.ifd([(pictures.EXIF_IFD, 4, 1, 8)], following=8)
-    soi = b"\xff\xd8"
-    files = {
-        "exif_loop": soi + pictures.exif(loop) + whole[2:],
-        "exif_65535_entries": soi + pictures.exif(pictures.TIFF + pictures.ifd([(270, 2, 9, 8)] * 50, count=65535)),
-        "exif_wrapping": soi + pictures.exif(pictures.TIFF + pictures.ifd([(270, 2, 1000, 0xFFFFFFF8)])),
-        "exif_far": soi + pictures.exif(b"II*\0\xff\xff\xff\xff" + bytes(64)),
-        "huge": soi + pictures.frame(65500, 65500) + whole[-300:],
-        "huge_progressive": soi + pictures.frame(9000, 9000, marker=0xC2) + whole[-300:],
-        "zero": soi + pictures.frame(0, 0) + whole[-300:],
-        "four_components": soi + pictures.frame(64, 48, components=4) + whole[-300:],
-        "twelve_bits": soi + pictures.frame(64, 48, precision=12) + whole[-300:],
-        "two_components": soi + pictures.frame(64, 48, components=2) + whole[-300:],
-        "markers_only": soi + b"\xff\xe0\0\x02" * 30_000,
-        "ones": b"\xff" * 200_000,
-        "gif": b"GIF89a" + b"\xff" * 1000,
-        "empty": b"",
-    }
-    for length in range(18):
-        files[f"app1_of_{length}"] = soi + pictures.exif(loop, length) + whole[2:]
-    for part in range(1, 8):
-        files[f"part_{part}"] = whole[:len(whole) * part // 8]
-    marks = b"line\nend <EOI>\n<SOI>\nRE:/etc/hostname\0"
-    files["marks"] = soi + pictures.exif(
-        pictures.TIFF + pictures.ifd([(pictures.DESCRIPTION, 2, len(marks), 26)]) + marks + bytes(8)) + whole[2:]
-    return files
+def corpus(name):
+    return (music.CORPUS / name).read_bytes()
 
 
-def test_broken_pictures(network, start_daemon, tmp_path):
-    files = bad_files(pictures.make(tmp_path / "good.jpg", 64, 48).read_bytes())
-    for name, content in files.items():
-        music.write(tmp_path / "content" / f"{name}.jpg", content)
-    os.mkfifo(tmp_path / "content" / "fifo.jpg")
-    server = start_daemon(network.server, tmp_path / "content", port=9031, settings={"httpport": 9031, "scantime": 0})
-    server.wait_until_up()
-    server.wait_for_scan()
-    client = server.client(network.receiver)
-    entries = listed(client)
-    assert set(entries) - {"fifo"} == set(files)
-    assert "<EOI>" in entries["marks"].text(DESCRIPTION)
-
-    def look_at_everything():
-        for name, entry in entries.items():
-            for rest in ("(160x160,1).jpg", "(684x456,3).yuv", "(64x64,0)"):
-                answer = get(client, entry, rest)
-                assert answer.status == (404 if name == "fifo" else 200), (name, rest)
-    server.survives(look_at_everything)
-
-
-def test_covers(network, start_daemon, tmp_path):
-    cover = pictures.make(tmp_path / "cover.jpg", 64, 48).read_bytes()
-    jfif = b"\xff\xd8" + pictures.segment(0xE0, b"JFIF\0\1\1\0\0\1\0\1\0\0") + cover[cover.index(b"\xff\xdb"):]
-    for name, image in (("with", jfif), ("exif", cover.replace(b"\xff\xe0", b"\xff\xe1", 1))):
-        body = b"\0image/jpeg\0\3\0" + image
-        frame = b"APIC" + len(body).to_bytes(4, "big") + b"\0\0" + body
-        music.write(tmp_path / "content" / f"{name}.mp3",
-                    music.id3_tag(music.text_frame("TIT2", name) + frame) + music.mp3())
-    server = start_daemon(network.server, tmp_path / "content", port=9033, settings={"httpport": 9033, "scantime": 0})
-    server.wait_until_up()
-    server.wait_for_scan()
-    client = server.client(network.receiver)
-    for track in client.tracks():
-        url = re.sub("^http://[^/]*", "", track.text(wire.UPNP + "albumArtURI"))
-        answer = client.get(url)
-        if track.title == "with":
-            assert answer.status == 200 and answer.header("Content-Type") == "image/jpeg" and answer.body == jfif
-            assert client.request("HEAD", url).header("Content-Length") == str(len(jfif))
-        else:
-            assert answer.status == 404  # nothing but JFIF is looked for
+JPEG = corpus("fuzz_jpeg/baseline")
+OK = b"HTTP/1.1 200 OK\r\n"
+LENGTH = b"Content-Length: %d\r\n" % len(JPEG)
+CHUNKED = OK + b"Transfer-Encoding: chunked\r\n\r\n"
+FETCHED = {  # answers behind which the connection stays open, and whether they are taken for a picture
+    "/by_length": (OK + LENGTH + b"\r\n" + JPEG + b"and more", True),
+    # One character, whatever it is, is expected between the colon and the digits.
+    "/one_character": (OK + LENGTH.replace(b" ", b"x") + b"\r\n" + JPEG + b"and more", True),
+    "/no_character": (OK + LENGTH.replace(b" ", b"") + b"\r\n" + JPEG, False),
+    "/two_characters": (OK + LENGTH.replace(b" ", b"  ") + b"\r\n" + JPEG, False),
+    "/length_empty": (OK + b"Content-Length:\r\n5: x\r\n\r\n" + JPEG, False),
+    "/negative_length": (OK + b"Content-Length: -1\r\n\r\n" + JPEG, False),
+    "/too_long": (OK + b"Content-Length: 16777217\r\n\r\n" + JPEG, False),
+    "/chunked": (CHUNKED.replace(b"chunked", b"Chunked") + b"%x\r\n%b\r\n0\r\n\r\n" % (len(JPEG), JPEG), True),
+    "/chunk_negative": (CHUNKED + b"%x\r\n%b\r\n-1\r\nlo" % (len(JPEG), JPEG), True),
+    "/chunk_too_long": (CHUNKED + b"1000001\r\n" + JPEG, False),
+    "/interim": (b"HTTP/1.1 100 Continue\r\n\r\n" + OK + LENGTH + b"\r\n" + JPEG, True),
+    "/endless_header": (OK + b"X: " + b"x" * 70_000, False),
+    "/status": (b"HTTP/1.1 404 Not Found\r\nContent-Length: 2\r\n\r\nno", False),
+}
+CLOSED = {  # answers that the end of the connection ends
+    "/to_close": (OK + b"Connection: close\r\n\r\n" + JPEG, True),
+    "/length_not_met": (OK + b"Content-Length: 9999\r\n\r\n" + JPEG, True),
+    "/half": (OK + LENGTH + b"\r\n" + JPEG[:300], False),
+    "/no_end_announced": (OK + b"Connection: keep-alive\r\n\r\n" + JPEG, False),
+    "/no_header": (b"", False),
+}
+ADDRESSES = {  # the last port counts, and the host in front of the first one; what cannot be sent as it is is not asked
+    "two ports": ("http://127.0.0.1:1:PORT/by_length", True), "letters": ("http://127.0.0.1:PORTx/by_length", True),
+    "webcam": ("http://127.0.0.1:PORT/by_length#_webcam.jpg", True), "nobody": ("http://127.0.0.1:9/by_length", False),
+    "port 0": ("http://127.0.0.1:0/by_length", False), "blank": ("http://127.0.0.1:PORT/by_length b", False),
+    "long": ("http://127.0.0.1:PORT/by_length?" + "u" * 600, False),
+}
 
 
-def test_many_large_pictures_at_once(network, start_daemon, tmp_path):
+def test_pictures_of_other_servers(serve, lone_host, tmp_path):
+    def held(answer):
+        def respond(connection, _):
+            connection.sendall(answer)
+            connection.recv(1)
+        return respond
+    with Origin(lone_host, {path: held(answer) for path, (answer, _) in FETCHED.items()} |
+                {path: answer for path, (answer, _) in CLOSED.items()}) as origin:
+        urls = {path: origin.url(path) for path in FETCHED | CLOSED} | {
+            title: url.replace("PORT", origin.authority.partition(":")[2]) for title, (url, _) in ADDRESSES.items()}
+        urls |= {"login": f"http://user:pw@{origin.authority}/by_length", "ftp": "ftp://127.0.0.1/p.jpg"}
+        server = serve_items(serve, tmp_path, {title: {"RE": url, "CL": PHOTO} for title, url in urls.items()},
+                             host=lone_host)
+        placeholder = get(server, server.items["nobody"], "(32x24,1).tini").body
+        for title, (_, shown) in (FETCHED | CLOSED | ADDRESSES).items():
+            answer = get(server, server.items[title], "(32x24,1).tini")
+            assert answer.status == 200 and (answer.body != placeholder) == shown, title
+        assert get(server, server.items["ftp"], "(32x24,1)").status == 404
+        assert {request.split()[1] for request in origin.requests} == FETCHED.keys() | CLOSED.keys()
+        get(server, server.items["login"], "(9x9,1)")
+        head, agent, rest = origin.requests[-1].partition("\r\nUser-Agent: ")
+        assert head == (f"GET /by_length HTTP/1.1\r\nAccept: */*\r\nHost: user:pw@{origin.authority}\r\n"
+                        "Connection: Keep-Alive") and re.fullmatch("[^\r\n]+\r\n\r\n", rest), "kept on purpose"
+
+
+def tagged(image, size=None):
+    return music.id3_tag(music.text_frame("TIT2", "T") + music.text_frame("APIC", BEFORE + image, size))
+
+
+BEFORE = b"\0image/jpeg\0\3\0"
+PIC = b"\xff\xd8\xff\xe0pic\xff\xd9"
+COVERS = {  # file, type and bytes of the picture
+    "with.mp3": (tagged(JPEG) + music.mp3(), "image/jpeg", JPEG),
+    "exif.mp3": (tagged(JPEG.replace(b"\xff\xe0", b"\xff\xe1", 1)) + music.mp3(), None, None),  # no JFIF
+    "extended.wma": (corpus("fuzz_wma/wma_extended"), "image/png", b"\x89PNG..."),
+    "library.wma": (corpus("fuzz_wma/wma_library"), "image/png", b"\x89PNG..."),
+    "a.m4a": (corpus("fuzz_wav_m4a/m4a"), "image/jpeg", PIC),
+    "a.wav": (corpus("fuzz_wav_m4a/wav"), "image/jpeg", PIC[:6]),
+    **{f"{size}.mp3": (tagged(JPEG, size), "image/jpeg", JPEG) for size in (20_000, 0xFFFFFFFF)},  # the file ends early
+}
+
+
+def test_covers(serve, tmp_path):
+    for name, (content, _, _) in COVERS.items():
+        music.write(tmp_path / name, content)
+    server = serve_items(serve, tmp_path, {name: {"RE": tmp_path / name, "CL": TRACK} for name in COVERS})
+    for name, (_, kind, image) in COVERS.items():
+        url = f"/albumart-{name.rpartition('.')[2]}/{server.items[name].id}.jpg"
+        received = server.client().exchange(f"GET {url} HTTP/1.1\r\n\r\n".encode())
+        answer = wire.Answer.of_head(*received.split(b"\r\n\r\n", 1))
+        if image is None:
+            assert answer.status == 404, name
+            continue
+        assert (answer.status, answer.header("Content-Type"), answer.body) == (200, kind, image), name
+        cut = name[0].isdigit()
+        length = str(int(name[:-4]) - len(BEFORE) if cut else len(image))
+        assert answer.header("Content-Length") == length, name
+        assert answer.header("Connection") == ("close" if cut else "keep-alive"), name
+        assert server.client().request("HEAD", url).header("Content-Length") == length, name
+    (tmp_path / name).unlink()
+    assert server.client().get(url).status == 404
+
+
+def test_a_picture_that_has_gone(serve, tmp_path):
+    picture = music.write(tmp_path / "music" / "gone.jpg", JPEG)
+    server = serve(tmp_path / "music")
+    entry = listed(server.client())["gone"]
+    picture.unlink()
+    assert get(server, entry, "(9x9,1)").status == 404
+    assert pictures.size(get(server, entry, "(168x112,1).goicon.jpg").body) == (168, 112), "the icon needs no file"
+
+
+def test_many_large_pictures_at_once(serve, tmp_path):
     pictures.make(tmp_path / "content" / "large.jpg", 4000, 3000)
-    server = start_daemon(network.server, tmp_path / "content", port=9032, settings={"httpport": 9032, "scantime": 0})
-    server.wait_until_up()
-    server.wait_for_scan()
-    client = server.client(network.receiver)
+    server = serve(tmp_path / "content")
+    client = server.client()
     entry = listed(client)["large"]
     before, peak, browsed = server.resident_bytes(), 0, 0
     bodies = []
 
     def fetch():
-        with client.connect(timeout=120 * SLOWNESS) as connection:
-            connection.sendall(f"GET /picture/{entry.id}(1024x768,1).jpg HTTP/1.1\r\n\r\n".encode())
-            bodies.append(wire.read_answer(connection)[0].body)
+        request = f"GET /picture/{entry.id}(1024x768,1).jpg HTTP/1.1\r\n\r\n".encode()
+        bodies.append(client.send(request, timeout=120 * SLOWNESS).body)
     threads = [threading.Thread(target=fetch) for _ in range(32)]
     for thread in threads:
         thread.start()

@@ -1,5 +1,6 @@
 """What the tests put on the wire and read from it: plain HTTP, SOAP control, DIDL-Lite, SSDP; Python's library only."""
 
+import contextlib
 import dataclasses
 import re
 import socket
@@ -23,12 +24,16 @@ class Answer:
     headers: list          # (name, value as sent, leading blank included)
     body: bytes
 
-    @property
-    def status(self):
-        return int(self.status_line.split()[1])
+    status = property(lambda self: int(self.status_line.split()[1]))
+    text = property(lambda self: self.body.decode())
 
     def header(self, name):
         return next((value.strip() for key, value in self.headers if key.lower() == name.lower()), None)
+
+    @staticmethod
+    def of_head(head, body=b""):
+        status_line, *lines = head.decode("latin-1").split("\r\n")
+        return Answer(status_line, [tuple(line.split(":", 1)) for line in lines], body)
 
 
 class Closed(Exception):
@@ -39,41 +44,28 @@ class Closed(Exception):
         self.received = received
 
 
-def _receive(connection, have):
-    piece = connection.recv(1 << 16)
-    if not piece:
-        raise Closed(have)
-    return have + piece
-
-
 def read_answer(connection, method="GET", have=b""):
     """One answer, read by its Content-Length (or to the end of the connection). Returns it and the bytes behind it."""
-    while b"\r\n\r\n" not in have:
-        have = _receive(connection, have)
-    head, rest = have.split(b"\r\n\r\n", 1)
-    lines = head.decode("latin-1").split("\r\n")
-    answer = Answer(lines[0], [tuple(line.split(":", 1)) for line in lines[1:]], b"")
-    length = answer.header("Content-Length")
-    if method == "HEAD":
-        return answer, rest
-    if length is None:
-        while True:
-            try:
-                rest = _receive(connection, rest)
-            except Closed:
-                answer.body = rest
-                return answer, b""
-    length = int(length)
-    pieces, got = [rest], len(rest)
-    while got < length:
+    received = bytearray(have)
+
+    def receive():
         piece = connection.recv(1 << 16)
-        if not piece:
-            raise Closed(head + b"\r\n\r\n" + b"".join(pieces))
-        pieces.append(piece)
-        got += len(piece)
-    body = b"".join(pieces)
-    answer.body = body[:length]
-    return answer, body[length:]
+        received.extend(piece)
+        return piece
+    while b"\r\n\r\n" not in received:
+        if not receive():
+            raise Closed(bytes(received))
+    body_start = received.index(b"\r\n\r\n") + 4
+    answer = Answer.of_head(bytes(received[:body_start - 4]))
+    length = answer.header("Content-Length")
+    end = body_start if method == "HEAD" else float("inf") if length is None else body_start + int(length)
+    while len(received) < end and receive():
+        pass
+    if length is not None and len(received) < end:
+        raise Closed(bytes(received))
+    end = min(end, len(received))
+    answer.body = bytes(received[body_start:end])
+    return answer, bytes(received[end:])
 
 
 class Client:
@@ -81,9 +73,11 @@ class Client:
 
     def __init__(self, host, address, port):
         self.host, self.address, self.port = host, address, port
+        self.source = None  # its own address, where the host has several
+        self.headers = []   # lines of every request, by which a receiver may be known
 
     def connect(self, timeout=20):
-        return self.host.connect(self.address, self.port, timeout)
+        return self.host.connect(self.address, self.port, timeout, self.source)
 
     def send(self, request, method="GET", timeout=20):
         """The answer to a request given as bytes, on a connection of its own."""
@@ -91,8 +85,20 @@ class Client:
             connection.sendall(request)
             return read_answer(connection, method)[0]
 
+    def exchange(self, request, timeout=60):
+        """Sends bytes and the end of what is sent; everything that comes back until the server closes or resets."""
+        received = bytearray()
+        with self.connect(timeout) as connection:
+            with contextlib.suppress(ConnectionResetError, BrokenPipeError):  # what was said before is still read
+                connection.sendall(request)
+                connection.shutdown(socket.SHUT_WR)
+            with contextlib.suppress(ConnectionResetError):
+                while piece := connection.recv(1 << 16):
+                    received += piece
+        return bytes(received)
+
     def request(self, method, url, headers=(), body=b"", version="1.1"):
-        lines = [f"{method} {url} HTTP/{version}", f"Host: {self.address}:{self.port}", *headers]
+        lines = [f"{method} {url} HTTP/{version}", f"Host: {self.address}:{self.port}", *self.headers, *headers]
         if body:
             lines.append(f"Content-Length: {len(body)}")
         return self.send("\r\n".join(lines).encode() + b"\r\n\r\n" + body, method)
@@ -145,6 +151,16 @@ class Client:
             object_id = found[0].id
         return found[0]
 
+    def walk(self, object_id="0"):
+        """Every object below one, each checked against the container that it stands in."""
+        listing = self.browse(object_id)
+        assert listing.total == len(listing)
+        for entry in listing:
+            assert entry.parent_id == object_id
+            yield entry
+            if entry.is_container:
+                yield from self.walk(entry.id)
+
     def tracks(self):
         """The items of "All Tracks"."""
         return list(self.browse(self.child("0", "Music", "All Tracks").id))
@@ -186,10 +202,7 @@ class Entry:
     resource = property(lambda self: self.element.find(DIDL + "res"))
     url = property(lambda self: self.resource.text)
 
-    @property
-    def path(self):
-        """The URL's path, for requests to a server that is already known."""
-        return re.sub(r"^http://[^/]*", "", self.url)
+    path = property(lambda self: re.sub(r"^http://[^/]*", "", self.url))  # for a server that is already known
 
     def __repr__(self):
         return f"<{'container' if self.is_container else 'item'} {self.id} {self.title!r}>"
@@ -214,21 +227,15 @@ def msearch(target, mx="1"):
 def parse_packet(packet):
     """(start line, {header in capitals: value}) of an SSDP message."""
     lines = packet.decode("latin-1").split("\r\n")
-    return lines[0], {
-        name.upper(): value.strip()
-        for name, value in (line.split(":", 1) for line in lines[1:] if ":" in line)
-    }
+    fields = (line.split(":", 1) for line in lines[1:] if ":" in line)
+    return lines[0], {name.upper(): value.strip() for name, value in fields}
 
 
-class Searcher:
-    """A socket that multicasts searches from a host and hears the unicast answers."""
+class _Ssdp:
+    """A socket on a host's network."""
 
     def __init__(self, host):
         self.socket = host.udp()
-        self.socket.bind((host.address, 0))
-        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(host.address))
-        # Loopback alone would otherwise count as too far away.
-        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_TTL, 4)
 
     def __enter__(self):
         return self
@@ -236,37 +243,47 @@ class Searcher:
     def __exit__(self, *_):
         self.socket.close()
 
+    def receive(self, count, deadline=20):
+        """The next count packets as (start line, header dictionary, sender); fails when they do not come."""
+        packets, end = [], time.monotonic() + deadline
+        while len(packets) < count:
+            self.socket.settimeout(max(0.01, end - time.monotonic()))
+            try:
+                packet, sender = self.socket.recvfrom(4096)
+            except TimeoutError:
+                raise AssertionError(f"{len(packets)} of {count} packets within {deadline} s: {packets}") from None
+            packets.append((*parse_packet(packet), sender))
+        return packets
+
+
+class Searcher(_Ssdp):
+    """Multicasts searches and hears the unicast answers."""
+
+    def __init__(self, host, address=None):
+        super().__init__(host)
+        self.socket.bind((address or host.address, 0))
+        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton(host.address))
+        # Loopback alone would otherwise count as too far away.
+        self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_TTL, 4)
+
     def send(self, packet):
         self.socket.sendto(packet, GROUP)
-
-    def receive(self, count, deadline=20):
-        """The next count answers as (header dictionary, sender); fails when they do not come."""
-        return _receive_packets(self.socket, count, deadline)
 
     def search(self, target, count, mx="1"):
         self.send(msearch(target, mx))
         return self.receive(count)
 
 
-class Listener:
-    """A socket that hears what is multicast on a host's network."""
+class Listener(_Ssdp):
+    """Hears what is multicast."""
 
     def __init__(self, host):
-        self.socket = host.udp()
+        super().__init__(host)
         self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         self.socket.bind(GROUP)
         with host.entered():
             self.socket.setsockopt(socket.IPPROTO_IP, socket.IP_ADD_MEMBERSHIP,
                                    socket.inet_aton(GROUP[0]) + socket.inet_aton(host.address))
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.socket.close()
-
-    def receive(self, count, deadline=20):
-        return _receive_packets(self.socket, count, deadline)
 
     def notifications(self, kind, count):
         """The headers of the next notifications of a kind ("ssdp:alive", "ssdp:byebye"); others do not count."""
@@ -276,15 +293,3 @@ class Listener:
             if start.startswith("NOTIFY") and headers["NTS"] == kind:
                 found.append(headers)
         return found
-
-
-def _receive_packets(sock, count, deadline):
-    packets, end = [], time.monotonic() + deadline
-    while len(packets) < count:
-        sock.settimeout(max(0.01, end - time.monotonic()))
-        try:
-            packet, sender = sock.recvfrom(4096)
-        except TimeoutError:
-            raise AssertionError(f"{len(packets)} of {count} packets within {deadline} s: {packets}") from None
-        packets.append((*parse_packet(packet), sender))
-    return packets

@@ -1,32 +1,23 @@
-#include "upnp/clients.h"
-
+// Which client speaks, and which ids it may browse by.
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "core/settings.h"
-#include "support/own_network.h"
-#include "support/scripted_server.h"
+#include "support/rows.h"
+#include "support/store_fixture.h"
+#include "upnp/browse_id.h"
+#include "upnp/clients.h"
 
 namespace {
 
-using After = ScriptedServer::After;
-
-constexpr int kNoxonPort = 80;
-constexpr int kDlinkPort = 59089;
-
-class Clients : public testing::Test {
+class Clients : public StoreFixture {
 protected:
-    void SetUp() override { clients_reset(); }
-    void TearDown() override {
-        clients_reset();
-        settings_free_all();
+    Clients() { clients_reset(); }
+    static ObjectId map(std::string_view text, std::string_view address = "127.0.0.51") {
+        const BrowseId id = browse_id_read(text, address);
+        StoreLock lock;
+        return db_map_browse_id(lock, id);
     }
 };
-
-std::string page(const std::string& text) {
-    return "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n<root>" + text + "</root>";
-}
 
 TEST_F(Clients, AreKnownByAddressNineAtMost) {
     for (int i = 1; i <= 10; ++i) set_client_type(ClientKind::sony, "10.0.0." + std::to_string(i));
@@ -42,9 +33,8 @@ TEST_F(Clients, ConfiguredOnesNeedNoProofAndNeverReplaceWhatIsKnown) {
     clients_register_configured();
     EXPECT_EQ(client_type("10.0.0.2"), ClientKind::dlink_dsm320);
     EXPECT_EQ(client_type("10.0.0.4"), ClientKind::noxon);
-    set_client_type(ClientKind::netgear_mp101, "10.0.0.1");
-    set_client_type(ClientKind::dlink_dsm320, "10.0.0.1");
-    set_client_type(ClientKind::noxon, "10.0.0.1");
+    for (const ClientKind kind : {ClientKind::netgear_mp101, ClientKind::dlink_dsm320, ClientKind::noxon})
+        set_client_type(kind, "10.0.0.1");
     EXPECT_EQ(client_type("10.0.0.1"), ClientKind::netgear_mp101);
 
     set_client_type(ClientKind::linksys, "10.0.0.3");
@@ -56,28 +46,36 @@ TEST_F(Clients, ConfiguredOnesNeedNoProofAndNeverReplaceWhatIsKnown) {
         EXPECT_FALSE(is_music_client(any)) << any;
 }
 
-// Asked at fixed ports.
-TEST_F(Clients, ClaimedOnesAreWhatTheirDescriptionSays) {
-    if (!enter_own_network()) GTEST_SKIP() << "no network namespace to be had: the fixed ports may be in use";
-    {
-        ScriptedServer noxon{page("TerraTec"), After::close, "127.0.0.2", kNoxonPort};
-        set_client_type(ClientKind::noxon, "127.0.0.2");
-        EXPECT_TRUE(noxon.last_request().starts_with("GET /description.xml HTTP/1.1\r\n"));
-        ScriptedServer other{page("Terratec"), After::close, "127.0.0.3", kNoxonPort};
-        set_client_type(ClientKind::noxon, "127.0.0.3");
-        set_client_type(ClientKind::noxon, "127.0.0.3");
-        EXPECT_EQ(other.connections(), 1) << "asked once";
-    }
-    {
-        ScriptedServer dlink{page("<manufacturer>DLink</manufacturer>"), After::close, "127.0.0.4", kDlinkPort};
-        set_client_type(ClientKind::dlink_dsm320, "127.0.0.4");
-        EXPECT_TRUE(dlink.last_request().starts_with("GET / HTTP/1.1\r\n"));
-        set_client_type(ClientKind::dlink_dsm320, "127.0.0.5");
-    }
-    EXPECT_EQ(client_type("127.0.0.2"), ClientKind::noxon);
-    EXPECT_EQ(client_type("127.0.0.3"), ClientKind::generic);
-    EXPECT_EQ(client_type("127.0.0.4"), ClientKind::dlink_dsm320);
-    EXPECT_EQ(client_type("127.0.0.5"), ClientKind::generic) << "nobody answers there";
+TEST_F(Clients, BrowseByNamesAndNumbers) {
+    for (const auto& [text, id] : Rows<const char*, ObjectId>{
+             {"0\\Music\\", id_of_container({"Music"})},
+             {"0\\Photo\\", id_of_container({"Pictures"})},
+             {"0\\Movie\\", id_of_container({"Videos"})},
+             {"0\\Music", 0},
+             {" 17", 17},
+             {"17.mp3", 17},
+             {"-1", -1},
+             {"2147483647", 2147483647},
+             {"2147483648", -1},
+             {"99999999999999999999", -1},
+         })
+        EXPECT_EQ(map(text), id) << text;
+}
+
+TEST_F(Clients, TellByTheIdsThatTheyAreForMusicOnly) {
+    constexpr const char* kClient = "127.0.0.50";
+    const ObjectId music = id_of_container({"Music"});
+    EXPECT_EQ(map("0", kClient), kRootId);
+    map("0\\Photo\\", kClient);
+    EXPECT_FALSE(is_music_client(kClient));
+    map("0\\Music\\", kClient);
+    EXPECT_TRUE(is_music_client(kClient));
+    EXPECT_EQ(map("0", kClient), music);
+    EXPECT_EQ(map("00", kClient), kRootId);
+    // A kind that is known to be for music stays what it is.
+    set_client_type(ClientKind::roku_soundbridge, "127.0.0.53");
+    map("0\\Music\\", "127.0.0.53");
+    EXPECT_EQ(client_type("127.0.0.53"), ClientKind::roku_soundbridge);
 }
 
 }  // namespace

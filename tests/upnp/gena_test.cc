@@ -1,55 +1,39 @@
 #include "upnp/gena.h"
 
-#include <gmock/gmock.h>
-#include <sys/socket.h>
+#include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
-#include "core/settings.h"
 #include "core/socket.h"
-#include "core/str.h"
-#include "db/store.h"
-#include "support/handler_call.h"
-#include "support/http_peer.h"
-#include "support/scripted_server.h"
+#include "support/rows.h"
 #include "upnp/gena_delivery.h"
 #include "upnp/gena_message.h"
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::StartsWith;
-
 namespace {
 
-TEST(SubscribeHeader, IsReadAsReceiversWriteIt) {
-    struct {
-        const char* header;
-        std::int32_t timeout;
-        std::optional<std::uint32_t> sid;
-        Text callback;
-    } const cases[] = {
-        {"CALLBACK: <http://h:1/a>\r\nTIMEOUT: Second-1800\r\n\r\n", 1800, {}, "<http://h:1/a>"},
-        {"callback: <http://h/a><http://i/b>\r\ntimeout: Second-infinite\r\n\r\n", 0, {}, "<http://h/a><http://i/b>"},
-        {"CALLBACK: x <a>\n\n", 0, {}, "<a"},      // the character before the line feed goes
-        {"CALLBACK:<http://h/a>\r\n", 0, {}, {}},  // without the blank the bracket is skipped
-        {"CALLBACK: http://h/a\r\nX: <b>\r\n", 0, {}, {}},
-        {"SID: uuid:4294967295\r\nTIMEOUT: 300\r\nA: -5\r\n", 0, 4294967295u, {}},
-        {"Sid: UUID:17\r\nTimeout: Second--7\r\n", -7, 17u, {}},
-        {"SID: 17\r\n", 0, {}, {}},
-    };
-    for (const auto& c : cases) {
-        const SubscribeHeader parsed = gena_parse_subscribe(c.header);
-        EXPECT_EQ(parsed.timeout, c.timeout) << c.header;
-        EXPECT_EQ(parsed.sid, c.sid) << c.header;
-        EXPECT_EQ(parsed.callback, c.callback) << c.header;
+TEST(SubscribeHeader, IsReadAsClientsWriteIt) {
+    for (const auto& [header, timeout, sid, callback] :
+         Rows<const char*, std::int32_t, std::optional<std::uint32_t>, Text>{
+             {"CALLBACK: <http://h:1/a>\r\nTIMEOUT: Second-1800\r\n\r\n", 1800, {}, "<http://h:1/a>"},
+             {"callback: <http://h/a><http://i/b>\r\ntimeout: Second-infinite\r\n\r\n",
+              0,
+              {},
+              "<http://h/a><http://i/b>"},
+             {"CALLBACK: x <a>\n\n", 0, {}, "<a"},      // the character before the line feed goes
+             {"CALLBACK:<http://h/a>\r\n", 0, {}, {}},  // without the blank the bracket is skipped
+             {"CALLBACK: http://h/a\r\nX: <b>\r\n", 0, {}, {}},
+             {"SID: uuid:4294967295\r\nTIMEOUT: 300\r\nA: -5\r\n", 0, 4294967295u, {}},
+             {"Sid: UUID:17\r\nTimeout: Second--7\r\n", -7, 17u, {}},
+             {"SID: 17\r\n", 0, {}, {}},
+         }) {
+        const SubscribeHeader parsed = gena_parse_subscribe(header);
+        EXPECT_EQ(parsed.timeout, timeout) << header;
+        EXPECT_EQ(parsed.sid, sid) << header;
+        EXPECT_EQ(parsed.callback, callback) << header;
     }
 }
 
 TEST(CallbackUrls, AreTakenApartInTurn) {
     // "host port host_port path"
-    const std::pair<const char*, std::vector<std::string>> cases[] = {
+    const std::pair<const char*, std::vector<std::string>> rows[] = {
         {"<http://10.0.0.1:80/e>", {"10.0.0.1 80 10.0.0.1:80 /e"}},
         {"<http://box/e?a=b:c>", {"bo 80 box /e?a=b:c"}},  // the host name loses its last character without a port
         {"<http://a:1/x><http://b:2/>", {"a 1 a:1 /x", "b 2 b:2 /"}},
@@ -58,7 +42,7 @@ TEST(CallbackUrls, AreTakenApartInTurn) {
         {"<http://a:1/x\ry><http://a:1/b c><http://b:2/ok>", {"b 2 b:2 /ok"}},
         {"<http:///x>", {" 80  /x"}},
     };
-    for (const auto& [callback, expected] : cases) {
+    for (const auto& [callback, expected] : rows) {
         std::vector<std::string> urls;
         for (const CallbackUrl& url : gena_callback_urls(callback))
             urls.push_back(url.host + " " + std::to_string(url.port) + " " + url.host_port + " " + url.path);
@@ -89,104 +73,6 @@ TEST(EventDelivery, KeepsToNearNetworks) {
         EXPECT_TRUE(gena_may_contact(ipv4_parse(near))) << near;
     for (const char* far : {"172.32.0.1", "172.15.0.1", "11.0.0.1", "192.169.0.1", "224.0.0.1", "255.255.255.255"})
         EXPECT_FALSE(gena_may_contact(ipv4_parse(far))) << far;
-}
-
-TEST(EventDelivery, GoesOnToTheNextUrlOfACallback) {
-    ScriptedServer receiver{"HTTP/1.1 200 OK\r\n\r\n"};
-    const std::string dead = "<http://127.0.0.1:9/a>";  // nobody listens there
-    EXPECT_FALSE(gena_deliver(dead, 1, 0, "x"));
-    EXPECT_TRUE(gena_deliver(dead + "<" + receiver.url("/b") + ">", 1, 0, "x"));
-    ASSERT_TRUE(holds_within(10'000, [&] { return receiver.connections() == 1; }));
-    EXPECT_THAT(receiver.last_request(), StartsWith("NOTIFY /b HTTP/1.1\r\nHOST: 127.0.0.1:"));
-}
-
-class Gena : public testing::Test {
-protected:
-    Gena() {
-        settings_set_defaults();
-        db_create();
-        gena_init();
-    }
-    ~Gena() override {
-        gena_shutdown();
-        db_destroy();
-        settings_free_all();
-    }
-    static std::string reply_to(HttpHandler handler, const std::string& lines) {
-        return call_handler(handler, "/ContentDirectory/Event", lines,
-                            handler == handle_subscribe ? kSubscribe : kUnsubscribe)
-            .head;
-    }
-};
-
-TEST_F(Gena, SubscribesRenewsAndUnsubscribes) {
-    // A port that nobody listens on.
-    const auto reply = reply_to(handle_subscribe, "CALLBACK: <http://127.0.0.1:9/e>\r\nTIMEOUT: Second-1800\r\n");
-    EXPECT_THAT(reply,
-                MatchesRegex("HTTP/1.1 200 OK\r\nDATE: [^\r]* GMT\r\nSERVER: Linux/2.x.x, UPnP/1.0, Pelorama UPnP "
-                             "SDK/1.0\r\nSID: uuid:[0-9]+\r\nTIMEOUT: second-300\r\n.*"));
-    const std::size_t sid_line = reply.find("SID: ");
-    const std::string sid = reply.substr(sid_line, reply.find('\n', sid_line) + 1 - sid_line);
-    EXPECT_THAT(reply_to(handle_subscribe, sid + "TIMEOUT: Second-1800\r\n"),
-                HasSubstr(sid + "TIMEOUT: Second-1800\r\n"));
-    EXPECT_THAT(reply_to(handle_unsubscribe, sid), StartsWith("HTTP/1.1 200 OK\r\n"));
-    for (const std::string& lines : {sid, std::string{"CALLBACK: nothing\r\n"}})
-        EXPECT_THAT(reply_to(handle_subscribe, lines), StartsWith("HTTP/1.1 412 Precondition Failed\r\n")) << lines;
-}
-
-// Takes connections without reading from them, so that a large event waits for it.
-class NeverReads {
-public:
-    NeverReads() : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
-        const int least = 1;
-        setsockopt(listener_.fd(), SOL_SOCKET, SO_RCVBUF, &least, sizeof least);
-        sockaddr_in address = ipv4_endpoint(ipv4_parse("127.0.0.1"), 0);
-        socklen_t size = sizeof address;
-        bind(listener_.fd(), reinterpret_cast<sockaddr*>(&address), size);
-        listen(listener_.fd(), 64);
-        getsockname(listener_.fd(), reinterpret_cast<sockaddr*>(&address), &size);
-        callback_ = "CALLBACK: <http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/>\r\n";
-    }
-    const std::string& callback() const { return callback_; }
-    std::vector<Socket> take(std::size_t count) const {
-        std::vector<Socket> taken;
-        while (taken.size() < count && socket_wait_readable(listener_.fd(), 10'000))
-            taken.emplace_back(accept(listener_.fd(), nullptr, nullptr));
-        return taken;
-    }
-
-private:
-    Socket listener_;
-    std::string callback_;
-};
-
-TEST_F(Gena, AnEventThatFoundNoThreadGoesOutWhenThereIsOneAgain) {
-    const std::string large(1 << 20, '1');
-    const NeverReads dead;
-    const ScriptedServer living{"HTTP/1.1 200 OK\r\n\r\n"};
-    std::vector<std::vector<Socket>> held;
-    for (int round = 1; round <= 3; ++round) {
-        for (int slot = 0; slot < kSubscriberSlots; ++slot) reply_to(handle_subscribe, dead.callback());
-        dead.take(kSubscriberSlots);
-        gena_send_update_id_event(round, large);
-        held.push_back(dead.take(kSubscriberSlots));
-        gena_init();  // the subscribers go, the threads that send to them stay
-    }
-    db_destroy();  // the ticker is to find no changes: update ids go on in other tests
-    RunningFlag ticker;
-    gena_start_ticker(ticker);
-    // In the highest slot, told last: the four before it take what is left of 64 threads.
-    reply_to(handle_subscribe, "CALLBACK: <" + living.url() + ">\r\n");
-    ASSERT_TRUE(holds_within(30'000, [&] { return living.connections() == 1; }));
-    for (int others = 0; others < 4; ++others) {
-        reply_to(handle_subscribe, dead.callback());
-        dead.take(1);
-    }
-    gena_send_update_id_event(4, large);
-    held.clear();
-    EXPECT_TRUE(holds_within(30'000, [&] { return living.connections() == 2; }));
-    ticker.ask_to_stop();
-    EXPECT_TRUE(holds_within(10'000, [&] { return ticker.idle(); }));
 }
 
 }  // namespace
