@@ -17,7 +17,7 @@
 #include "meta/icon.h"
 #include "meta/jpeg_codec.h"
 #include "meta/planar.h"
-#include "upnp/clients.h"
+#include "upnp/client_profile.h"
 #include "upnp/dlna_headers.h"
 
 namespace {
@@ -55,7 +55,7 @@ bool can_be_opened(const std::string& path) {
 
 bool wants_description(const PictureUrl& url, const HttpRequest& request) {
     return url.width >= kLeastOverlayWidth && settings_get_bool(Setting::descriptions) &&
-           client_type(request.peer) != ClientKind::tv_remote;
+           !request.client.profile->draws_descriptions;
 }
 
 // The finished bytes, with the memory they take accounted for. No bytes when they could not be made.

@@ -19,7 +19,6 @@
 #include "http/respond.h"
 #include "meta/media_formats.h"
 #include "meta/pcm.h"
-#include "upnp/clients.h"
 #include "upnp/dlna_headers.h"
 
 namespace {
@@ -104,7 +103,7 @@ HandlerResult send_body(const HttpRequest& request, const File& file, const Tran
     const std::int64_t unit = unit_of(request.content_type);
     const std::int64_t piece = std::max(kPieceBytes / unit, std::int64_t{1}) * unit;
     const std::int32_t rate = pacing_rate(request.range_total, transfer.seconds);
-    const bool paced = transfer.seconds > 0 && is_music_client(request.peer);
+    const bool paced = transfer.seconds > 0 && request.client.music_only;
     const std::int64_t stretch = pacing_stretch(rate, unit);
     const std::uint32_t started = uptime_ms();
 

@@ -2,17 +2,16 @@
 
 #include <malloc.h>
 
-#include <array>
 #include <utility>
 
 #include "core/log.h"
+#include "core/process_wide.h"
 #include "core/socket.h"
 #include "core/str.h"
 #include "http/respond.h"
 #include "http/url_table.h"
 #include "net/body.h"
 #include "net/read.h"
-#include "upnp/clients.h"
 
 namespace {
 
@@ -23,24 +22,11 @@ constexpr std::size_t kLargeBodyBytes = 64 * 1024;
 
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\nContent-Length: 0\r\n\r\n";
 
-struct UserAgent {
-    std::string_view text;
-    ClientKind kind;
+struct Recognition {
+    ClientRecogniser recogniser = nullptr;
 };
-// First match wins; compared with regard to case.
-constexpr auto kUserAgents = std::to_array<UserAgent>({
-    {"Pelorama Remote CP", ClientKind::tv_remote},
-    {"Pelorama Home-To-Home Gateway", ClientKind::generic},
-    {"Allegro-Software-WebClient/4.30", ClientKind::philips_streamium},
-    {"Allegro-Software-WebClient/4.32", ClientKind::roku_soundbridge},
-    {"Mozilla/4.0 (compatible)", ClientKind::noxon},
-    {"POSIX, UPnP/1.0, Intel MicroStack/1.0.1423", ClientKind::dlink_dsm320},
-});
-
-void recognise_client(const HttpRequest& request) {
-    for (const UserAgent& agent : kUserAgents) {
-        if (str_contains(request.header, agent.text)) return set_client_type(agent.kind, request.peer);
-    }
+Recognition& recognition() {
+    return process_wide<Recognition>();
 }
 
 // What follows a NUL or a header that did not fit is never looked at, be it a body or another request: the connection
@@ -113,6 +99,10 @@ HandlerResult dispatch(HttpRequest& request) {
 
 }  // namespace
 
+void http_set_client_recogniser(ClientRecogniser recogniser) {
+    recognition().recogniser = recogniser;
+}
+
 HandlerResult http_answer_request(const HttpConnection& connection) {
     HeapTrim trim;
     HttpRequest request;
@@ -128,8 +118,8 @@ HandlerResult http_answer_request(const HttpConnection& connection) {
     const bool cut = is_cut(request, header.end);
     if (str_contains_nocase(request.header, "100-continue")) socket_send_all(request.socket, kContinue);
     http_parse_request(request);
-    recognise_client(request);
-    if (cut || client_needs_close(client_type(request.peer))) request.close = true;
+    request.client = recognition().recogniser(request.header, request.peer);
+    if (cut || request.client.needs_close) request.close = true;
     log_message(LOG_INFO, LOG_HTTP, "%s\n", request.header.c_str());
 
     const AnnouncedBody announced = http_announced_body(request.header);

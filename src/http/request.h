@@ -19,19 +19,29 @@ enum HttpMethod : std::uint32_t {
 // before its thread knows.
 enum class HandlerResult { keep, close };
 
+struct ClientProfile;  // upnp/client_profile.h; the server only carries it along
+
+// The client of a request, as the recogniser knew it when the header had been read.
+struct RequestClient {
+    const ClientProfile* profile = nullptr;  // never null where handlers run
+    bool needs_close = false;                // every answer closes the connection
+    bool music_only = false;
+};
+
 struct HttpRequest {
     int socket = -1;
     std::uint32_t method = 0;         // one HttpMethod bit; 0 for an unknown method
     std::string url;                  // the request target as sent, at most 255 characters
-    int version = 10;                 // 11 when the request line says "HTTP/1.1" behind the target
+    int version = 10;                 // 11 when the request line says "HTTP/1.1" after the target
     std::string content;              // the body of a POST or NOTIFY
     std::int64_t content_length = 0;  // of the response; negative: unknown, and no Content-Length line is sent
     bool close = false;               // the connection is closed after this request
     std::string content_type;         // of the response
-    std::string peer;                 // client address in dotted form
-    std::string base_url;             // "http://address:port/" of the listener that was asked
-    std::string header;               // request line and header lines as received, at most 1023 characters
-    std::string extra_headers;        // further response header lines, each ending in "\r\n"
+    std::string peer;                 // the client's address in dotted form
+    RequestClient client;
+    std::string base_url;       // "http://address:port/" of the listener that was asked
+    std::string header;         // request line and header lines as received, at most 1023 characters
+    std::string extra_headers;  // further response header lines, each ending in "\r\n"
     // For the Content-Range line of a 206; a negative total: extra_headers holds that line.
     std::int64_t range_first = 0, range_last = 0, range_total = 0;
 };

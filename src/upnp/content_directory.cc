@@ -40,8 +40,12 @@ constexpr const char* kListTail =
 
 class ListAnswer {
 public:
-    ListAnswer(const char* action, const Text& filter, const HttpRequest& request)
-        : action_(action), filter_(filter), client_(didl_receiver(request.peer, request.base_url)) {
+    ListAnswer(const char* action, const Text& filter, const HttpRequest& request, const RequestClient& client)
+        : action_(action),
+          filter_(filter),
+          client_{.profile = *client.profile,
+                  .base_url = request.base_url,
+                  .original_pictures = settings_get_bool(Setting::norescale)} {
         text_.append(text_format(1024, kListHead, action_));
     }
 
@@ -82,7 +86,17 @@ HandlerResult send_short_answer(HttpRequest& request, std::string_view action, s
     return soap_send_response(request, text.text());
 }
 
-// ---- what is asked for
+// ---- what is asked for, and by whom
+
+struct Asked {
+    BrowseId id;
+    RequestClient client;
+};
+// One kind of client makes itself known by the ObjectID that it asks for, and is answered as that kind at once.
+Asked read_asked(const HttpRequest& request, std::string_view object_id) {
+    return {.id = browse_id_read(object_id, request.client.music_only),
+            .client = client_learn_from_object_id(request.client, object_id, request.peer)};
+}
 
 struct WantedContainer {
     const MediaContainer* container = nullptr;
@@ -95,17 +109,17 @@ WantedContainer find_container(const StoreLock& lock, const BrowseId& id) {
     return {.container = container, .fault = container != nullptr ? kNone : kBadArguments};
 }
 
-// Some clients put more behind the one id they ask for, and mean the id alone.
-void cut_behind_pinned_id(std::string& criteria) {
+// `@id = "17" and ...` becomes `@id = "17"`.
+void cut_after_pinned_id(std::string& criteria) {
     constexpr std::size_t kFirstDigit = 8;  // of `@id = "1`, so that the closing quote is found
     if (!criteria.starts_with("@id =")) return;
     const std::size_t closing = criteria.find('"', kFirstDigit);
     if (closing != std::string::npos) criteria.resize(closing + 1);
 }
 
-std::string search_text(const HttpRequest& request, const Text& search_criteria) {
+std::string search_text(const ClientProfile& client, const Text& search_criteria) {
     std::string text = xml_unescape(text_or_empty(search_criteria));
-    if (client_type(request.peer) == ClientKind::sony) cut_behind_pinned_id(text);
+    if (client.adds_to_pinned_id) cut_after_pinned_id(text);
     return text;
 }
 
@@ -113,9 +127,9 @@ std::string search_text(const HttpRequest& request, const Text& search_criteria)
 
 HandlerResult browse_direct_children(HttpRequest& request, const BrowseArguments& arguments) {
     if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
-    const BrowseId id = browse_id_read(*arguments.object_id, request.peer);
+    const auto [id, client] = read_asked(request, *arguments.object_id);
     const ListingOrder order = listing_order(arguments.sort_criteria);
-    ListAnswer answer{"Browse", arguments.filter, request};
+    ListAnswer answer{"Browse", arguments.filter, request, client};
     std::size_t total = 0;
     Fault fault = kNone;
     {
@@ -133,8 +147,8 @@ HandlerResult browse_direct_children(HttpRequest& request, const BrowseArguments
 
 HandlerResult browse_metadata(HttpRequest& request, const Text& object_id, const Text& filter) {
     if (!object_id) return soap_send_fault(request, kNoSuchObject);
-    const BrowseId id = browse_id_read(*object_id, request.peer);
-    ListAnswer answer{"Browse", filter, request};
+    const auto [id, client] = read_asked(request, *object_id);
+    ListAnswer answer{"Browse", filter, request, client};
     bool found = false;
     {
         StoreLock lock;
@@ -147,9 +161,9 @@ HandlerResult browse_metadata(HttpRequest& request, const Text& object_id, const
 
 HandlerResult browse_by_letter(HttpRequest& request, const BrowseArguments& arguments, const Text& starting_letter) {
     if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
-    const BrowseId id = browse_id_read(*arguments.object_id, request.peer);
+    const auto [id, client] = read_asked(request, *arguments.object_id);
     const ListingOrder order = listing_order(arguments.sort_criteria);
-    ListAnswer answer{"X_BrowseByLetter", arguments.filter, request};
+    ListAnswer answer{"X_BrowseByLetter", arguments.filter, request, client};
     std::size_t start = 0, total = 0;
     Fault fault = kNone;
     {
@@ -169,15 +183,15 @@ HandlerResult browse_by_letter(HttpRequest& request, const BrowseArguments& argu
 
 HandlerResult search(HttpRequest& request, const BrowseArguments& arguments, const Text& search_criteria) {
     if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
-    const BrowseId id = browse_id_read(*arguments.object_id, request.peer);
-    std::string text = search_text(request, search_criteria);
+    const auto [id, client] = read_asked(request, *arguments.object_id);
+    std::string text = search_text(*client.profile, search_criteria);
     std::optional<SearchCriteria> criteria = search_compile(text);
     if (!criteria) return soap_send_fault(request, kBadSearchCriteria);
     const SearchQuery query{.text = std::move(text),
                             .criteria = std::move(*criteria),
-                            .each_title_once = client_type(request.peer) == ClientKind::roku_soundbridge,
+                            .each_title_once = client.profile->wants_each_title_once,
                             .order = listing_order(arguments.sort_criteria)};
-    ListAnswer answer{"Search", arguments.filter, request};
+    ListAnswer answer{"Search", arguments.filter, request, client};
     std::size_t total = 0;
     {
         StoreLock lock;
@@ -194,7 +208,8 @@ HandlerResult get_search_capabilities(HttpRequest& request) {
     std::string_view capabilities =
         "dc:source,dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,upnp:originalTrackNumber,upnp:class,"
         "@id,@parentID,@refID,res,upnp:albumArtURI";
-    if (client_type(request.peer) == ClientKind::roku_soundbridge) capabilities = "*";
+    const std::string_view of_client = request.client.profile->search_capabilities;
+    if (!of_client.empty()) capabilities = of_client;
     if (settings_get_bool(Setting::nosearch)) capabilities = "";
     return send_short_answer(request, "GetSearchCapabilities",
                              str_concat("<SearchCaps>", str_concat(capabilities, "</SearchCaps>")));

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "core/settings.h"
 #include "core/time_text.h"
 #include "db/group_facts.h"
 #include "db/store.h"
@@ -72,7 +71,7 @@ public:
           output_(output),
           filter_(filter),
           client_(client),
-          text_(client.kind == ClientKind::noxon ? ClientText::single_bytes : ClientText::utf8) {}
+          text_(client.profile.takes_single_bytes ? ClientText::single_bytes : ClientText::utf8) {}
 
     void container(const MediaContainer& container);
     void item(const MediaObject& object, const MediaItem& item);
@@ -82,7 +81,7 @@ private:
 
     bool has(DidlField field) const { return filter_.has(field); }
     const char* base() const { return client_.base_url.c_str(); }
-    bool is_dlna() const { return client_is_dlna(client_.kind); }
+    bool is_dlna() const { return client_.profile.takes_dlna_fields; }
 
     void element(std::string_view name, Value value, std::string_view attributes = {}) {
         didl_append_element(output_, name, attributes, value, text_);
@@ -121,15 +120,14 @@ void Renderer::container(const MediaContainer& container) {
                                "&lt;container id=\"%d\" parentID=\"%d\" childCount=\"%d\" restricted=\"%d\" "
                                "searchable=\"1\"&gt;",
                                container.id, container.parent, container.child_count, container.permanent ? 1 : 0));
-    if (client_.kind == ClientKind::go_video_d2730)
-        element("icon", text_format(kMaxUrl, "%spicture/folder.goicon", base()));
+    if (client_.profile.shows_icons) element("icon", text_format(kMaxUrl, "%spicture/folder.goicon", base()));
     element("dc:title", value_of(container.title));
     if (has(DidlField::date)) container_date(container);
     if (is_music_grouping(container.object_class)) {
         group(container);
-        if (client_takes_m3u_containers(client_.kind)) group_playlist(container);
+        if (client_.profile.takes_m3u_containers) group_playlist(container);
     }
-    const bool as_folder = client_.kind == ClientKind::philips_streamium;
+    const bool as_folder = client_.profile.shows_plain_folders;
     element("upnp:class", class_text(as_folder ? ObjectClass::storage_folder : container.object_class));
     output_.append("&lt;/container&gt;");
 }
@@ -202,8 +200,7 @@ void Renderer::item_elements(const MediaObject& object, const MediaItem& item) {
     if (photo) element_if(DidlField::description, "dc:description", item.description);
     if (track && has(DidlField::album_art)) album_art(object, item);
     if (photo) element_if(DidlField::keywords, "upnp:keywords", item.keywords);
-    if (has(DidlField::icon))
-        picture_append_icon({.kind = client_.kind, .base_url = client_.base_url}, output_, object.id, item);
+    if (has(DidlField::icon)) picture_append_icon(output_, client_.profile, client_.base_url, object.id, item);
 }
 
 void Renderer::track_number(const MediaObject& object, const MediaItem& item) {
@@ -258,8 +255,7 @@ void Renderer::station(std::string attributes, const MediaItem& item, ObjectId i
 
 void Renderer::picture(std::string attributes, const MediaItem& item, ObjectId id) {
     // Its renditions have their sizes in their URLs and carry no attributes.
-    if (!client_.original_pictures)
-        return picture_append_res({.kind = client_.kind, .base_url = client_.base_url}, output_, id, item);
+    if (!client_.original_pictures) return picture_append_res(output_, client_.profile, client_.base_url, id, item);
     attributes.append(
         text_format(128, "resolution=\"%dx%d\" protocolInfo=\"http-get:*:image/jpeg:*\" ", item.width, item.height));
     element("res", text_format(kMaxUrl, "%s%s/%d.jpg", base(), media_part(item.path.view()), id), attributes);
@@ -303,12 +299,6 @@ void Renderer::track(std::string attributes, const MediaItem& item, ObjectId id)
 }
 
 }  // namespace
-
-DidlClient didl_receiver(std::string_view address, std::string_view base_url) {
-    return {.kind = client_type(address),
-            .base_url = std::string{base_url},
-            .original_pictures = settings_get_bool(Setting::norescale)};
-}
 
 void didl_append_object(const StoreLock& lock, TextBuffer& output, const MediaObject& object, const DidlFilter& filter,
                         const DidlClient& client) {
