@@ -117,6 +117,12 @@ std::size_t str_find_nocase(std::string_view text, std::string_view needle, std:
     return std::string_view::npos;
 }
 
+std::optional<std::string_view> str_after(std::string_view text, std::string_view mark) {
+    const std::size_t at = text.find(mark);
+    if (at == std::string_view::npos) return std::nullopt;
+    return text.substr(at + mark.size());
+}
+
 std::string str_concat(std::string_view a, std::string_view b) {
     std::string out;
     out.reserve(a.size() + b.size());

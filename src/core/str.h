@@ -38,6 +38,9 @@ int str_compare_nocase(std::string_view a, std::string_view b);
 // from.
 std::size_t str_find_nocase(std::string_view text, std::string_view needle, std::size_t from = 0);
 
+// Returns what follows the first occurrence of mark; nullopt if it does not occur.
+std::optional<std::string_view> str_after(std::string_view text, std::string_view mark);
+
 // Returns a followed by b.
 std::string str_concat(std::string_view a, std::string_view b);
 // Returns the first count characters, as a view.

@@ -40,7 +40,7 @@ std::string page(RescanAnswer answer, std::string_view directory) {
 
 }  // namespace
 
-HandlerResult handle_rescan(HttpRequest& request) {
+HandlerResult handle_rescan(const HttpRequest& request, HttpResponse& response) {
     const std::string directory = requested_directory(request.url);
-    return http_send_text(request, 200, kHtmlType, page(scan_request_rescan(directory), directory));
+    return http_send_text(request, response, kHtmlType, page(scan_request_rescan(directory), directory));
 }

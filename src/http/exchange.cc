@@ -17,7 +17,7 @@ namespace {
 
 constexpr BodyLimits kBodyLimits{.bytes = 1024 * 1024, .silence_ms = kReadDeadlineMs, .deadline_ms = kReadDeadlineMs};
 
-// What a body of this size is taken apart into is worth handing back.
+// Parsing a body of this size takes so much memory that it is worth handing back.
 constexpr std::size_t kLargeBodyBytes = 64 * 1024;
 
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\nContent-Length: 0\r\n\r\n";
@@ -29,15 +29,15 @@ Recognition& recognition() {
     return process_wide<Recognition>();
 }
 
-// What follows a NUL or a header that did not fit is never looked at, be it a body or another request: the connection
-// ends with this one.
+// What follows a NUL or a header that did not fit is not read, be it a body or another request: the connection ends
+// with this request.
 bool is_cut(HttpRequest& request, HeaderEnd end) {
     const std::size_t nul = request.header.find('\0');
     if (nul != std::string::npos) request.header.resize(nul);
     return nul != std::string::npos || end == HeaderEnd::too_small;
 }
 
-// Also where nobody can tell how long it is.
+// Also if its length cannot be told.
 bool has_body(const AnnouncedBody& announced) {
     const bool by_length = announced.coding == AnnouncedBody::Coding::by_length;
     return by_length ? announced.length > 0 : announced.coding != AnnouncedBody::Coding::none;
@@ -57,8 +57,8 @@ ReadBody take_body(int socket, const AnnouncedBody& announced) {
     return {};
 }
 
-// False when the request cannot be answered: too large, too slow or not to be told apart from what follows it. A body
-// that the peer cut short is answered as far as it came.
+// False if the request cannot be answered: its body is too large, too slow, or has no end that could be found. A body
+// that the client cut short is answered as far as it came.
 bool read_body(HttpRequest& request, const AnnouncedBody& announced) {
     ReadBody body = take_body(request.socket, announced);
     request.content = std::move(body.text);
@@ -66,8 +66,8 @@ bool read_body(HttpRequest& request, const AnnouncedBody& announced) {
     return body.end == BodyEnd::complete || body.end == BodyEnd::closed;
 }
 
-// Threads free into heaps that keep what they have: what a body of one megabyte was taken apart into may be thirty.
-// Made before the request, so that at its own end all of it is free to go back to the system.
+// Hands freed memory back to the system: the heaps of threads keep it, and parsing a body of one megabyte may take
+// thirty. Declared before the request, so that it runs when the request's memory is free.
 class HeapTrim {
 public:
     HeapTrim() = default;
@@ -82,18 +82,18 @@ private:
     bool wanted_ = false;
 };
 
-HandlerResult refuse(HttpRequest& request) {
-    request.content_length = 0;
-    http_send_header(request, 500);
+HandlerResult refuse(const HttpRequest& request, HttpResponse& response) {
+    response.status = 500;
+    http_send_header(request, response);
     return HandlerResult::close;
 }
 
-HandlerResult dispatch(HttpRequest& request) {
+HandlerResult dispatch(const HttpRequest& request, HttpResponse& response) {
     const HttpHandler handler = http_find_handler(request.method, request.url);
-    if (handler == nullptr) return refuse(request);
-    const HandlerResult result = handler(request);
+    if (handler == nullptr) return refuse(request, response);
+    const HandlerResult result = handler(request, response);
     // The client finds the end of a body without a length by the close.
-    const bool last = request.close || request.content_length < 0;
+    const bool last = response.close || response.content_length < 0;
     return result == HandlerResult::keep && last ? HandlerResult::close : result;
 }
 
@@ -119,17 +119,18 @@ HandlerResult http_answer_request(const HttpConnection& connection) {
     if (str_contains_nocase(request.header, "100-continue")) socket_send_all(request.socket, kContinue);
     http_parse_request(request);
     request.client = recognition().recogniser(request.header, request.peer);
-    if (cut || request.client.needs_close) request.close = true;
+    HttpResponse response;
+    response.close = request.asks_for_close || cut || request.client.needs_close;
     log_message(LOG_INFO, LOG_HTTP, "%s\n", request.header.c_str());
 
     const AnnouncedBody announced = http_announced_body(request.header);
     const bool takes_body = request.method == kPost || request.method == kNotify;
-    if (!takes_body && has_body(announced)) request.close = true;  // it stays unread
+    if (!takes_body && has_body(announced)) response.close = true;  // it stays unread
     const bool readable = !takes_body || read_body(request, cut ? AnnouncedBody{} : announced);
     if (!readable || request.content.size() > kLargeBodyBytes) trim.want();
     if (!readable) {
-        request.close = true;
-        return refuse(request);
+        response.close = true;
+        return refuse(request, response);
     }
-    return dispatch(request);
+    return dispatch(request, response);
 }

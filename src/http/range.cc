@@ -58,6 +58,10 @@ std::int64_t parse_npt_time(std::string_view text) {
     return fraction ? sum : saturating_multiply(sum, 1000);
 }
 
+bool http_asks_for_time(std::string_view header) {
+    return str_contains(header, "TimeSeekRange");
+}
+
 ByteRange http_parse_range(std::string_view header) {
     constexpr std::size_t kBehindName = 12;
     ByteRange range;

@@ -31,7 +31,7 @@ std::uint32_t method_of(std::string_view header) {
     return 0;
 }
 
-// Some control points send a line end behind a body that its length does not count; it arrives in front of their next
+// Some control points send a line end after a body without counting it in the length; it arrives before their next
 // request (RFC 9112, section 2.2).
 void drop_leading_line_end(std::string& header) {
     if (header.starts_with(kLineEnd) && header.size() > 2 * kLineEnd.size()) header.erase(0, kLineEnd.size());
@@ -55,12 +55,12 @@ void http_parse_request(HttpRequest& request) {
     const std::size_t before_url = line.find(' ');
     if (before_url != std::string_view::npos) {
         const std::string_view rest = line.substr(before_url + 1);
-        const std::size_t behind_url = rest.find(' ');
-        request.url = rest.substr(0, behind_url).substr(0, kUrlCharacters);
-        const bool is_11 = behind_url != std::string_view::npos && rest.substr(behind_url + 1).starts_with("HTTP/1.1");
+        const std::size_t after_url = rest.find(' ');
+        request.url = rest.substr(0, after_url).substr(0, kUrlCharacters);
+        const bool is_11 = after_url != std::string_view::npos && rest.substr(after_url + 1).starts_with("HTTP/1.1");
         request.version = is_11 ? 11 : 10;
     }
-    request.close = request.version == 10 || asks_for_close(request.header);
+    request.asks_for_close = request.version == 10 || asks_for_close(request.header);
 }
 
 AnnouncedBody http_announced_body(std::string_view header) {

@@ -65,10 +65,11 @@ public:
         }
     }
 
-    HandlerResult send(HttpRequest& request, std::size_t total, std::string_view after_update_id = {}) {
+    HandlerResult send(const HttpRequest& request, HttpResponse& response, std::size_t total,
+                       std::string_view after_update_id = {}) {
         text_.append(text_format(1024, kListTail, returned_, static_cast<int>(total))).append(after_update_id);
         text_.append("</u:").append(action_).append("Response>").append(kSoapTail);
-        return soap_send_response(request, text_.text());
+        return soap_send_response(request, response, text_.text());
     }
 
 private:
@@ -79,11 +80,12 @@ private:
     int returned_ = 0;
 };
 
-HandlerResult send_short_answer(HttpRequest& request, std::string_view action, std::string_view arguments) {
+HandlerResult send_short_answer(const HttpRequest& request, HttpResponse& response, std::string_view action,
+                                std::string_view arguments) {
     TextBuffer text{kSoapHead, 1024};
     text.append("<u:").append(action).append("Response xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">");
     text.append(arguments).append("</u:").append(action).append("Response>").append(kSoapTail);
-    return soap_send_response(request, text.text());
+    return soap_send_response(request, response, text.text());
 }
 
 // ---- what is asked for, and by whom
@@ -125,8 +127,9 @@ std::string search_text(const ClientProfile& client, const Text& search_criteria
 
 }  // namespace
 
-HandlerResult browse_direct_children(HttpRequest& request, const BrowseArguments& arguments) {
-    if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
+HandlerResult browse_direct_children(const HttpRequest& request, HttpResponse& response,
+                                     const BrowseArguments& arguments) {
+    if (!arguments.object_id) return soap_send_fault(request, response, kNoSuchObject);
     const auto [id, client] = read_asked(request, *arguments.object_id);
     const ListingOrder order = listing_order(arguments.sort_criteria);
     ListAnswer answer{"Browse", arguments.filter, request, client};
@@ -142,11 +145,12 @@ HandlerResult browse_direct_children(HttpRequest& request, const BrowseArguments
             answer.append_window(lock, *listing, arguments.starting_index, arguments.requested_count);
         }
     }
-    return fault != kNone ? soap_send_fault(request, fault) : answer.send(request, total);
+    return fault != kNone ? soap_send_fault(request, response, fault) : answer.send(request, response, total);
 }
 
-HandlerResult browse_metadata(HttpRequest& request, const Text& object_id, const Text& filter) {
-    if (!object_id) return soap_send_fault(request, kNoSuchObject);
+HandlerResult browse_metadata(const HttpRequest& request, HttpResponse& response, const Text& object_id,
+                              const Text& filter) {
+    if (!object_id) return soap_send_fault(request, response, kNoSuchObject);
     const auto [id, client] = read_asked(request, *object_id);
     ListAnswer answer{"Browse", filter, request, client};
     bool found = false;
@@ -156,11 +160,12 @@ HandlerResult browse_metadata(HttpRequest& request, const Text& object_id, const
         found = object != nullptr;
         if (found) answer.append(lock, *object);
     }
-    return found ? answer.send(request, 1) : soap_send_fault(request, kNoSuchObject);
+    return found ? answer.send(request, response, 1) : soap_send_fault(request, response, kNoSuchObject);
 }
 
-HandlerResult browse_by_letter(HttpRequest& request, const BrowseArguments& arguments, const Text& starting_letter) {
-    if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
+HandlerResult browse_by_letter(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
+                               const Text& starting_letter) {
+    if (!arguments.object_id) return soap_send_fault(request, response, kNoSuchObject);
     const auto [id, client] = read_asked(request, *arguments.object_id);
     const ListingOrder order = listing_order(arguments.sort_criteria);
     ListAnswer answer{"X_BrowseByLetter", arguments.filter, request, client};
@@ -177,16 +182,18 @@ HandlerResult browse_by_letter(HttpRequest& request, const BrowseArguments& argu
             answer.append_window(lock, *listing, static_cast<std::int32_t>(start), arguments.requested_count);
         }
     }
-    if (fault != kNone) return soap_send_fault(request, fault);
-    return answer.send(request, total, text_format(64, "<StartingIndex>%d</StartingIndex>", static_cast<int>(start)));
+    if (fault != kNone) return soap_send_fault(request, response, fault);
+    return answer.send(request, response, total,
+                       text_format(64, "<StartingIndex>%d</StartingIndex>", static_cast<int>(start)));
 }
 
-HandlerResult search(HttpRequest& request, const BrowseArguments& arguments, const Text& search_criteria) {
-    if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
+HandlerResult search(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
+                     const Text& search_criteria) {
+    if (!arguments.object_id) return soap_send_fault(request, response, kNoSuchObject);
     const auto [id, client] = read_asked(request, *arguments.object_id);
     std::string text = search_text(*client.profile, search_criteria);
     std::optional<SearchCriteria> criteria = search_compile(text);
-    if (!criteria) return soap_send_fault(request, kBadSearchCriteria);
+    if (!criteria) return soap_send_fault(request, response, kBadSearchCriteria);
     const SearchQuery query{.text = std::move(text),
                             .criteria = std::move(*criteria),
                             .each_title_once = client.profile->wants_each_title_once,
@@ -201,32 +208,32 @@ HandlerResult search(HttpRequest& request, const BrowseArguments& arguments, con
         total = listing->size();
         answer.append_window(lock, *listing, arguments.starting_index, arguments.requested_count);
     }
-    return answer.send(request, total);
+    return answer.send(request, response, total);
 }
 
-HandlerResult get_search_capabilities(HttpRequest& request) {
+HandlerResult get_search_capabilities(const HttpRequest& request, HttpResponse& response) {
     std::string_view capabilities =
         "dc:source,dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,upnp:originalTrackNumber,upnp:class,"
         "@id,@parentID,@refID,res,upnp:albumArtURI";
     const std::string_view of_client = request.client.profile->search_capabilities;
     if (!of_client.empty()) capabilities = of_client;
     if (settings_get_bool(Setting::nosearch)) capabilities = "";
-    return send_short_answer(request, "GetSearchCapabilities",
+    return send_short_answer(request, response, "GetSearchCapabilities",
                              str_concat("<SearchCaps>", str_concat(capabilities, "</SearchCaps>")));
 }
 
-HandlerResult get_sort_capabilities(HttpRequest& request) {
-    return send_short_answer(request, "GetSortCapabilities",
+HandlerResult get_sort_capabilities(const HttpRequest& request, HttpResponse& response) {
+    return send_short_answer(request, response, "GetSortCapabilities",
                              "<SortCaps>dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,"
                              "upnp:originalTrackNumber,res</SortCaps>");
 }
 
-HandlerResult get_system_update_id(HttpRequest& request) {
-    return send_short_answer(request, "GetSystemUpdateID",
+HandlerResult get_system_update_id(const HttpRequest& request, HttpResponse& response) {
+    return send_short_answer(request, response, "GetSystemUpdateID",
                              text_format(32, "<Id>%u</Id>", static_cast<unsigned>(db_system_update_id())));
 }
 
-HandlerResult update_object(HttpRequest& request, const XmlNode* body) {
+HandlerResult update_object(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
     constexpr const char* kAnswer =
         "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n"
         "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
@@ -239,11 +246,11 @@ HandlerResult update_object(HttpRequest& request, const XmlNode* body) {
         return xml_parse(xml_unescape(text_or_empty(xml_get_text(body, argument))));
     };
     const auto current = fragment("CurrentTagValue"), wanted = fragment("NewTagValue");
-    if (current == nullptr && wanted == nullptr) return soap_send_fault(request, kBadArguments);
+    if (current == nullptr && wanted == nullptr) return soap_send_fault(request, response, kBadArguments);
     const Text field = current != nullptr ? Text{current->name} : std::nullopt;
     const auto value = [&](const XmlNode* node) { return field ? xml_get_text(node, *field) : std::nullopt; };
     const int status =
         db_update_object(xml_get_text(body, "ObjectID"), field, value(current.get()), value(wanted.get()));
-    if (status != 200) return soap_send_fault(request, status);
-    return soap_send_response(request, text_format(400, kAnswer, kResponse));
+    if (status != 200) return soap_send_fault(request, response, status);
+    return soap_send_response(request, response, text_format(400, kAnswer, kResponse));
 }

@@ -205,9 +205,9 @@ void greet(const Subscription& subscription) {
     if (!content.empty()) log_update_id_event(content);
 }
 
-HandlerResult refuse(HttpRequest& request, int status) {
-    request.content_length = 0;
-    return http_send_header(request, status) ? HandlerResult::keep : HandlerResult::close;
+HandlerResult refuse(const HttpRequest& request, HttpResponse& response, int status) {
+    response.status = status;
+    return http_send_header(request, response) ? HandlerResult::keep : HandlerResult::close;
 }
 
 bool move_expiry(std::uint32_t sid, std::int32_t timeout) {
@@ -218,8 +218,8 @@ bool move_expiry(std::uint32_t sid, std::int32_t timeout) {
     return subscriber != nullptr;
 }
 
-HandlerResult renew(HttpRequest& request, std::uint32_t sid, std::int32_t timeout) {
-    if (!move_expiry(sid, timeout)) return refuse(request, 412);
+HandlerResult renew(const HttpRequest& request, HttpResponse& response, std::uint32_t sid, std::int32_t timeout) {
+    if (!move_expiry(sid, timeout)) return refuse(request, response, 412);
     // Kept on purpose: "Second" here, "second" for a new subscription, and only here the time that was asked for.
     socket_send_all(request.socket, text_format(kReplyBytes,
                                                 "HTTP/1.1 200 OK\r\nDATE: %s\r\nSERVER: %s\r\nSID: uuid:%lu\r\n"
@@ -256,16 +256,16 @@ void gena_shutdown() {
     all.slots = {};
 }
 
-HandlerResult handle_subscribe(HttpRequest& request) {
+HandlerResult handle_subscribe(const HttpRequest& request, HttpResponse& response) {
     if (!is_enabled()) return HandlerResult::close;
     const SubscribeHeader asked = gena_parse_subscribe(request.header);
-    if (asked.sid) return renew(request, *asked.sid, asked.timeout);
-    if (!asked.callback) return refuse(request, 412);
+    if (asked.sid) return renew(request, response, *asked.sid, asked.timeout);
+    if (!asked.callback) return refuse(request, response, 412);
     const auto subscription = take_slot(*asked.callback, gena_services_of(request.url), asked.timeout);
-    if (!subscription) return refuse(request, 500);
+    if (!subscription) return refuse(request, response, 500);
     if (!thread_start_detached([subscription] { greet(*subscription); })) {
         free_slot(subscription->sid);
-        return refuse(request, 500);
+        return refuse(request, response, 500);
     }
 
     constexpr long kGranted = 300;
@@ -277,11 +277,11 @@ HandlerResult handle_subscribe(HttpRequest& request) {
     return HandlerResult::close;  // the answer has no length
 }
 
-HandlerResult handle_unsubscribe(HttpRequest& request) {
+HandlerResult handle_unsubscribe(const HttpRequest& request, HttpResponse& response) {
     if (!is_enabled()) return HandlerResult::close;
     const auto sid = gena_parse_unsubscribe(request.header);
-    if (!sid || !free_slot(*sid)) return refuse(request, 412);
-    return http_send_text(request, 200, "text/xml; charset=\"UTF-8\"", {});
+    if (!sid || !free_slot(*sid)) return refuse(request, response, 412);
+    return http_send_text(request, response, "text/xml; charset=\"UTF-8\"", {});
 }
 
 void gena_send_update_id_event(std::int32_t system_update_id, std::string_view container_update_ids) {

@@ -16,8 +16,8 @@ void gena_init();
 void gena_shutdown();
 
 // SUBSCRIBE, new or a renewal, and UNSUBSCRIBE.
-HandlerResult handle_subscribe(HttpRequest& request);
-HandlerResult handle_unsubscribe(HttpRequest& request);
+HandlerResult handle_subscribe(const HttpRequest& request, HttpResponse& response);
+HandlerResult handle_unsubscribe(const HttpRequest& request, HttpResponse& response);
 
 // Tells every subscriber of the content that has had its first events. A delivery that fails is silent: the subscriber
 // stays, its event key goes on.

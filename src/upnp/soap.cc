@@ -86,18 +86,19 @@ int fault_status(int code) {
 
 }  // namespace
 
-HandlerResult soap_send_response(HttpRequest& request, std::string_view body) {
-    return http_send_text(request, 200, kXmlContentType, body);
+HandlerResult soap_send_response(const HttpRequest& request, HttpResponse& response, std::string_view body) {
+    return http_send_text(request, response, kXmlContentType, body);
 }
 
-HandlerResult soap_send_fault(HttpRequest& request, int code) {
+HandlerResult soap_send_fault(const HttpRequest& request, HttpResponse& response, int code) {
     const UpnpError& error = error_row(code);
     std::string body = text_format(kFaultCapacity, kFaultEnvelope, error.code, error.description);
     // Kept on purpose: the length counts the terminating NUL, and the NUL is sent.
     body.push_back('\0');
 
-    request.content_length = static_cast<std::int64_t>(body.size());
-    request.content_type = kXmlContentType;
-    if (!http_send_header(request, fault_status(error.code), BodyFollows::yes)) return HandlerResult::close;
+    response.content_length = static_cast<std::int64_t>(body.size());
+    response.content_type = kXmlContentType;
+    response.status = fault_status(error.code);
+    if (!http_send_header(request, response, BodyFollows::yes)) return HandlerResult::close;
     return socket_send_all(request.socket, body) ? HandlerResult::keep : HandlerResult::close;
 }

@@ -15,7 +15,7 @@ constexpr std::string_view kXmlContentType = "text/xml; charset=\"UTF-8\"";
 
 // The common way an action answers: header for status 200, then the body, in one segment where they fit. close when
 // sending failed.
-HandlerResult soap_send_response(HttpRequest& request, std::string_view body);
+HandlerResult soap_send_response(const HttpRequest& request, HttpResponse& response, std::string_view body);
 
 // The error envelope for a UPnP code; a code that is not in the table goes out as 604. close when sending failed.
-HandlerResult soap_send_fault(HttpRequest& request, int code);
+HandlerResult soap_send_fault(const HttpRequest& request, HttpResponse& response, int code);
