@@ -18,7 +18,7 @@
 #include "meta/jpeg_codec.h"
 #include "meta/planar.h"
 #include "upnp/client_profile.h"
-#include "upnp/dlna_headers.h"
+#include "upnp/protocol_info.h"
 
 namespace {
 
@@ -156,7 +156,7 @@ HandlerResult handle_picture(const HttpRequest& request, HttpResponse& response)
 
     // Kept on purpose: the type is that of JPEG pictures for the raw forms, too.
     response.content_type = "image/jpeg";
-    response.extra_headers += dlna_answer_headers(request.header, response.content_type, resource->path);
+    response.extra_headers += dlna_response_headers(request.header, response.content_type, resource->path);
     return send_picture(request, response, *rendered->bytes);
 }
 

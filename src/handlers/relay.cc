@@ -21,7 +21,7 @@
 #include "net/body.h"
 #include "net/socket_copy.h"
 #include "net/source.h"
-#include "upnp/dlna_headers.h"
+#include "upnp/protocol_info.h"
 
 namespace {
 
@@ -198,7 +198,7 @@ HandlerResult handle_http_proxy(const HttpRequest& request, HttpResponse& respon
     response.answers_time_seek = http_asks_for_time(request.header);
     if (response.content_length < 0) response.close = true;
     response.extra_headers =
-        passed_on(*source, dlna_answer_headers(request.header, response.content_type, target->url), request.version);
+        passed_on(*source, dlna_response_headers(request.header, response.content_type, target->url), request.version);
 
     const bool sends_body = has_body && request.method != kHead && response.content_length != 0;
     if (!http_send_header(request, response, sends_body ? BodyFollows::yes : BodyFollows::no))

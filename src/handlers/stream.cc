@@ -18,8 +18,7 @@
 #include "http/range.h"
 #include "http/respond.h"
 #include "meta/media_formats.h"
-#include "meta/pcm.h"
-#include "upnp/dlna_headers.h"
+#include "upnp/protocol_info.h"
 
 namespace {
 
@@ -38,10 +37,7 @@ std::int64_t unit_of(std::string_view content_type) {
 
 std::string content_type_of(std::string_view url, std::string_view path) {
     // A label only: the bytes are the stored file's, whose name tells its rate and channels.
-    if (str_ends_nocase(url, ".lpcm")) {
-        const PcmFormat format = pcm_format_of(path);
-        return text_format(128, "%s;rate=%d;channels=%d", "audio/L16", format.sample_rate, format.channels);
-    }
+    if (str_ends_nocase(url, ".lpcm")) return lpcm_type(path);
     const std::string_view type = mime_of_extension(path_extension(path));
     return std::string{type.empty() ? "application/octet-stream" : type};
 }
@@ -155,7 +151,7 @@ HandlerResult send_media(const HttpRequest& request, HttpResponse& response, std
 
     Transfer transfer{.url = url, .id = text_int(*id_text), .seconds = resource->seconds};
     response.content_type = content_type_of(url, path);
-    response.extra_headers += dlna_answer_headers(request.header, response.content_type, path);
+    response.extra_headers += dlna_response_headers(request.header, response.content_type, path);
     settle_range(response, transfer, range, status->size);
     if (transfer.length != response.content_length) response.close = true;
 

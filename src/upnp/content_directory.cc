@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "core/settings.h"
-#include "core/text_buffer.h"
 #include "core/xml_escape.h"
 #include "db/listing.h"
 #include "db/store.h"
@@ -28,8 +27,9 @@ constexpr std::size_t kFirstCapacity = 16 * 1024;
 
 // ---- the frame around the objects
 
-constexpr const char* kListHead =
-    "<u:%sResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"><Result>&lt;DIDL-Lite "
+constexpr std::string_view kService = "ContentDirectory";
+constexpr std::string_view kListHead =
+    "<Result>&lt;DIDL-Lite "
     "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
     "xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\"&gt;";
 
@@ -40,18 +40,18 @@ constexpr const char* kListTail =
 
 class ListAnswer {
 public:
-    ListAnswer(const char* action, const Text& filter, const HttpRequest& request, const RequestClient& client)
-        : action_(action),
+    ListAnswer(std::string_view action, const Text& filter, const HttpRequest& request, const RequestClient& client)
+        : soap_(kService, action, {}, kFirstCapacity),
           filter_(filter),
           client_{.profile = *client.profile,
                   .base_url = request.base_url,
                   .original_pictures = settings_get_bool(Setting::norescale)} {
-        text_.append(text_format(1024, kListHead, action_));
+        soap_.text().append(kListHead);
     }
 
     // The only work on an answer that needs the store.
     void append(const StoreLock& lock, const MediaObject& object) {
-        didl_append_object(lock, text_, object, filter_, client_);
+        didl_append_object(lock, soap_.text(), object, filter_, client_);
         ++returned_;
     }
     // Objects from first on, at most limit of them (0: no limit). Both are ui4 on the wire, so what a 32-bit number
@@ -61,31 +61,28 @@ public:
         const auto count = static_cast<std::size_t>(static_cast<std::uint32_t>(limit));
         for (std::size_t at = start; at < ids.size() && (count == 0 || at - start < count); ++at) {
             append(lock, *tree_object(lock, ids[at]));
-            if (text_.length() >= kAnswerStop) break;
+            if (soap_.text().length() >= kAnswerStop) break;
         }
     }
 
     HandlerResult send(const HttpRequest& request, HttpResponse& response, std::size_t total,
                        std::string_view after_update_id = {}) {
-        text_.append(text_format(1024, kListTail, returned_, static_cast<int>(total))).append(after_update_id);
-        text_.append("</u:").append(action_).append("Response>").append(kSoapTail);
-        return soap_send_response(request, response, text_.text());
+        soap_.text().append(text_format(1024, kListTail, returned_, static_cast<int>(total))).append(after_update_id);
+        return soap_.send(request, response);
     }
 
 private:
-    const char* action_;
+    SoapResponse soap_;
     DidlFilter filter_;
     DidlClient client_;
-    TextBuffer text_{kSoapHead, kFirstCapacity};
     int returned_ = 0;
 };
 
 HandlerResult send_short_answer(const HttpRequest& request, HttpResponse& response, std::string_view action,
                                 std::string_view arguments) {
-    TextBuffer text{kSoapHead, 1024};
-    text.append("<u:").append(action).append("Response xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">");
-    text.append(arguments).append("</u:").append(action).append("Response>").append(kSoapTail);
-    return soap_send_response(request, response, text.text());
+    SoapResponse soap{kService, action};
+    soap.text().append(arguments);
+    return soap.send(request, response);
 }
 
 // ---- what is asked for, and by whom
@@ -252,5 +249,5 @@ HandlerResult update_object(const HttpRequest& request, HttpResponse& response, 
     const int status =
         db_update_object(xml_get_text(body, "ObjectID"), field, value(current.get()), value(wanted.get()));
     if (status != 200) return soap_send_fault(request, response, status);
-    return soap_send_response(request, response, text_format(400, kAnswer, kResponse));
+    return soap_send_document(request, response, text_format(400, kAnswer, kResponse));
 }

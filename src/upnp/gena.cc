@@ -20,6 +20,7 @@
 #include "upnp/device_id.h"
 #include "upnp/gena_delivery.h"
 #include "upnp/gena_message.h"
+#include "upnp/protocol_info.h"
 
 namespace {
 
@@ -31,7 +32,6 @@ constexpr std::size_t kMostWaiting = 4;
 // Who unsubscribes leaves the thread that sends to it behind, for as long as a dead address or a slow name server
 // takes.
 constexpr int kMostSenders = 64;
-constexpr std::string_view kSource = "http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*";
 
 struct Event {
     std::shared_ptr<const std::string> body;
@@ -199,7 +199,8 @@ void greet(const Subscription& subscription) {
             content = gena_update_id_body(std::max(update_id, all.last_update_id), {});
             enqueue(all, subscription.slot, content);
         }
-        if ((slot.services & kConnectionManagerEvents) != 0) enqueue(all, subscription.slot, gena_cm_body(kSource, {}));
+        if ((slot.services & kConnectionManagerEvents) != 0)
+            enqueue(all, subscription.slot, gena_cm_body(kSourceProtocolInfo, kSinkProtocolInfo));
         slot.greeted = true;
     }
     if (!content.empty()) log_update_id_event(content);

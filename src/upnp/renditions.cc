@@ -3,6 +3,7 @@
 #include <string>
 
 #include "core/str.h"
+#include "upnp/protocol_info.h"
 
 namespace {
 
@@ -22,10 +23,10 @@ void picture_append_res(TextBuffer& output, const ClientProfile& client, const s
         const int width = rendition.width == 0 ? item.width : rendition.width;
         const int height = rendition.height == 0 ? item.height : rendition.height;
         output.append(text_format(64, "&lt;res resolution=\"%dx%d\" ", width, height));
-        output.append(
-            text_format(kMaxElementBytes, "protocolInfo=\"http-get:*:%s:%s\"&gt;%s%s/%d(%dx%d,%d)%s&lt;/res&gt;",
-                        mime_of(rendition.suffix), rendition.features, base_url.c_str(),
-                        rendition.mode == 0 ? "disk" : "picture", id, width, height, rendition.mode, rendition.suffix));
+        output.append(text_format(kMaxElementBytes, "protocolInfo=\"%s\"&gt;%s%s/%d(%dx%d,%d)%s&lt;/res&gt;",
+                                  protocol_info(mime_of(rendition.suffix), rendition.features).c_str(),
+                                  base_url.c_str(), rendition.mode == 0 ? "disk" : "picture", id, width, height,
+                                  rendition.mode, rendition.suffix));
     }
     if (client.shows_picture_thumbnail) {
         output.append(text_format(kMaxElementBytes,

@@ -220,7 +220,7 @@ struct Documents {
 
 HandlerResult serve(const HttpRequest& request, HttpResponse& response, std::string_view document) {
     log_message(LOG_INFO, LOG_HTTP, "setting MIME TYPE!\n");
-    return soap_send_response(request, response, document);
+    return soap_send_document(request, response, document);
 }
 
 }  // namespace
