@@ -36,7 +36,7 @@ struct Transfer {
     const FtpProgress& progress;
 
     std::atomic<bool> busy{true};
-    std::int64_t sent = 0;  // to be looked at behind the join
+    std::int64_t sent = 0;  // to be read after the join
     bool complete = false;  // the server has ended it, and the client took everything
 
     std::mutex mutex{};
@@ -149,7 +149,7 @@ private:
     HandlerResult transfer_file(const std::string& path, const std::array<std::uint8_t, 6>& passive) {
         log_message(LOG_INFO, LOG_HTTP, "PASSIVE MODE %d,%d,%d,%d,%d,%d\n", passive[0], passive[1], passive[2],
                     passive[3], passive[4], passive[5]);
-        // Whatever address the server names, behind a router it may name a wrong one: it is only ever asked itself.
+        // The address that the server names is not used: from behind a router it may be a wrong one.
         Transfer transfer{.host = socket_peer(control_.fd()),
                           .port = static_cast<std::uint16_t>(passive[4] << 8 | passive[5]),
                           .client = request_.socket,
@@ -168,7 +168,7 @@ private:
             transfer.cancel();
         }
         thread->join();
-        // Kept on purpose: a refusal that comes this late is sent all the same, behind the other status.
+        // Kept on purpose: a refusal that comes this late is sent all the same, after the other status.
         if (!done) return refused("RETR", code);
         const bool whole = transfer.complete && transfer.sent == response_.content_length;
         return whole ? HandlerResult::keep : HandlerResult::close;
@@ -188,7 +188,7 @@ private:
         return true;
     }
 
-    // Kept on purpose: no line end. Our end of the connection is closed behind it, so that the server has it all the
+    // Kept on purpose: no line end. Our end of the connection is closed after it, so that the server has it all the
     // same and need not wait for more.
     void quit() {
         reply_.rest.clear();

@@ -11,7 +11,7 @@ HandlerResult handle_upgrade_file(const HttpRequest& request, HttpResponse& resp
     const Text folder = settings_get(Setting::netgearupgrade);
     if (!has_text(folder)) return http_send_not_found(request, response);
 
-    // Only what stands behind the last "/" counts, undecoded, so no name leads out of the folder.
+    // Only what follows the last "/" counts, undecoded, so no name leads out of the folder.
     std::string path = *folder;
     if (!path.ends_with('/')) path += '/';
     path.append(request.url, request.url.rfind('/') + 1);

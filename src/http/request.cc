@@ -38,12 +38,12 @@ void drop_leading_line_end(std::string& header) {
 }
 
 bool asks_for_close(std::string_view header) {
-    const std::size_t connection = str_find_nocase(header, "\nConnection:");
-    return connection != std::string_view::npos && str_contains_nocase(header.substr(connection), "close");
+    const auto connection = str_after_nocase(header, "\nConnection:");
+    return connection && str_contains_nocase(*connection, "close");
 }
 
-std::string_view line_at(std::string_view header, std::size_t at) {
-    return header.substr(at, header.find_first_of(kLineEnd, at) - at);
+std::string_view first_line(std::string_view text) {
+    return text.substr(0, text.find_first_of(kLineEnd));
 }
 
 }  // namespace
@@ -51,7 +51,7 @@ std::string_view line_at(std::string_view header, std::size_t at) {
 void http_parse_request(HttpRequest& request) {
     drop_leading_line_end(request.header);
     request.method = method_of(request.header);
-    const std::string_view line = line_at(request.header, 0);
+    const std::string_view line = first_line(request.header);
     const std::size_t before_url = line.find(' ');
     if (before_url != std::string_view::npos) {
         const std::string_view rest = line.substr(before_url + 1);
@@ -64,16 +64,13 @@ void http_parse_request(HttpRequest& request) {
 }
 
 AnnouncedBody http_announced_body(std::string_view header) {
-    constexpr std::string_view kCoding = "transfer-encoding:";
     constexpr std::string_view kLength = "content-length:";
-    const std::size_t coding = str_find_nocase(header, kCoding);
-    if (coding != std::string_view::npos && str_contains_nocase(line_at(header, coding), "chunked")) {
+    const auto coding = str_after_nocase(header, "transfer-encoding:");
+    if (coding && str_contains_nocase(first_line(*coding), "chunked"))
         return {.coding = AnnouncedBody::Coding::chunked};
-    }
     AnnouncedBody body;
-    for (std::size_t at = str_find_nocase(header, kLength); at != std::string_view::npos;
-         at = str_find_nocase(header, kLength, at + 1)) {
-        const std::string_view value = http_trim(line_at(header, at + kLength.size()));
+    for (auto rest = str_after_nocase(header, kLength); rest; rest = str_after_nocase(*rest, kLength)) {
+        const std::string_view value = http_trim(first_line(*rest));
         const bool differs = body.coding != AnnouncedBody::Coding::none && body.length != text_int64(value);
         if (!http_is_number(value) || differs) return {.coding = AnnouncedBody::Coding::unreadable};
         body = {.coding = AnnouncedBody::Coding::by_length, .length = text_int64(value)};

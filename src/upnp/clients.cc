@@ -1,3 +1,11 @@
+// How a client is learned. A request header, an M-SEARCH or an ObjectID claims that a kind of client is at an address:
+//
+//   claim -- no proof needed, or the address is configured -----> known: address -> profile
+//       \--- proof needed --> asking: address -- fetched ------> known: the kind, or generic without the proof
+//
+// At most nine addresses are known or asked together, and none is ever forgotten. The description that proves a kind is
+// fetched on the thread of the request that made the claim, without the lock; other requests of that address are
+// answered as a generic client until then.
 #include "upnp/clients.h"
 
 #include <algorithm>

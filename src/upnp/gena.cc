@@ -1,3 +1,10 @@
+// How it works. Every subscriber has a slot with an outbox of events; an event gets its number (SEQ) when it is put there.
+//
+//   change of the content -> outbox of each slot -> sender thread of the slot -> NOTIFY to the callback
+//
+// A slot has at most one sender, so its events leave in order. The sender starts with the first event and ends when the
+// outbox is empty or the SID of the slot is no longer the one that it serves. Outboxes are short: the oldest event gives
+// way. New subscribers are greeted with the state of their services before they hear of changes.
 #include "upnp/gena.h"
 
 #include <algorithm>
@@ -29,8 +36,8 @@ constexpr std::int64_t kSettleMs = 100;
 constexpr std::size_t kReplyBytes = 512;
 // A subscriber that takes nothing misses events rather than filling the memory with them.
 constexpr std::size_t kMostWaiting = 4;
-// Who unsubscribes leaves the thread that sends to it behind, for as long as a dead address or a slow name server
-// takes.
+// The sender thread of an unsubscribed client may outlive its slot, for as long as a dead address or a slow name server
+// keeps it.
 constexpr int kMostSenders = 64;
 
 struct Event {
@@ -91,7 +98,7 @@ struct Parcel {
     std::string callback;
     Event event;
 };
-// The subscriber's next event; missing when there is none or the subscription is gone. Then its thread has to end.
+// The subscriber's next event; nullopt if there is none or the subscription is gone: then its thread has to end.
 std::optional<Parcel> next_parcel(int slot, std::uint32_t sid) {
     SubscriberTable& all = table();
     std::scoped_lock lock{all.mutex};
@@ -113,8 +120,8 @@ void empty_outbox(int slot, std::uint32_t sid) {
     --table().senders;
 }
 
-// Under the table's lock: sees to it that somebody empties the outbox. Where there is no thread to be had the ticker
-// tries again.
+// Under the table's lock: starts a thread that empties the outbox, unless there is one. If the system has no thread
+// left, the ticker tries again.
 void start_sender(SubscriberTable& all, int slot) {
     Subscriber& subscriber = all.slots[static_cast<std::size_t>(slot)];
     if (subscriber.outbox.empty() || subscriber.sending || all.senders >= kMostSenders) return;
@@ -153,7 +160,7 @@ struct Subscription {
     std::uint32_t sid = 0;
 };
 
-// The highest free slot; missing when there is none, or when eventing is off.
+// Takes the highest free slot; nullopt if there is none or eventing is off.
 std::optional<Subscription> take_slot(const std::string& callback, unsigned services, std::int32_t timeout) {
     SubscriberTable& all = table();
     std::scoped_lock lock{all.mutex};
@@ -184,8 +191,8 @@ bool still_there(const SubscriberTable& all, const Subscription& subscription) {
     return all.enabled && slot.used() && slot.sid == subscription.sid;
 }
 
-// The first events of a subscription, a moment behind the answer to it. They come before any other: what is told to all
-// until then does not go to this subscriber.
+// Sends the first events of a subscription, a moment after the answer to it. Changes that are told to all until then do
+// not go to this subscriber.
 void greet(const Subscription& subscription) {
     sleep_ms(kSettleMs);
     const std::int32_t update_id = db_system_update_id();

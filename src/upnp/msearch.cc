@@ -19,9 +19,9 @@ bool is_search(std::string_view packet) {
 
 // The word after the first line start that fits, up to a blank or control character; nullopt without such a line.
 std::optional<std::string_view> word_after(std::string_view packet, std::string_view line_start) {
-    const std::size_t found = str_find_nocase(packet, line_start);
-    if (found == std::string_view::npos) return std::nullopt;
-    const std::string_view value = str_trim_left(packet.substr(found + line_start.size()));
+    const auto rest = str_after_nocase(packet, line_start);
+    if (!rest) return std::nullopt;
+    const std::string_view value = str_trim_left(*rest);
     const auto end = std::ranges::find_if(value, [](char c) { return static_cast<unsigned char>(c) <= 32; });
     return value.substr(0, static_cast<std::size_t>(end - value.begin()));
 }

@@ -65,7 +65,7 @@ struct ActionRow {
     Action answer;
 };
 
-// In order: the first name that occurs anywhere behind SOAPACTION decides.
+// In order: the first name that occurs anywhere after SOAPACTION decides.
 constexpr auto kActions = std::to_array<ActionRow>({
     {"ContentDirectory:1#GetSearchCapabilities", without_arguments<get_search_capabilities>},
     {"ContentDirectory:1#GetSortCapabilities", without_arguments<get_sort_capabilities>},
