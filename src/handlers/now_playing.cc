@@ -72,8 +72,3 @@ void now_playing_update(std::string_view peer, ObjectId object_id, std::int64_t 
         entries.push_back({.peer = std::string{peer}, .object_id = object_id, .position = position});
     }
 }
-
-void now_playing_reset() {
-    std::scoped_lock lock{table().mutex};
-    table().entries.clear();
-}

@@ -36,19 +36,21 @@ HandlerResult browse_by_flag(const HttpRequest& request, HttpResponse& response,
     return browse_metadata(request, response, xml_get_text(body, "ObjectID"), xml_get_text(body, "Filter"));
 }
 
+HandlerResult direct_children(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
+    return browse_direct_children(request, response, soap_browse_arguments(body, "ObjectID"));
+}
+
+HandlerResult children_by_letter(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
+    return browse_by_letter(request, response, soap_browse_arguments(body, "ObjectID"),
+                            xml_get_text(body, "StartingLetter"));
+}
+
 HandlerResult browse(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
-    return browse_by_flag(request, response, body,
-                          [](const HttpRequest& asked, HttpResponse& answer, const XmlNode* tree) {
-                              return browse_direct_children(asked, answer, soap_browse_arguments(tree, "ObjectID"));
-                          });
+    return browse_by_flag(request, response, body, direct_children);
 }
 
 HandlerResult x_browse_by_letter(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
-    return browse_by_flag(request, response, body,
-                          [](const HttpRequest& asked, HttpResponse& answer, const XmlNode* tree) {
-                              return browse_by_letter(asked, answer, soap_browse_arguments(tree, "ObjectID"),
-                                                      xml_get_text(tree, "StartingLetter"));
-                          });
+    return browse_by_flag(request, response, body, children_by_letter);
 }
 
 HandlerResult search_tree(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
