@@ -75,14 +75,14 @@ BENCHMARK_REGISTER_F(FullStore, sort_by_path)->Unit(benchmark::kMillisecond);
 BENCHMARK_DEFINE_F(FullStore, page_of_a_known_order)(benchmark::State& state) {
     const ListingOrder order = listing_order("+dc:title");
     const DidlFilter filter{std::nullopt};
-    const DidlClient receiver{.base_url = "http://192.168.1.2:9000/"};
+    const DidlClient client{.profile = client_profile(ClientKind::generic), .base_url = "http://192.168.1.2:9000/"};
     std::size_t first = 0;
     for (auto _ : state) {
         StoreLock lock;
         const Listing listing = listing_children(lock, *store(lock).all_tracks, order);
         TextBuffer text;
         for (std::size_t at = 0; at < kPage; ++at)
-            didl_append_object(lock, text, *tree_object(lock, (*listing)[first + at]), filter, receiver);
+            didl_append_object(lock, text, *tree_object(lock, (*listing)[first + at]), filter, client);
         benchmark::DoNotOptimize(text.length());
         first = (first + 7919) % (kTracks - kPage);
     }
@@ -140,14 +140,15 @@ BENCHMARK_REGISTER_F(FullStore, search_by_track_number)->Unit(benchmark::kMillis
 BENCHMARK_DEFINE_F(FullStore, page_of_folders_with_play_time)(benchmark::State& state) {
     const ListingOrder order = listing_order(std::nullopt);
     const DidlFilter filter{std::nullopt};
-    const DidlClient receiver{.kind = ClientKind::roku_soundbridge, .base_url = "http://192.168.1.2:9000/"};
+    const DidlClient client{.profile = client_profile(ClientKind::roku_soundbridge),
+                            .base_url = "http://192.168.1.2:9000/"};
     for (auto _ : state) {
         StoreLock lock;
         if (state.range(0) == 0) group_facts_forget_all(lock);
         const Listing listing =
             listing_children(lock, *tree_find_child_container(lock, "Genres", *store(lock).music), order);
         TextBuffer text;
-        for (const ObjectId id : *listing) didl_append_object(lock, text, *tree_object(lock, id), filter, receiver);
+        for (const ObjectId id : *listing) didl_append_object(lock, text, *tree_object(lock, id), filter, client);
         benchmark::DoNotOptimize(text.length());
     }
 }

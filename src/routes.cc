@@ -11,9 +11,11 @@
 #include "handlers/rescan_page.h"
 #include "handlers/stream.h"
 #include "handlers/upgrade_files.h"
+#include "http/exchange.h"
 #include "http/request.h"
 #include "http/server.h"
 #include "meta/media_formats.h"
+#include "upnp/clients.h"
 #include "upnp/description.h"
 #include "upnp/gena.h"
 #include "upnp/scpd.h"
@@ -53,6 +55,7 @@ void register_http_handlers() {
         if (format.find_cover != nullptr)
             register_http_handler(handle_cover, kGet | kHead, std::string{"/albumart-"}.append(format.extension));
     }
+    http_set_client_recogniser(client_recognise);
 }
 
 void register_packet_handlers() {

@@ -7,9 +7,6 @@
 
 namespace {
 
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
 bool is_blank(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
@@ -25,7 +22,7 @@ ScannedNumber scan_number(std::string_view text) {
     ScannedNumber number;
     if (at < text.size() && (text[at] == '-' || text[at] == '+')) number.negative = text[at++] == '-';
     const std::size_t first = at;
-    while (at < text.size() && is_digit(text[at])) ++at;
+    while (at < text.size() && char_is_digit(text[at])) ++at;
     number.digits = text.substr(first, at - first);
     return number;
 }
@@ -68,6 +65,10 @@ std::int64_t text_int64(std::string_view text) {
         if (value == limit) break;
     }
     return static_cast<std::int64_t>(number.negative ? 0 - value : value);
+}
+
+bool char_is_digit(char c) {
+    return c >= '0' && c <= '9';
 }
 
 char char_lower(char c) {
@@ -115,6 +116,18 @@ std::size_t str_find_nocase(std::string_view text, std::string_view needle, std:
     for (std::size_t at = from; at + needle.size() <= text.size(); ++at)
         if (char_lower(text[at]) == first && str_starts_nocase(text.substr(at), needle)) return at;
     return std::string_view::npos;
+}
+
+std::optional<std::string_view> str_after(std::string_view text, std::string_view mark) {
+    const std::size_t at = text.find(mark);
+    if (at == std::string_view::npos) return std::nullopt;
+    return text.substr(at + mark.size());
+}
+
+std::optional<std::string_view> str_after_nocase(std::string_view text, std::string_view mark) {
+    const std::size_t at = str_find_nocase(text, mark);
+    if (at == std::string_view::npos) return std::nullopt;
+    return text.substr(at + mark.size());
 }
 
 std::string str_concat(std::string_view a, std::string_view b) {

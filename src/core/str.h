@@ -23,6 +23,7 @@ std::string_view text_or_empty(const Text& text);
 std::int32_t text_int(std::string_view text);
 std::int64_t text_int64(std::string_view text);
 
+bool char_is_digit(char c);
 char char_lower(char c);
 char char_upper(char c);
 
@@ -37,6 +38,10 @@ int str_compare_nocase(std::string_view a, std::string_view b);
 // Returns the first position of needle in text, not before from; npos if there is none. An empty needle is found at
 // from.
 std::size_t str_find_nocase(std::string_view text, std::string_view needle, std::size_t from = 0);
+
+// Returns what follows the first occurrence of mark; nullopt if it does not occur.
+std::optional<std::string_view> str_after(std::string_view text, std::string_view mark);
+std::optional<std::string_view> str_after_nocase(std::string_view text, std::string_view mark);
 
 // Returns a followed by b.
 std::string str_concat(std::string_view a, std::string_view b);

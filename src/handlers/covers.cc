@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "core/file.h"
+#include "core/str.h"
 #include "db/store.h"
 #include "http/file_sender.h"
 #include "http/respond.h"
@@ -12,19 +13,20 @@
 
 namespace {
 
-HandlerResult send_picture(HttpRequest& request, const File& file, std::uint64_t file_size,
-                           const EmbeddedPicture& picture) {
+HandlerResult send_picture(const HttpRequest& request, HttpResponse& response, const File& file,
+                           std::uint64_t file_size, const EmbeddedPicture& picture) {
     const std::uint64_t there = std::min(picture.length, file_size - picture.offset);
     // Kept on purpose: the length that the tag says, even where the file ends before. The connection ends there, too.
-    if (there < picture.length) request.close = true;
-    request.content_type = picture.mime;
-    request.content_length = static_cast<std::int64_t>(picture.length);
+    if (there < picture.length) response.close = true;
+    response.content_type = picture.mime;
+    response.content_length = static_cast<std::int64_t>(picture.length);
     const bool with_body = request.method != kHead;
-    if (!http_send_header(request, 200, with_body ? BodyFollows::yes : BodyFollows::no)) return HandlerResult::close;
+    if (!http_send_header(request, response, with_body ? BodyFollows::yes : BodyFollows::no))
+        return HandlerResult::close;
     if (!with_body) return HandlerResult::keep;
     FileSender sender{request.socket, file, static_cast<std::int64_t>(picture.offset)};
     const auto sent = sender.send(static_cast<std::int64_t>(there));
-    return sent == request.content_length ? HandlerResult::keep : HandlerResult::close;
+    return sent == response.content_length ? HandlerResult::keep : HandlerResult::close;
 }
 
 // The format whose "albumart-EXTENSION" the URL begins with; null if there is none.
@@ -40,18 +42,18 @@ const MediaFormat* format_of_url(std::string_view url) {
 
 }  // namespace
 
-HandlerResult handle_cover(HttpRequest& request) {
+HandlerResult handle_cover(const HttpRequest& request, HttpResponse& response) {
     const MediaFormat* const format = format_of_url(request.url);
-    if (format == nullptr) return http_send_not_found(request);
+    if (format == nullptr) return http_send_not_found(request, response);
     const std::string mark = std::string{"albumart-"}.append(format->extension).append("/");
-    const std::size_t at = request.url.find(mark);
-    if (at == std::string::npos) return http_send_not_found(request);
-    const auto resource = db_get_resource(std::string_view{request.url}.substr(at + mark.size()));
-    if (!resource) return http_send_not_found(request);
+    const auto id_text = str_after(request.url, mark);
+    const auto resource = id_text ? db_get_resource(*id_text) : std::nullopt;
+    if (!resource) return http_send_not_found(request, response);
     const File file = file_open_regular(resource->path);
     const auto status = file ? file.status() : std::nullopt;
-    if (!status) return http_send_not_found(request);
+    if (!status) return http_send_not_found(request, response);
     FileWindow window{file, static_cast<std::uint64_t>(status->size)};
     const auto picture = format->find_cover(window);
-    return picture ? send_picture(request, file, window.size(), *picture) : http_send_not_found(request);
+    return picture ? send_picture(request, response, file, window.size(), *picture)
+                   : http_send_not_found(request, response);
 }

@@ -4,4 +4,4 @@
 
 #include "http/request.h"
 
-HandlerResult handle_cover(HttpRequest& request);
+HandlerResult handle_cover(const HttpRequest& request, HttpResponse& response);

@@ -36,7 +36,7 @@ struct Transfer {
     const FtpProgress& progress;
 
     std::atomic<bool> busy{true};
-    std::int64_t sent = 0;  // to be looked at behind the join
+    std::int64_t sent = 0;  // to be read after the join
     bool complete = false;  // the server has ended it, and the client took everything
 
     std::mutex mutex{};
@@ -95,8 +95,8 @@ void ftp_data_thread(Transfer& transfer) {
 
 class Relay {
 public:
-    Relay(HttpRequest& request, SourceConnection control, const FtpProgress& progress)
-        : request_(request), control_(std::move(control)), progress_(progress) {}
+    Relay(const HttpRequest& request, HttpResponse& response, SourceConnection control, const FtpProgress& progress)
+        : request_(request), response_(response), control_(std::move(control)), progress_(progress) {}
 
     HandlerResult run(std::string_view source, const std::string& path) {
         int code = command({});
@@ -112,9 +112,9 @@ public:
         const auto size = code == 213 ? ftp_reply_size(reply_.text) : std::nullopt;
         if (!size) {
             log_message(LOG_INFO, LOG_HTTP, "%s\n", code == 502 ? "SIZE: Command not implemented" : "SIZE unknown");
-            request_.close = true;
+            response_.close = true;
         }
-        request_.content_length = size.value_or(-1);
+        response_.content_length = size.value_or(-1);
         if (request_.method == kHead) {
             const bool sent = answer(BodyFollows::no);
             quit();
@@ -149,11 +149,11 @@ private:
     HandlerResult transfer_file(const std::string& path, const std::array<std::uint8_t, 6>& passive) {
         log_message(LOG_INFO, LOG_HTTP, "PASSIVE MODE %d,%d,%d,%d,%d,%d\n", passive[0], passive[1], passive[2],
                     passive[3], passive[4], passive[5]);
-        // Whatever address the server names, behind a router it may name a wrong one: it is only ever asked itself.
+        // The address that the server names is not used: from behind a router it may be a wrong one.
         Transfer transfer{.host = socket_peer(control_.fd()),
                           .port = static_cast<std::uint16_t>(passive[4] << 8 | passive[5]),
                           .client = request_.socket,
-                          .length = request_.content_length,
+                          .length = response_.content_length,
                           .progress = progress_};
         // In front of the thread: a server that sends its file unasked must not get ahead of the header.
         if (!answer(BodyFollows::yes)) return HandlerResult::close;
@@ -168,9 +168,9 @@ private:
             transfer.cancel();
         }
         thread->join();
-        // Kept on purpose: a refusal that comes this late is sent all the same, behind the other status.
+        // Kept on purpose: a refusal that comes this late is sent all the same, after the other status.
         if (!done) return refused("RETR", code);
-        const bool whole = transfer.complete && transfer.sent == request_.content_length;
+        const bool whole = transfer.complete && transfer.sent == response_.content_length;
         return whole ? HandlerResult::keep : HandlerResult::close;
     }
 
@@ -183,12 +183,12 @@ private:
     }
 
     bool answer(BodyFollows body) {
-        if (!http_send_header(request_, 200, body)) return false;
+        if (!http_send_header(request_, response_, body)) return false;
         if (progress_) progress_(0);
         return true;
     }
 
-    // Kept on purpose: no line end. Our end of the connection is closed behind it, so that the server has it all the
+    // Kept on purpose: no line end. Our end of the connection is closed after it, so that the server has it all the
     // same and need not wait for more.
     void quit() {
         reply_.rest.clear();
@@ -201,19 +201,21 @@ private:
 
     HandlerResult refused(const char* step, int code) {
         log_message(LOG_ERROR, LOG_HTTP, "%s: %d\n", step, code);
-        request_.close = true;
-        http_send_not_found(request_);
+        response_.close = true;
+        http_send_not_found(request_, response_);
         return HandlerResult::close;
     }
 
     HandlerResult failed() {
-        request_.close = true;
-        request_.content_length = 0;
-        http_send_header(request_, 500);
+        response_.close = true;
+        response_.content_length = 0;
+        response_.status = 500;
+        http_send_header(request_, response_);
         return HandlerResult::close;
     }
 
-    HttpRequest& request_;
+    const HttpRequest& request_;
+    HttpResponse& response_;
     const SourceConnection control_;
     const FtpProgress& progress_;
     FtpReply reply_;
@@ -221,11 +223,12 @@ private:
 
 }  // namespace
 
-HandlerResult ftp_relay(HttpRequest& request, std::string_view source, const FtpProgress& progress) {
+HandlerResult ftp_relay(const HttpRequest& request, HttpResponse& response, std::string_view source,
+                        const FtpProgress& progress) {
     const Text path = ftp_path_from_url(source);
-    if (!path || !ftp_is_sendable(source)) return http_send_not_found(request);
+    if (!path || !ftp_is_sendable(source)) return http_send_not_found(request, response);
     // Without the path: what a server may call a file cannot always be part of a URL.
     SourceConnection control{http_connect(source.substr(0, source.size() - path->size() + 1))};
-    if (!control) return http_send_not_found(request);
-    return Relay{request, std::move(control), progress}.run(source, *path);
+    if (!control) return http_send_not_found(request, response);
+    return Relay{request, response, std::move(control), progress}.run(source, *path);
 }

@@ -11,6 +11,7 @@
 // Told how many bytes are through: 0 when the answer has begun, then again and again from the second thread.
 using FtpProgress = std::function<void(std::int64_t bytes)>;
 
-// Answers the request with the file of an "ftp://" URL; the record's content_type is the caller's to set. Whatever the
+// Answers the request with the file of an "ftp://" URL; the response's content_type is the caller's to set. What the
 // server refuses is not found. Returns when both connections have ended.
-HandlerResult ftp_relay(HttpRequest& request, std::string_view source, const FtpProgress& progress = {});
+HandlerResult ftp_relay(const HttpRequest& request, HttpResponse& response, std::string_view source,
+                        const FtpProgress& progress = {});

@@ -46,18 +46,18 @@ std::string now_playing_page() {
 
 }  // namespace
 
-HandlerResult handle_rpc(HttpRequest& request) {
-    request.extra_headers += "Expires: 0\r\nPragma: no-cache\r\n";
-    if (str_contains(request.url, "playing")) return http_send_text(request, 200, kHtmlType, now_playing_page());
+HandlerResult handle_rpc(const HttpRequest& request, HttpResponse& response) {
+    response.extra_headers += "Expires: 0\r\nPragma: no-cache\r\n";
+    if (str_contains(request.url, "playing")) return http_send_text(request, response, kHtmlType, now_playing_page());
     if (str_contains(request.url, "mode?stealth")) {
         set_announcement_mode(AnnouncementMode::silent);
-        return http_send_text(request, 200, kHtmlType, "SSDP disabled. MediaServer in stealth mode!\n");
+        return http_send_text(request, response, kHtmlType, "SSDP disabled. MediaServer in stealth mode!\n");
     }
     if (str_contains(request.url, "mode?alive")) {
         set_announcement_mode(AnnouncementMode::announcing);
-        return http_send_text(request, 200, kHtmlType, "SSDP enabled. MediaServer alive!\n");
+        return http_send_text(request, response, kHtmlType, "SSDP enabled. MediaServer alive!\n");
     }
-    return http_send_not_found(request);
+    return http_send_not_found(request, response);
 }
 
 void now_playing_update(std::string_view peer, ObjectId object_id, std::int64_t position) {
@@ -71,9 +71,4 @@ void now_playing_update(std::string_view peer, ObjectId object_id, std::int64_t 
     } else if (entries.size() < kMaxEntries) {
         entries.push_back({.peer = std::string{peer}, .object_id = object_id, .position = position});
     }
-}
-
-void now_playing_reset() {
-    std::scoped_lock lock{table().mutex};
-    table().entries.clear();
 }

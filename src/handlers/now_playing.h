@@ -7,9 +7,8 @@
 #include "db/objects.h"
 #include "http/request.h"
 
-HandlerResult handle_rpc(HttpRequest& request);
+HandlerResult handle_rpc(const HttpRequest& request, HttpResponse& response);
 
 // A client is being streamed an object at a position. At most ten clients are remembered, for as long as the process
 // runs.
 void now_playing_update(std::string_view peer, ObjectId object_id, std::int64_t position);
-void now_playing_reset();

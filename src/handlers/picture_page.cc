@@ -17,8 +17,8 @@
 #include "meta/icon.h"
 #include "meta/jpeg_codec.h"
 #include "meta/planar.h"
-#include "upnp/clients.h"
-#include "upnp/dlna_headers.h"
+#include "upnp/client_profile.h"
+#include "upnp/protocol_info.h"
 
 namespace {
 
@@ -55,7 +55,7 @@ bool can_be_opened(const std::string& path) {
 
 bool wants_description(const PictureUrl& url, const HttpRequest& request) {
     return url.width >= kLeastOverlayWidth && settings_get_bool(Setting::descriptions) &&
-           client_type(request.peer) != ClientKind::tv_remote;
+           !request.client.profile->draws_descriptions;
 }
 
 // The finished bytes, with the memory they take accounted for. No bytes when they could not be made.
@@ -109,12 +109,13 @@ std::optional<Rendered> render_picture(const PictureUrl& url, const HttpRequest&
     });
 }
 
-HandlerResult send_picture(HttpRequest& request, std::string_view bytes) {
+HandlerResult send_picture(const HttpRequest& request, HttpResponse& response, std::string_view bytes) {
     const bool with_body = request.method != kHead && !bytes.empty();
-    request.content_length = static_cast<std::int64_t>(bytes.size());
+    response.content_length = static_cast<std::int64_t>(bytes.size());
     // The header would wait for ever behind answers that nobody reads.
     if (!socket_wait_writable(request.socket, kSendMs)) return HandlerResult::close;
-    if (!http_send_header(request, 200, with_body ? BodyFollows::yes : BodyFollows::no)) return HandlerResult::close;
+    if (!http_send_header(request, response, with_body ? BodyFollows::yes : BodyFollows::no))
+        return HandlerResult::close;
     const std::uint32_t begun = uptime_ms();
     for (; with_body && !bytes.empty(); bytes.remove_prefix(std::min(kSendUnit, bytes.size()))) {
         if (uptime_ms() - begun > kSendAllMs) return HandlerResult::close;
@@ -141,22 +142,22 @@ std::optional<PictureUrl> picture_parse_url(std::string_view url) {
         .id_text = *id, .width = text_int(*width), .height = text_int(*height), .mode = text_int(*mode), .suffix = url};
 }
 
-HandlerResult handle_picture(HttpRequest& request) {
+HandlerResult handle_picture(const HttpRequest& request, HttpResponse& response) {
     const auto url = picture_parse_url(request.url);
-    if (!url || !is_side(url->width) || !is_side(url->height)) return http_send_not_found(request);
+    if (!url || !is_side(url->width) || !is_side(url->height)) return http_send_not_found(request, response);
     const auto resource = db_get_resource(url->id_text);
-    if (!resource) return http_send_not_found(request);
+    if (!resource) return http_send_not_found(request, response);
 
     const bool icon = str_contains(url->suffix, ".goicon");
-    if (!icon && !can_be_opened(resource->path)) return http_send_not_found(request);
+    if (!icon && !can_be_opened(resource->path)) return http_send_not_found(request, response);
     const auto rendered = icon ? render_icon(*url, request.socket) : render_picture(*url, request, resource->path);
     if (!rendered) return HandlerResult::close;
-    if (!rendered->bytes) return http_send_not_found(request);
+    if (!rendered->bytes) return http_send_not_found(request, response);
 
     // Kept on purpose: the type is that of JPEG pictures for the raw forms, too.
-    request.content_type = "image/jpeg";
-    request.extra_headers += dlna_answer_headers(request.header, request.content_type, resource->path);
-    return send_picture(request, *rendered->bytes);
+    response.content_type = "image/jpeg";
+    response.extra_headers += dlna_response_headers(request.header, response.content_type, resource->path);
+    return send_picture(request, response, *rendered->bytes);
 }
 
 void picture_overlay_description(RgbPicture& /*picture*/, std::string_view /*description*/) {}

@@ -20,7 +20,7 @@ std::optional<PictureUrl> picture_parse_url(std::string_view url);
 // The not-found answer for a URL of another form, for sizes outside 1 to 4096, for ids of nothing and for files that
 // are not there. A file that is no good JPEG is answered with a grey picture, and a client that has gone with a
 // close.
-HandlerResult handle_picture(HttpRequest& request);
+HandlerResult handle_picture(const HttpRequest& request, HttpResponse& response);
 
 // Where a description would be drawn into a picture. Draws nothing yet.
 void picture_overlay_description(RgbPicture& picture, std::string_view description);

@@ -1,9 +1,8 @@
 #include "handlers/playlist_page.h"
 
-#include <string_view>
-
 #include "core/process_wide.h"
 #include "core/semaphore.h"
+#include "core/str.h"
 #include "db/m3u.h"
 #include "http/respond.h"
 
@@ -18,15 +17,15 @@ constexpr int kWaitMs = 30'000;
 
 }  // namespace
 
-HandlerResult handle_m3u(HttpRequest& request) {
-    constexpr std::string_view kMark = "m3u/";
-    const std::string_view url = request.url;
-    const std::size_t mark = url.find(kMark);
-    if (mark == std::string_view::npos)
-        return http_send_header(request, 500) ? HandlerResult::keep : HandlerResult::close;
+HandlerResult handle_m3u(const HttpRequest& request, HttpResponse& response) {
+    const auto id_text = str_after(request.url, "m3u/");
+    if (!id_text) {
+        response.status = 500;
+        return http_send_header(request, response) ? HandlerResult::keep : HandlerResult::close;
+    }
     auto unsent = Reservation::take(process_wide<UnsentPlaylists>().bytes, kLongest, kWaitMs);
-    const auto text = unsent ? m3u_container(request.base_url, url.substr(mark + kMark.size())) : std::nullopt;
-    if (!text) return http_send_not_found(request);
+    const auto text = unsent ? m3u_container(request.base_url, *id_text) : std::nullopt;
+    if (!text) return http_send_not_found(request, response);
     unsent->resize(static_cast<std::int64_t>(text->size()));
-    return http_send_text(request, 200, "audio/x-mpegurl", *text);
+    return http_send_text(request, response, "audio/x-mpegurl", *text);
 }

@@ -3,4 +3,4 @@
 
 #include "http/request.h"
 
-HandlerResult handle_m3u(HttpRequest& request);
+HandlerResult handle_m3u(const HttpRequest& request, HttpResponse& response);

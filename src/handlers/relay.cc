@@ -21,7 +21,7 @@
 #include "net/body.h"
 #include "net/socket_copy.h"
 #include "net/source.h"
-#include "upnp/dlna_headers.h"
+#include "upnp/protocol_info.h"
 
 namespace {
 
@@ -110,8 +110,9 @@ std::int64_t first_byte_of(const HttpRequest& request) {
 
 class BodyRelay {
 public:
-    BodyRelay(const HttpRequest& request, const HttpSource& source, ObjectId id)
+    BodyRelay(const HttpRequest& request, const HttpResponse& response, const HttpSource& source, ObjectId id)
         : request_(request),
+          announced_(response.content_length),
           source_(source),
           id_(id),
           asked_first_(first_byte_of(request)),
@@ -122,8 +123,8 @@ public:
         const bool whole = source_.body.coding == AnswerBody::Coding::chunked ? pass_chunks() : pass(left_by_header());
         if (copy_.end() == SocketCopy::End::source_failed)
             log_message(LOG_INFO, LOG_HTTPPROXY, "source went away: %s\n", source_.url.c_str());
-        // A client that was told of more would wait for it, so the end of the connection has to tell it.
-        return whole && sent_ == request_.content_length ? HandlerResult::keep : HandlerResult::close;
+        // A client that was told of more bytes would wait for them; the end of the connection tells it that none come.
+        return whole && sent_ == announced_ ? HandlerResult::keep : HandlerResult::close;
     }
 
 private:
@@ -156,6 +157,7 @@ private:
     }
 
     const HttpRequest& request_;
+    const std::int64_t announced_;
     const HttpSource& source_;
     const ObjectId id_;
     const std::int64_t asked_first_;
@@ -163,53 +165,54 @@ private:
     std::int64_t sent_ = 0;
 };
 
-// The item's path when it has this scheme, and the id text of the URL.
+// The id text of the URL, and the URL that the item has as its path; nullopt if that has another scheme.
 struct RelayTarget {
     std::string_view id_text;
     std::string url;
 };
 std::optional<RelayTarget> target_of(const HttpRequest& request, std::string_view mark, std::string_view scheme) {
-    const std::size_t at = request.url.find(mark);
-    if (at == std::string::npos) return std::nullopt;
-    const std::string_view id_text = std::string_view{request.url}.substr(at + mark.size());
-    auto resource = db_get_resource(id_text);
+    const auto id_text = str_after(request.url, mark);
+    if (!id_text) return std::nullopt;
+    auto resource = db_get_resource(*id_text);
     if (!resource || !resource->path.starts_with(scheme)) return std::nullopt;
-    return RelayTarget{.id_text = id_text, .url = std::move(resource->path)};
+    return RelayTarget{.id_text = *id_text, .url = std::move(resource->path)};
 }
 
 }  // namespace
 
-HandlerResult handle_http_proxy(HttpRequest& request) {
+HandlerResult handle_http_proxy(const HttpRequest& request, HttpResponse& response) {
     const auto target = target_of(request, "httpproxy/", "http://");
-    if (!target || has_come_round(request)) return http_send_not_found(request);
+    if (!target || has_come_round(request)) return http_send_not_found(request, response);
     const auto source = http_open_source(target->url, request_lines(request), own_port(request.socket));
     if (!source) {
         log_message(LOG_INFO, LOG_HTTPPROXY, "no stream at %s\n", target->url.c_str());
-        return http_send_not_found(request);
+        return http_send_not_found(request, response);
     }
     const bool has_body = source->status != 416;
     if (has_body) db_played(target->id_text);
 
-    request.content_type = content_type_of(*source);
-    request.content_length = has_body ? source->body.length : 0;
-    request.range_total = -1;
-    if (request.content_length < 0) request.close = true;
-    request.extra_headers =
-        passed_on(*source, dlna_answer_headers(request.header, request.content_type, target->url), request.version);
+    response.content_type = content_type_of(*source);
+    response.content_length = has_body ? source->body.length : 0;
+    response.status = source->status;
+    response.range_total = -1;
+    response.answers_time_seek = http_asks_for_time(request.header);
+    if (response.content_length < 0) response.close = true;
+    response.extra_headers =
+        passed_on(*source, dlna_response_headers(request.header, response.content_type, target->url), request.version);
 
-    const bool sends_body = has_body && request.method != kHead && request.content_length != 0;
-    if (!http_send_header(request, source->status, sends_body ? BodyFollows::yes : BodyFollows::no))
+    const bool sends_body = has_body && request.method != kHead && response.content_length != 0;
+    if (!http_send_header(request, response, sends_body ? BodyFollows::yes : BodyFollows::no))
         return HandlerResult::close;
     if (!sends_body) return HandlerResult::keep;
-    return BodyRelay{request, *source, text_int(target->id_text)}.run();
+    return BodyRelay{request, response, *source, text_int(target->id_text)}.run();
 }
 
-HandlerResult handle_ftp_proxy(HttpRequest& request) {
+HandlerResult handle_ftp_proxy(const HttpRequest& request, HttpResponse& response) {
     const auto target = target_of(request, "ftpproxy/", "ftp://");
-    if (!target) return http_send_not_found(request);
-    request.content_type = type_by_name(target->url);
+    if (!target) return http_send_not_found(request, response);
+    response.content_type = type_by_name(target->url);
     const ObjectId id = text_int(target->id_text);
-    return ftp_relay(request, target->url, [&](std::int64_t bytes) {
+    return ftp_relay(request, response, target->url, [&](std::int64_t bytes) {
         if (bytes == 0) db_played(target->id_text);
         if (request.method != kHead) now_playing_update(request.peer, id, bytes - 1);  // as for files without a range
     });

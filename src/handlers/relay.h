@@ -4,5 +4,5 @@
 
 #include "http/request.h"
 
-HandlerResult handle_http_proxy(HttpRequest& request);
-HandlerResult handle_ftp_proxy(HttpRequest& request);
+HandlerResult handle_http_proxy(const HttpRequest& request, HttpResponse& response);
+HandlerResult handle_ftp_proxy(const HttpRequest& request, HttpResponse& response);

@@ -15,7 +15,7 @@ constexpr std::string_view kPrefix = "/rescan";
 constexpr std::size_t kDirectoryBytes = 1023;
 constexpr std::size_t kBodyCapacity = 2048;
 
-// What the request's URL names behind the prefix.
+// The directory that the URL names after the prefix.
 std::string requested_directory(std::string_view url) {
     url.remove_prefix(std::min(kPrefix.size(), url.size()));
     return url_decode(url.substr(0, kDirectoryBytes));
@@ -40,7 +40,7 @@ std::string page(RescanAnswer answer, std::string_view directory) {
 
 }  // namespace
 
-HandlerResult handle_rescan(HttpRequest& request) {
+HandlerResult handle_rescan(const HttpRequest& request, HttpResponse& response) {
     const std::string directory = requested_directory(request.url);
-    return http_send_text(request, 200, kHtmlType, page(scan_request_rescan(directory), directory));
+    return http_send_text(request, response, kHtmlType, page(scan_request_rescan(directory), directory));
 }

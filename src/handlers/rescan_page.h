@@ -3,4 +3,4 @@
 
 #include "http/request.h"
 
-HandlerResult handle_rescan(HttpRequest& request);
+HandlerResult handle_rescan(const HttpRequest& request, HttpResponse& response);

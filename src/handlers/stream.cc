@@ -18,9 +18,7 @@
 #include "http/range.h"
 #include "http/respond.h"
 #include "meta/media_formats.h"
-#include "meta/pcm.h"
-#include "upnp/clients.h"
-#include "upnp/dlna_headers.h"
+#include "upnp/protocol_info.h"
 
 namespace {
 
@@ -39,10 +37,7 @@ std::int64_t unit_of(std::string_view content_type) {
 
 std::string content_type_of(std::string_view url, std::string_view path) {
     // A label only: the bytes are the stored file's, whose name tells its rate and channels.
-    if (str_ends_nocase(url, ".lpcm")) {
-        const PcmFormat format = pcm_format_of(path);
-        return text_format(128, "%s;rate=%d;channels=%d", "audio/L16", format.sample_rate, format.channels);
-    }
+    if (str_ends_nocase(url, ".lpcm")) return lpcm_type(path);
     const std::string_view type = mime_of_extension(path_extension(path));
     return std::string{type.empty() ? "application/octet-stream" : type};
 }
@@ -60,51 +55,51 @@ std::int64_t range_length(std::int64_t first, std::int64_t last) {
 }
 
 struct Transfer {
+    std::string_view url;     // of the file, for the log
     ObjectId id = kNoObject;  // as the URL gave it: an item's or a reference's
     std::int32_t seconds = 0;
     std::int64_t asked_first = -1;  // -1: no range asked for
     std::int64_t offset = 0;        // where it starts in the file
-    std::int64_t length = 0;        // what the file has for it; the answer may announce another length
+    std::int64_t length = 0;        // what the file has for it; the response may announce another length
 };
 
-// Fills the record's length and range and returns the status.
-int settle_range(HttpRequest& request, Transfer& transfer, std::int64_t size) {
-    ByteRange range = http_parse_range(request.header);
+// Fills the response's status, length and range, and the part of the file that answers the range.
+void settle_range(HttpResponse& response, Transfer& transfer, ByteRange range, std::int64_t size) {
     if (range.first >= 0 && range.time_seek && transfer.seconds != 0) {
         range.first = time_seek_offset(range.first, size, transfer.seconds);
         if (range.last >= 0) range.last = time_seek_offset(range.last, size, transfer.seconds);
     }
-    request.content_length = size;
-    request.range_total = size;
+    response.content_length = size;
+    response.range_total = size;
     transfer.asked_first = range.first;
 
-    const bool partial = range.first >= 0;
-    if (partial) {
+    if (range.first >= 0) {
+        response.status = 206;
         // Kept on purpose: a last byte equal to the size stays, and announces one byte more than there is. A first byte
-        // behind the end makes the length negative: it is not announced then, and nothing is sent. The last byte of an
+        // after the end makes the length negative: it is not announced then, and nothing is sent. The last byte of an
         // empty file is -1.
         if (range.last < 0 || range.last > size) range.last = size - 1;
-        request.range_first = range.first;
-        request.range_last = range.last;
-        request.content_length = range_length(range.first, range.last);
+        response.range_first = range.first;
+        response.range_last = range.last;
+        response.content_length = range_length(range.first, range.last);
         transfer.offset = range.first;
     }
     const std::int64_t left = std::max<std::int64_t>(size - transfer.offset, 0);
-    transfer.length = std::clamp<std::int64_t>(request.content_length, 0, left);
-    return partial ? 206 : 200;
+    transfer.length = std::clamp<std::int64_t>(response.content_length, 0, left);
 }
 
-// Waits between two stretches, no longer than the connection lives.
+// Waits between two stretches; returns early if the connection ends.
 void pause_sending(int socket, std::int32_t milliseconds) {
     pollfd connection{.fd = socket, .events = 0, .revents = 0};  // an end or a reset is always told
     if (milliseconds > 0) poll(&connection, 1, milliseconds);
 }
 
-HandlerResult send_body(const HttpRequest& request, const File& file, const Transfer& transfer) {
-    const std::int64_t unit = unit_of(request.content_type);
+HandlerResult send_body(const HttpRequest& request, const HttpResponse& response, const File& file,
+                        const Transfer& transfer) {
+    const std::int64_t unit = unit_of(response.content_type);
     const std::int64_t piece = std::max(kPieceBytes / unit, std::int64_t{1}) * unit;
-    const std::int32_t rate = pacing_rate(request.range_total, transfer.seconds);
-    const bool paced = transfer.seconds > 0 && is_music_client(request.peer);
+    const std::int32_t rate = pacing_rate(response.range_total, transfer.seconds);
+    const bool paced = transfer.seconds > 0 && request.client.music_only;
     const std::int64_t stretch = pacing_stretch(rate, unit);
     const std::uint32_t started = uptime_ms();
 
@@ -125,7 +120,7 @@ HandlerResult send_body(const HttpRequest& request, const File& file, const Tran
         since_pause += *n;
         now_playing_update(request.peer, transfer.id, transfer.asked_first + sent);
         if (*n < wanted) {
-            log_message(LOG_INFO, LOG_HTTP, "file ended before its time (%s)\n", request.url.c_str());
+            log_message(LOG_INFO, LOG_HTTP, "file ended before its time (%s)\n", std::string{transfer.url}.c_str());
             break;
         }
         if (paced && since_pause >= stretch && sent < transfer.length) {
@@ -133,64 +128,61 @@ HandlerResult send_body(const HttpRequest& request, const File& file, const Tran
             since_pause = 0;
         }
     }
-    // A client that was told of more would wait for it, so the end of the connection has to tell it.
-    return sent == request.content_length ? HandlerResult::keep : HandlerResult::close;
+    // A client that was told of more bytes would wait for them; the end of the connection tells it that none come.
+    return sent == response.content_length ? HandlerResult::keep : HandlerResult::close;
+}
+
+// url is that of a "/disk" request.
+HandlerResult send_media(const HttpRequest& request, HttpResponse& response, std::string_view url,
+                         const ByteRange& range) {
+    const auto id_text = str_after(url, "disk/");
+    if (!id_text) return HandlerResult::close;
+    const auto resource = db_get_resource(*id_text);
+    if (!resource) return http_send_not_found(request, response, url);
+
+    std::string path = resource->path;
+    if (url.size() > 4 && url.ends_with(".idx")) path = idx_path_for(path).value_or(path);
+    const auto status = file_status(path);
+    if (!status || !status->regular) return http_send_not_found(request, response, url);
+    // Counts as played from here on, even for a HEAD or a file that may not be read.
+    db_played(*id_text);
+    const File file = file_open_regular(path);
+    if (!file) return http_send_not_found(request, response, url);
+
+    Transfer transfer{.url = url, .id = text_int(*id_text), .seconds = resource->seconds};
+    response.content_type = content_type_of(url, path);
+    response.extra_headers += dlna_response_headers(request.header, response.content_type, path);
+    settle_range(response, transfer, range, status->size);
+    if (transfer.length != response.content_length) response.close = true;
+
+    const bool body = request.method != kHead;
+    if (!http_send_header(request, response, body && transfer.length > 0 ? BodyFollows::yes : BodyFollows::no))
+        return HandlerResult::close;
+    return body ? send_body(request, response, file, transfer) : HandlerResult::keep;
 }
 
 }  // namespace
 
-HandlerResult handle_disk(HttpRequest& request) {
-    constexpr std::string_view kMark = "disk/";
-    const std::size_t mark = request.url.find(kMark);
-    if (mark == std::string::npos) return HandlerResult::close;
-    const std::string_view id_text = std::string_view{request.url}.substr(mark + kMark.size());
-    const auto resource = db_get_resource(id_text);
-    if (!resource) return http_send_not_found(request);
-
-    std::string path = resource->path;
-    if (request.url.size() > 4 && request.url.ends_with(".idx")) path = idx_path_for(path).value_or(path);
-    const auto status = file_status(path);
-    if (!status || !status->regular) return http_send_not_found(request);
-    // Counts as played from here on, be it a HEAD or a file that may not be read.
-    db_played(id_text);
-    const File file = file_open_regular(path);
-    if (!file) return http_send_not_found(request);
-
-    Transfer transfer{.id = text_int(id_text), .seconds = resource->seconds};
-    request.content_type = content_type_of(request.url, path);
-    request.extra_headers += dlna_answer_headers(request.header, request.content_type, path);
-    const int answer = settle_range(request, transfer, status->size);
-    if (transfer.length != request.content_length) request.close = true;
-
-    const bool body = request.method != kHead;
-    if (!http_send_header(request, answer, body && transfer.length > 0 ? BodyFollows::yes : BodyFollows::no))
-        return HandlerResult::close;
-    return body ? send_body(request, file, transfer) : HandlerResult::keep;
+HandlerResult handle_disk(const HttpRequest& request, HttpResponse& response) {
+    response.answers_time_seek = http_asks_for_time(request.header);
+    return send_media(request, response, request.url, http_parse_range(request.header));
 }
 
-HandlerResult handle_continue(HttpRequest& request) {
-    constexpr std::string_view kMark = "continue/";
-    const std::size_t mark = request.url.find(kMark);
-    if (mark == std::string::npos) return HandlerResult::close;
-    const std::string_view id_text = std::string_view{request.url}.substr(mark + kMark.size());
-    const auto resource = db_get_resource(id_text);
-    if (!resource) return http_send_not_found(request);
+HandlerResult handle_continue(const HttpRequest& request, HttpResponse& response) {
+    const std::string_view url = request.url;
+    const std::size_t mark = url.find("continue/");
+    const auto id_text = str_after(url, "continue/");
+    if (!id_text) return HandlerResult::close;
+    const auto resource = db_get_resource(*id_text);
+    if (!resource) return http_send_not_found(request, response);
 
-    // The offset of the URL is the only range that counts: whatever else the client wrote about ranges loses its name.
-    for (std::size_t at = 0; (at = str_find_nocase(request.header, "range", at)) != std::string::npos;)
-        request.header[at] = 'X';
-
-    const std::size_t line = id_text.find('_');
-    const std::int64_t offset = line == std::string_view::npos ? 0 : text_int64(id_text.substr(line + 1));
-    // A header that was cut has no line end of its own.
-    if (!request.header.ends_with('\n')) request.header += "\r\n";
-    request.header +=
-        text_format(64, "Range: bytes=%lld-\r\n", static_cast<long long>(std::max<std::int64_t>(offset, 0)));
-
-    const std::string_view extension = path_extension(resource->path);
-    request.url = text_format(256, "%sdisk/%ld.%s", request.url.substr(0, mark).c_str(),
-                              static_cast<long>(text_int(id_text)), std::string{extension}.c_str());
-    return handle_disk(request);
+    const std::string disk_url =
+        text_format(256, "%sdisk/%ld.%s", std::string{url.substr(0, mark)}.c_str(),
+                    static_cast<long>(text_int(*id_text)), std::string{path_extension(resource->path)}.c_str());
+    // The offset of the URL is the only range that counts, whatever the client wrote about ranges.
+    const auto offset = str_after(*id_text, "_");
+    const std::int64_t first = offset ? std::max<std::int64_t>(text_int64(*offset), 0) : 0;
+    return send_media(request, response, disk_url, {.first = first});
 }
 
 Text idx_path_for(std::string_view media_path) {
@@ -198,7 +190,7 @@ Text idx_path_for(std::string_view media_path) {
     if (!has_text(setting)) return std::nullopt;
     std::string path{str_left(*setting, 1024)};
     if (!path.ends_with('/')) path += '/';
-    // A "/" in front of the whole path does not count.
+    // A "/" at the start of the whole path does not count.
     const std::size_t slash = media_path.rfind('/');
     if (slash != std::string_view::npos && slash > 0) path.append(media_path.substr(slash + 1)).append(".idx");
     return path;

@@ -8,8 +8,8 @@
 #include "core/str.h"
 #include "http/request.h"
 
-HandlerResult handle_disk(HttpRequest& request);
-HandlerResult handle_continue(HttpRequest& request);
+HandlerResult handle_disk(const HttpRequest& request, HttpResponse& response);
+HandlerResult handle_continue(const HttpRequest& request, HttpResponse& response);
 
-// The index file of a media path in the directory of the setting `idxdir`; missing when that is not set.
+// The index file of a media path in the directory of the setting `idxdir`; nullopt if that is not set.
 Text idx_path_for(std::string_view media_path);

@@ -7,22 +7,22 @@
 #include "http/file_sender.h"
 #include "http/respond.h"
 
-HandlerResult handle_upgrade_file(HttpRequest& request) {
+HandlerResult handle_upgrade_file(const HttpRequest& request, HttpResponse& response) {
     const Text folder = settings_get(Setting::netgearupgrade);
-    if (!has_text(folder)) return http_send_not_found(request);
+    if (!has_text(folder)) return http_send_not_found(request, response);
 
-    // Only what stands behind the last "/" counts, undecoded, so no name leads out of the folder.
+    // Only what follows the last "/" counts, undecoded, so no name leads out of the folder.
     std::string path = *folder;
     if (!path.ends_with('/')) path += '/';
     path.append(request.url, request.url.rfind('/') + 1);
     const File file = file_open_regular(path);
     const auto status = file ? file.status() : std::nullopt;
-    if (!status) return http_send_not_found(request);
+    if (!status) return http_send_not_found(request, response);
 
-    request.content_type = "application/octet-stream";
-    request.content_length = status->size;
+    response.content_type = "application/octet-stream";
+    response.content_length = status->size;
     const bool body = request.method != kHead && status->size > 0;
-    if (!http_send_header(request, 200, body ? BodyFollows::yes : BodyFollows::no)) return HandlerResult::close;
+    if (!http_send_header(request, response, body ? BodyFollows::yes : BodyFollows::no)) return HandlerResult::close;
     if (!body) return HandlerResult::keep;
     // A file that became shorter meanwhile leaves the announced length unmet.
     return FileSender{request.socket, file, 0}.send(status->size) == status->size ? HandlerResult::keep

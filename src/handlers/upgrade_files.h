@@ -3,4 +3,4 @@
 
 #include "http/request.h"
 
-HandlerResult handle_upgrade_file(HttpRequest& request);
+HandlerResult handle_upgrade_file(const HttpRequest& request, HttpResponse& response);

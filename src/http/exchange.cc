@@ -2,56 +2,42 @@
 
 #include <malloc.h>
 
-#include <array>
 #include <utility>
 
 #include "core/log.h"
+#include "core/process_wide.h"
 #include "core/socket.h"
 #include "core/str.h"
 #include "http/respond.h"
 #include "http/url_table.h"
 #include "net/body.h"
 #include "net/read.h"
-#include "upnp/clients.h"
 
 namespace {
 
 constexpr BodyLimits kBodyLimits{.bytes = 1024 * 1024, .silence_ms = kReadDeadlineMs, .deadline_ms = kReadDeadlineMs};
 
-// What a body of this size is taken apart into is worth handing back.
+// Parsing a body of this size takes so much memory that it is worth handing back.
 constexpr std::size_t kLargeBodyBytes = 64 * 1024;
 
 constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\nContent-Length: 0\r\n\r\n";
 
-struct UserAgent {
-    std::string_view text;
-    ClientKind kind;
+struct Recognition {
+    ClientRecogniser recogniser = nullptr;
 };
-// First match wins; compared with regard to case.
-constexpr auto kUserAgents = std::to_array<UserAgent>({
-    {"Pelorama Remote CP", ClientKind::tv_remote},
-    {"Pelorama Home-To-Home Gateway", ClientKind::generic},
-    {"Allegro-Software-WebClient/4.30", ClientKind::philips_streamium},
-    {"Allegro-Software-WebClient/4.32", ClientKind::roku_soundbridge},
-    {"Mozilla/4.0 (compatible)", ClientKind::noxon},
-    {"POSIX, UPnP/1.0, Intel MicroStack/1.0.1423", ClientKind::dlink_dsm320},
-});
-
-void recognise_client(const HttpRequest& request) {
-    for (const UserAgent& agent : kUserAgents) {
-        if (str_contains(request.header, agent.text)) return set_client_type(agent.kind, request.peer);
-    }
+Recognition& recognition() {
+    return process_wide<Recognition>();
 }
 
-// What follows a NUL or a header that did not fit is never looked at, be it a body or another request: the connection
-// ends with this one.
+// What follows a NUL or a header that did not fit is not read, be it a body or another request: the connection ends
+// with this request.
 bool is_cut(HttpRequest& request, HeaderEnd end) {
     const std::size_t nul = request.header.find('\0');
     if (nul != std::string::npos) request.header.resize(nul);
     return nul != std::string::npos || end == HeaderEnd::too_small;
 }
 
-// Also where nobody can tell how long it is.
+// Also if its length cannot be told.
 bool has_body(const AnnouncedBody& announced) {
     const bool by_length = announced.coding == AnnouncedBody::Coding::by_length;
     return by_length ? announced.length > 0 : announced.coding != AnnouncedBody::Coding::none;
@@ -71,8 +57,8 @@ ReadBody take_body(int socket, const AnnouncedBody& announced) {
     return {};
 }
 
-// False when the request cannot be answered: too large, too slow or not to be told apart from what follows it. A body
-// that the peer cut short is answered as far as it came.
+// False if the request cannot be answered: its body is too large, too slow, or has no end that could be found. A body
+// that the client cut short is answered as far as it came.
 bool read_body(HttpRequest& request, const AnnouncedBody& announced) {
     ReadBody body = take_body(request.socket, announced);
     request.content = std::move(body.text);
@@ -80,8 +66,8 @@ bool read_body(HttpRequest& request, const AnnouncedBody& announced) {
     return body.end == BodyEnd::complete || body.end == BodyEnd::closed;
 }
 
-// Threads free into heaps that keep what they have: what a body of one megabyte was taken apart into may be thirty.
-// Made before the request, so that at its own end all of it is free to go back to the system.
+// Hands freed memory back to the system: the heaps of threads keep it, and parsing a body of one megabyte may take
+// thirty. Declared before the request, so that it runs when the request's memory is free.
 class HeapTrim {
 public:
     HeapTrim() = default;
@@ -96,22 +82,26 @@ private:
     bool wanted_ = false;
 };
 
-HandlerResult refuse(HttpRequest& request) {
-    request.content_length = 0;
-    http_send_header(request, 500);
+HandlerResult refuse(const HttpRequest& request, HttpResponse& response) {
+    response.status = 500;
+    http_send_header(request, response);
     return HandlerResult::close;
 }
 
-HandlerResult dispatch(HttpRequest& request) {
+HandlerResult dispatch(const HttpRequest& request, HttpResponse& response) {
     const HttpHandler handler = http_find_handler(request.method, request.url);
-    if (handler == nullptr) return refuse(request);
-    const HandlerResult result = handler(request);
+    if (handler == nullptr) return refuse(request, response);
+    const HandlerResult result = handler(request, response);
     // The client finds the end of a body without a length by the close.
-    const bool last = request.close || request.content_length < 0;
+    const bool last = response.close || response.content_length < 0;
     return result == HandlerResult::keep && last ? HandlerResult::close : result;
 }
 
 }  // namespace
+
+void http_set_client_recogniser(ClientRecogniser recogniser) {
+    recognition().recogniser = recogniser;
+}
 
 HandlerResult http_answer_request(const HttpConnection& connection) {
     HeapTrim trim;
@@ -128,18 +118,19 @@ HandlerResult http_answer_request(const HttpConnection& connection) {
     const bool cut = is_cut(request, header.end);
     if (str_contains_nocase(request.header, "100-continue")) socket_send_all(request.socket, kContinue);
     http_parse_request(request);
-    recognise_client(request);
-    if (cut || client_needs_close(client_type(request.peer))) request.close = true;
+    request.client = recognition().recogniser(request.header, request.peer);
+    HttpResponse response;
+    response.close = request.asks_for_close || cut || request.client.needs_close;
     log_message(LOG_INFO, LOG_HTTP, "%s\n", request.header.c_str());
 
     const AnnouncedBody announced = http_announced_body(request.header);
     const bool takes_body = request.method == kPost || request.method == kNotify;
-    if (!takes_body && has_body(announced)) request.close = true;  // it stays unread
+    if (!takes_body && has_body(announced)) response.close = true;  // it stays unread
     const bool readable = !takes_body || read_body(request, cut ? AnnouncedBody{} : announced);
     if (!readable || request.content.size() > kLargeBodyBytes) trim.want();
     if (!readable) {
-        request.close = true;
-        return refuse(request);
+        response.close = true;
+        return refuse(request, response);
     }
-    return dispatch(request);
+    return dispatch(request, response);
 }

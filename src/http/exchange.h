@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "http/request.h"
 
@@ -11,6 +12,12 @@ struct HttpConnection {
     std::string base_url;  // "http://address:port/" of the listener
 };
 
-// Waits for a request, reads it, notes which kind of client it comes from and hands it to its handler. close also
-// where the connection cannot go on: no request came, it was broken or too large, or its answer has no announced end.
+// Tells who asks, from the request header and the client's address, and may learn from them. Called for every request
+// before its body is read; the request waits for it, also while it fetches the client's own description.
+using ClientRecogniser = RequestClient (*)(std::string_view header, std::string_view peer);
+// Once, before the first listener opens.
+void http_set_client_recogniser(ClientRecogniser recogniser);
+
+// Waits for a request, reads it, has its client recognised and hands it to its handler. Returns close also if the
+// connection cannot go on: no request came, it was broken or too large, or its answer has no announced end.
 HandlerResult http_answer_request(const HttpConnection& connection);

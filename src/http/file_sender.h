@@ -12,14 +12,14 @@ public:
     // Starts at offset (bytes, not negative). The socket and the file stay the caller's.
     // The socket does not block while this lives: waiting for room in large steps takes half the processor time of
     // being woken inside sendfile for every little. It is corked as well: without Nagle's algorithm every piece of a
-    // sendfile would else leave as a segment of its own, which costs a quarter of the speed. What is left behind a full
+    // sendfile would else leave as a segment of its own, which costs a quarter of the speed. What is left after a full
     // segment leaves after 200 ms at the latest, or when this is destroyed.
     FileSender(int socket, const File& file, std::int64_t offset);
     ~FileSender();
     FileSender(const FileSender&) = delete;
     FileSender& operator=(const FileSender&) = delete;
 
-    // Sends the next count bytes. The result is smaller only where the file ends; missing when the peer went away or
+    // Sends the next count bytes. The result is smaller only if the file ends; nullopt if the client went away or
     // the file could not be read (errno says why).
     std::optional<std::int64_t> send(std::int64_t count);
 

@@ -11,6 +11,9 @@ struct ByteRange {
     bool operator==(const ByteRange&) const = default;
 };
 
+// Whether the header asks for a range of time, be it beside one of bytes.
+bool http_asks_for_time(std::string_view header);
+
 ByteRange http_parse_range(std::string_view header);
 
 // A normal-play-time text in milliseconds, with the clients' reading of it: digits alone are seconds ("90" is

@@ -31,19 +31,19 @@ std::uint32_t method_of(std::string_view header) {
     return 0;
 }
 
-// Some control points send a line end behind a body that its length does not count; it arrives in front of their next
+// Some control points send a line end after a body without counting it in the length; it arrives before their next
 // request (RFC 9112, section 2.2).
 void drop_leading_line_end(std::string& header) {
     if (header.starts_with(kLineEnd) && header.size() > 2 * kLineEnd.size()) header.erase(0, kLineEnd.size());
 }
 
 bool asks_for_close(std::string_view header) {
-    const std::size_t connection = str_find_nocase(header, "\nConnection:");
-    return connection != std::string_view::npos && str_contains_nocase(header.substr(connection), "close");
+    const auto connection = str_after_nocase(header, "\nConnection:");
+    return connection && str_contains_nocase(*connection, "close");
 }
 
-std::string_view line_at(std::string_view header, std::size_t at) {
-    return header.substr(at, header.find_first_of(kLineEnd, at) - at);
+std::string_view first_line(std::string_view text) {
+    return text.substr(0, text.find_first_of(kLineEnd));
 }
 
 }  // namespace
@@ -51,29 +51,26 @@ std::string_view line_at(std::string_view header, std::size_t at) {
 void http_parse_request(HttpRequest& request) {
     drop_leading_line_end(request.header);
     request.method = method_of(request.header);
-    const std::string_view line = line_at(request.header, 0);
+    const std::string_view line = first_line(request.header);
     const std::size_t before_url = line.find(' ');
     if (before_url != std::string_view::npos) {
         const std::string_view rest = line.substr(before_url + 1);
-        const std::size_t behind_url = rest.find(' ');
-        request.url = rest.substr(0, behind_url).substr(0, kUrlCharacters);
-        const bool is_11 = behind_url != std::string_view::npos && rest.substr(behind_url + 1).starts_with("HTTP/1.1");
+        const std::size_t after_url = rest.find(' ');
+        request.url = rest.substr(0, after_url).substr(0, kUrlCharacters);
+        const bool is_11 = after_url != std::string_view::npos && rest.substr(after_url + 1).starts_with("HTTP/1.1");
         request.version = is_11 ? 11 : 10;
     }
-    request.close = request.version == 10 || asks_for_close(request.header);
+    request.asks_for_close = request.version == 10 || asks_for_close(request.header);
 }
 
 AnnouncedBody http_announced_body(std::string_view header) {
-    constexpr std::string_view kCoding = "transfer-encoding:";
     constexpr std::string_view kLength = "content-length:";
-    const std::size_t coding = str_find_nocase(header, kCoding);
-    if (coding != std::string_view::npos && str_contains_nocase(line_at(header, coding), "chunked")) {
+    const auto coding = str_after_nocase(header, "transfer-encoding:");
+    if (coding && str_contains_nocase(first_line(*coding), "chunked"))
         return {.coding = AnnouncedBody::Coding::chunked};
-    }
     AnnouncedBody body;
-    for (std::size_t at = str_find_nocase(header, kLength); at != std::string_view::npos;
-         at = str_find_nocase(header, kLength, at + 1)) {
-        const std::string_view value = http_trim(line_at(header, at + kLength.size()));
+    for (auto rest = str_after_nocase(header, kLength); rest; rest = str_after_nocase(*rest, kLength)) {
+        const std::string_view value = http_trim(first_line(*rest));
         const bool differs = body.coding != AnnouncedBody::Coding::none && body.length != text_int64(value);
         if (!http_is_number(value) || differs) return {.coding = AnnouncedBody::Coding::unreadable};
         body = {.coding = AnnouncedBody::Coding::by_length, .length = text_int64(value)};

@@ -1,5 +1,5 @@
-// One HTTP request as handlers see it, and what a handler answers. The handler sends the whole response itself: usually
-// http_send_header (http/respond.h) and then the body.
+// A request as handlers see it, and the response header that a handler fills. The handler sends the whole response
+// itself: usually http_send_header (http/respond.h) and then the body.
 #pragma once
 
 #include <cstdint>
@@ -15,28 +15,46 @@ enum HttpMethod : std::uint32_t {
     kNotify = 32,
 };
 
-// What becomes of the connection after the answer. Handlers never close it themselves: its number could be in use again
-// before its thread knows.
+// What becomes of the connection after the response. Handlers never close it themselves: its number could be in use
+// again before its thread knows.
 enum class HandlerResult { keep, close };
 
-struct HttpRequest {
-    int socket = -1;
-    std::uint32_t method = 0;         // one HttpMethod bit; 0 for an unknown method
-    std::string url;                  // the request target as sent, at most 255 characters
-    int version = 10;                 // 11 when the request line says "HTTP/1.1" behind the target
-    std::string content;              // the body of a POST or NOTIFY
-    std::int64_t content_length = 0;  // of the response; negative: unknown, and no Content-Length line is sent
-    bool close = false;               // the connection is closed after this request
-    std::string content_type;         // of the response
-    std::string peer;                 // client address in dotted form
-    std::string base_url;             // "http://address:port/" of the listener that was asked
-    std::string header;               // request line and header lines as received, at most 1023 characters
-    std::string extra_headers;        // further response header lines, each ending in "\r\n"
-    // For the Content-Range line of a 206; a negative total: extra_headers holds that line.
-    std::int64_t range_first = 0, range_last = 0, range_total = 0;
+struct ClientProfile;  // upnp/client_profile.h; the server only carries it along
+
+// The client of a request, as the recogniser knew it when the header had been read.
+struct RequestClient {
+    const ClientProfile* profile = nullptr;  // never null where handlers run
+    bool needs_close = false;                // every answer closes the connection
+    bool music_only = false;
 };
 
-using HttpHandler = HandlerResult (*)(HttpRequest&);
+// What was read of a request. Handlers change nothing in it.
+struct HttpRequest {
+    int socket = -1;
+    std::uint32_t method = 0;  // one HttpMethod bit; 0 for an unknown method
+    std::string url;           // the request target as sent, at most 255 characters
+    int version = 10;          // 11 when the request line says "HTTP/1.1" after the target
+    bool asks_for_close = false;
+    std::string header;    // request line and header lines as received, at most 1023 characters
+    std::string content;   // the body of a POST or NOTIFY
+    std::string peer;      // the client's address in dotted form
+    std::string base_url;  // "http://address:port/" of the listener that was asked
+    RequestClient client;
+};
+
+// What the response header says. A handler fills it and sends it.
+struct HttpResponse {
+    int status = 200;
+    std::string content_type;
+    std::int64_t content_length = 0;  // negative: unknown; no Content-Length line is sent, and the connection ends
+    bool close = false;               // the connection is closed after this response
+    std::string extra_headers;        // further header lines, each ending in "\r\n"
+    // For the Content-Range line of a 206; a negative total: extra_headers holds that line.
+    std::int64_t range_first = 0, range_last = 0, range_total = 0;
+    bool answers_time_seek = false;  // its 206 goes out as "200 OK"
+};
+
+using HttpHandler = HandlerResult (*)(const HttpRequest&, HttpResponse&);
 
 // One row of the URL table. In order: the first row whose methods and prefix fit gets the request.
 struct UrlRoute {
@@ -45,8 +63,8 @@ struct UrlRoute {
     HttpHandler handler;
 };
 
-// Fills method, url, version and close from the header text, whatever it looks like: what is not there stays empty, and
-// a request line that says nothing else is one of version 10 with an unknown method.
+// Fills method, url, version and asks_for_close from the header text, whatever it looks like: what is not there stays
+// empty, and a request line that says nothing else is one of version 10 with an unknown method.
 void http_parse_request(HttpRequest& request);
 
 // The body that a request header announces.

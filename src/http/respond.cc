@@ -40,22 +40,22 @@ const char* error_line(int status) {
     return nullptr;
 }
 
-const char* status_line(const HttpRequest& request, int status) {
-    if (const char* error = error_line(status)) return error;
+const char* status_line(int version, const HttpResponse& response) {
+    if (const char* error = error_line(response.status)) return error;
     // Kept on purpose: a time seek is answered "200 OK", with the Content-Range line of a partial answer.
-    const bool partial = status == 206 && request.version == 11 && !str_contains(request.header, "TimeSeekRange");
+    const bool partial = response.status == 206 && version == 11 && !response.answers_time_seek;
     return partial ? "206 Partial Content" : "200 OK";
 }
 
-std::string range_line(const HttpRequest& request, int status) {
-    if (status != 206 || request.version != 11 || request.range_total < 0) return {};
-    return text_format(128, "Content-Range: bytes %lld-%lld/%lld\r\n", static_cast<long long>(request.range_first),
-                       static_cast<long long>(request.range_last), static_cast<long long>(request.range_total));
+std::string range_line(int version, const HttpResponse& response) {
+    if (response.status != 206 || version != 11 || response.range_total < 0) return {};
+    return text_format(128, "Content-Range: bytes %lld-%lld/%lld\r\n", static_cast<long long>(response.range_first),
+                       static_cast<long long>(response.range_last), static_cast<long long>(response.range_total));
 }
 
-std::string length_line(const HttpRequest& request) {
-    if (request.content_length < 0) return {};
-    return text_format(64, "Content-Length: %lld\r\n", static_cast<long long>(request.content_length));
+std::string length_line(const HttpResponse& response) {
+    if (response.content_length < 0) return {};
+    return text_format(64, "Content-Length: %lld\r\n", static_cast<long long>(response.content_length));
 }
 
 std::string_view html_entity(char c) {
@@ -77,19 +77,20 @@ std::string_view html_entity(char c) {
 
 }  // namespace
 
-bool http_send_header(HttpRequest& request, int status, BodyFollows body) {
-    if (error_line(status) != nullptr) request.content_type = kHtmlType;
-    if (request.content_type.empty()) {
+bool http_send_header(const HttpRequest& request, const HttpResponse& response, BodyFollows body) {
+    const bool is_error = error_line(response.status) != nullptr;
+    const char* type = is_error ? kHtmlType : response.content_type.c_str();
+    if (*type == '\0') {
         log_message(LOG_ERROR, LOG_HTTP, "NO MIME TYPE given!\n%s\n%s\n", request.url.c_str(), request.content.c_str());
+        type = kUnknownType;
     }
     const std::string status_text =
-        text_format(128, "HTTP/1.%d %s", request.version == 11 ? 1 : 0, status_line(request, status));
+        text_format(128, "HTTP/1.%d %s", request.version == 11 ? 1 : 0, status_line(request.version, response));
     // One byte more than may be sent, so that a header which does not fit is seen rather than sent without its end.
     const std::string header =
-        text_format(kHeaderCapacity + 2, kHeaderFormat, status_text.c_str(),
-                    request.content_type.empty() ? kUnknownType : request.content_type.c_str(),
-                    length_line(request).c_str(), http_date().c_str(), request.close ? "close" : "keep-alive",
-                    range_line(request, status).c_str(), request.extra_headers.c_str());
+        text_format(kHeaderCapacity + 2, kHeaderFormat, status_text.c_str(), type, length_line(response).c_str(),
+                    http_date().c_str(), response.close ? "close" : "keep-alive",
+                    range_line(request.version, response).c_str(), response.extra_headers.c_str());
     if (header.size() > kHeaderCapacity) {
         log_message(LOG_ERROR, LOG_HTTP, "response header to long!\n%s\n%s\n", request.url.c_str(), header.c_str());
         return false;
@@ -97,19 +98,25 @@ bool http_send_header(HttpRequest& request, int status, BodyFollows body) {
     return socket_send_all(request.socket, header, body == BodyFollows::yes ? SendHint::more_follows : SendHint::flush);
 }
 
-HandlerResult http_send_text(HttpRequest& request, int status, std::string_view content_type, std::string_view body) {
-    request.content_type = content_type;
-    request.content_length = static_cast<std::int64_t>(body.size());
+HandlerResult http_send_text(const HttpRequest& request, HttpResponse& response, std::string_view content_type,
+                             std::string_view body) {
+    response.content_type = content_type;
+    response.content_length = static_cast<std::int64_t>(body.size());
     const bool with_body = request.method != kHead && !body.empty();
-    if (!http_send_header(request, status, with_body ? BodyFollows::yes : BodyFollows::no)) return HandlerResult::close;
+    if (!http_send_header(request, response, with_body ? BodyFollows::yes : BodyFollows::no))
+        return HandlerResult::close;
     if (with_body && !socket_send_all(request.socket, body)) return HandlerResult::close;
     return HandlerResult::keep;
 }
 
-HandlerResult http_send_not_found(const HttpRequest& request) {
-    HttpRequest answer = request;
-    return http_send_text(answer, 404, kHtmlType,
-                          text_format(kPageCapacity, kNotFoundFormat, html_escape(request.url).c_str()));
+HandlerResult http_send_not_found(const HttpRequest& request, HttpResponse& response) {
+    return http_send_not_found(request, response, request.url);
+}
+
+HandlerResult http_send_not_found(const HttpRequest& request, HttpResponse& response, std::string_view url) {
+    response.status = 404;
+    return http_send_text(request, response, kHtmlType,
+                          text_format(kPageCapacity, kNotFoundFormat, html_escape(url).c_str()));
 }
 
 std::string html_escape(std::string_view text) {

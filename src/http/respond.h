@@ -1,4 +1,4 @@
-// Answers: the header block, the not-found page, and bodies.
+// Sending responses: the header block, short bodies, the not-found page.
 #pragma once
 
 #include <string>
@@ -8,18 +8,19 @@
 
 constexpr const char* kHtmlType = "text/html; charset=UTF-8";
 
-// Builds and sends the response header from the record (content_type, content_length, close, extra_headers, range_*).
-// Statuses 206, 404, 412, 416 and 500 have lines of their own, every other one is "200 OK"; the four errors also set
-// the record's content_type. Where a body follows, the header waits for it, so that both leave in one segment. False
-// when sending failed, or when the header would have more than 1024 bytes (logged).
+// Sends the response header. Statuses 206, 404, 412, 416 and 500 have lines of their own, every other one is "200 OK";
+// the four errors have the type of an error page, whatever the record says. If a body follows, the header waits for it,
+// so that both leave in one segment. False if sending failed or the header would have more than 1024 bytes (logged).
 enum class BodyFollows { no, yes };
-bool http_send_header(HttpRequest& request, int status, BodyFollows body = BodyFollows::no);
+bool http_send_header(const HttpRequest& request, const HttpResponse& response, BodyFollows body = BodyFollows::no);
 
-// Header (status, type, length of the body) and body. For HEAD the header alone.
-HandlerResult http_send_text(HttpRequest& request, int status, std::string_view content_type, std::string_view body);
+// Sends the header with that type and the length of the body, and the body; for HEAD the header alone.
+HandlerResult http_send_text(const HttpRequest& request, HttpResponse& response, std::string_view content_type,
+                             std::string_view body);
 
-// The 404 page, naming the URL; the record stays as it is.
-HandlerResult http_send_not_found(const HttpRequest& request);
+// The 404 page. It names the request's URL, or the one that is given.
+HandlerResult http_send_not_found(const HttpRequest& request, HttpResponse& response);
+HandlerResult http_send_not_found(const HttpRequest& request, HttpResponse& response, std::string_view url);
 
 // "&", "<", ">" and quotes as HTML entities.
 std::string html_escape(std::string_view text);

@@ -41,10 +41,6 @@ void register_http_handler(HttpHandler handler, std::uint32_t methods, std::stri
     log_message(LOG_INFO, LOG_HTTP, "registered a handler for %s %d\n", url.c_str(), static_cast<int>(methods));
 }
 
-void http_forget_handlers() {
-    table().rows.clear();
-}
-
 HttpHandler http_find_handler(std::uint32_t method, std::string_view url) {
     for (const Row& row : table().rows) {
         // Kept on purpose: an unknown method is 0 and fits every mask.

@@ -9,7 +9,6 @@
 
 // At most 24 rows. Rows are looked at in the order of their registration.
 void register_http_handler(HttpHandler handler, std::uint32_t methods, std::string_view prefix);
-void http_forget_handlers();
 
 // The handler of the first row whose methods and prefix fit; null when none does.
 HttpHandler http_find_handler(std::uint32_t method, std::string_view url);

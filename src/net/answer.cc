@@ -58,6 +58,10 @@ std::string_view http_trim(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kWhiteSpace) + 1 - first);
 }
 
+bool http_is_sendable(std::string_view url) {
+    return std::ranges::none_of(url, [](char c) { return static_cast<unsigned char>(c) <= 32 || c == 127; });
+}
+
 bool http_is_number(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
@@ -100,7 +104,7 @@ Text http_resolve_location(std::string_view base_url, std::string_view location)
     if (!base_url.starts_with(kHttp) || location.empty()) return std::nullopt;
     if (str_starts_nocase(location, kHttp)) return str_concat(kHttp, location.substr(kHttp.size()));
     if (location.starts_with("//")) return str_concat("http:", location);
-    // What stands in front of the first colon is another scheme, unless that colon belongs to a path or a query.
+    // The text before the first colon is another scheme, unless that colon belongs to a path or a query.
     const std::size_t colon = location.find(':');
     if (colon != std::string_view::npos && location.find_first_of("/?#") > colon) return std::nullopt;
     const UrlParts base = parts_of(base_url);

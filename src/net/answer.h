@@ -14,27 +14,29 @@ int http_answer_status(std::string_view header);
 
 // Without optional white space (blanks and tabs: RFC 9110, section 5.6.3) at its ends.
 std::string_view http_trim(std::string_view text);
+// Without blanks and control characters: those would end a request line, or add header lines of their own.
+bool http_is_sendable(std::string_view url);
 // Digits alone, and at least one.
 bool http_is_number(std::string_view text);
 
-// The value of the first line of that name, without white space at its ends; missing when there is none. Names are
+// The value of the first line of that name, without white space at its ends; nullopt if there is none. Names are
 // compared without regard to case.
 Text http_header_value(std::string_view header, std::string_view name);
 
 // The lines whose names begin with prefix, as they stand, each ending in "\r\n"; control characters are dropped.
 std::string http_header_lines(std::string_view header, std::string_view prefix);
 
-// Where the body of an answer ends: behind that many bytes, behind the last chunk, or with the connection.
+// Where the body of an answer ends: after that many bytes, after the last chunk, or with the connection.
 struct AnswerBody {
     enum class Coding { by_length, chunked, to_close };
     Coding coding = Coding::to_close;
     std::int64_t length = -1;  // by_length only
 };
-// Missing when the header contradicts itself or announces what no 63 bits hold.
+// Returns nullopt if the header contradicts itself or announces a length that does not fit in 63 bits.
 std::optional<AnswerBody> http_answer_body(std::string_view header);
 
-// A Location as seen from the URL that was asked: absolute, or relative to its host or folder. Missing unless it leads
-// to an "http://" URL.
+// A Location as seen from the URL that was asked: absolute, or relative to its host or folder. Returns nullopt
+// unless it leads to an "http://" URL.
 Text http_resolve_location(std::string_view base_url, std::string_view location);
 
 // Whether an answer of this type to this URL is a playlist (m3u, pls) that leads to the stream.

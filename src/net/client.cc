@@ -5,11 +5,12 @@
 #include <algorithm>
 #include <mutex>
 
+#include "core/deadline.h"
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/str.h"
-#include "core/thread.h"
 #include "core/url_decode.h"
+#include "net/answer.h"
 #include "net/body.h"
 #include "net/read.h"
 
@@ -35,11 +36,6 @@ std::string user_agent() {
     std::scoped_lock lock{agent().mutex};
     if (agent().text.empty()) agent().text = "Pelorama User-Agent";
     return agent().text;
-}
-
-// A URL with blanks or line ends in it would end up as header lines of its own.
-bool is_sendable(std::string_view url) {
-    return std::none_of(url.begin(), url.end(), [](char c) { return static_cast<unsigned char>(c) <= 32 || c == 127; });
 }
 
 struct Authority {
@@ -107,7 +103,7 @@ void http_set_user_agent(std::string_view text) {
 
 Socket http_connect(std::string_view url, int timeout_ms) {
     const auto authority = authority_of(url);
-    if (!authority || !is_sendable(url)) return Socket{};
+    if (!authority || !http_is_sendable(url)) return Socket{};
     const auto address = ipv4_resolve(authority->host);
     if (!address) return Socket{};
     Socket socket = socket_connect(ipv4_endpoint(*address, authority->port), timeout_ms);
@@ -117,7 +113,7 @@ Socket http_connect(std::string_view url, int timeout_ms) {
 }
 
 bool http_send_get(int socket, std::string_view url, std::string_view extra_headers) {
-    if (!is_sendable(url)) return false;
+    if (!http_is_sendable(url)) return false;
     const Target target = target_of(url);
     std::string request =
         "GET /" + target.path + " HTTP/1.1\r\nAccept: */*\r\nHost: " + target.host + "\r\nConnection: Keep-Alive\r\n";
@@ -128,7 +124,7 @@ bool http_send_get(int socket, std::string_view url, std::string_view extra_head
 }
 
 bool http_send_stream_get(int socket, std::string_view url, std::string_view extra_headers) {
-    if (!is_sendable(url)) return false;
+    if (!http_is_sendable(url)) return false;
     Target target = target_of(url);
     std::string request = "GET /" + target.path + " HTTP/1.1\r\nAccept: */*\r\n";
     const std::size_t user_end = target.host.find('@');
@@ -143,7 +139,7 @@ bool http_send_stream_get(int socket, std::string_view url, std::string_view ext
 }
 
 bool http_send_post(int socket, std::string_view url, std::string_view soapaction, std::string_view body) {
-    if (!is_sendable(url)) return false;
+    if (!http_is_sendable(url)) return false;
     const Target target = target_of(url);
     const std::string request =
         "POST /" + target.path + " HTTP/1.1\r\nAccept: */*\r\nUser-Agent: " + user_agent() +
@@ -156,11 +152,9 @@ bool http_send_post(int socket, std::string_view url, std::string_view soapactio
 std::optional<TextBuffer> http_read_body(int socket, std::string_view header, int total_ms) {
     const BodyLimits limits{.bytes = kAnswerBytes, .silence_ms = kSilenceMs, .deadline_ms = total_ms};
     if (str_contains_nocase(header, "chunked\r\n")) return answer_body(http_read_chunks(socket, limits));
-    const std::size_t length = str_find_nocase(header, "content-length:");
-    if (length != std::string_view::npos) {
+    if (const auto length = str_after_nocase(header, "content-length:")) {
         // Kept on purpose: one character, whatever it is, is expected between the colon and the digits, and no more.
-        constexpr std::size_t kDigits = 16;
-        const std::string_view digits = header.substr(std::min(length + kDigits, header.size()));
+        const std::string_view digits = length->substr(std::min<std::size_t>(1, length->size()));
         const bool is_there = digits.find_first_of("+-0123456789") == 0;
         return answer_body(http_read_sized(socket, is_there ? text_int64(digits) : 0, limits));
     }
@@ -170,8 +164,7 @@ std::optional<TextBuffer> http_read_body(int socket, std::string_view header, in
 
 std::optional<TextBuffer> http_talk(TalkMode mode, std::string_view url, std::string_view soapaction,
                                     std::string_view body, int total_ms) {
-    const std::uint32_t start = uptime_ms();
-    const auto left_ms = [&] { return std::max(total_ms - static_cast<int>(uptime_ms() - start), 0); };
+    const Deadline deadline{total_ms};
     const Socket socket = http_connect(url, std::min(kConnectMs, total_ms));
     if (!socket) return std::nullopt;
     const bool sent = mode == TalkMode::get
@@ -179,11 +172,11 @@ std::optional<TextBuffer> http_talk(TalkMode mode, std::string_view url, std::st
                           : http_send_post(socket.fd(), url, soapaction, body) && socket_send_all(socket.fd(), body);
     if (!sent) return std::nullopt;
     for (int interim = 0; interim < kMaxInterimAnswers; ++interim) {
-        const int limit = std::min(kSilenceMs, left_ms());
+        const int limit = std::min(kSilenceMs, deadline.left_ms());
         const ReadHeader header = http_read_header(socket.fd(), limit, limit, kAnswerHeaderBytes);
         if (header.end != HeaderEnd::complete) break;
         if (str_contains(header.text, "HTTP/1.1 100")) continue;
-        return http_read_body(socket.fd(), header.text, left_ms());
+        return http_read_body(socket.fd(), header.text, deadline.left_ms());
     }
     log_message(LOG_ERROR, LOG_HTTP, "received no header in HTTP_talk!\n");
     return std::nullopt;

@@ -14,7 +14,7 @@
 void http_set_user_agent(std::string_view text);
 
 constexpr int kConnectMs = 5000;
-constexpr int kMaxInterimAnswers = 8;                  // such as "100 Continue", in front of the one that counts
+constexpr int kMaxInterimAnswers = 8;                  // such as "100 Continue", before the one that counts
 constexpr std::size_t kAnswerHeaderBytes = 16 * 1024;  // today's web servers say more than a client does
 
 // A connection to the host and port of an "http://" (80) or "ftp://" (21) URL; user and password in it are not used.
@@ -29,7 +29,7 @@ bool http_send_stream_get(int socket, std::string_view url, std::string_view ext
 // The header alone; the body is the caller's to send.
 bool http_send_post(int socket, std::string_view url, std::string_view soapaction, std::string_view body);
 
-// The body that follows an answer header; missing when nothing delimits it or when it is too large. A body that ends
+// The body that follows an answer header; nullopt if nothing delimits it or it is too large. A body that ends
 // early is given as far as it came.
 std::optional<TextBuffer> http_read_body(int socket, std::string_view header, int total_ms = 60'000);
 

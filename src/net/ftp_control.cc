@@ -28,12 +28,9 @@ std::optional<std::string_view> login_of(std::string_view url) {
     return url.substr(std::min(kScheme.size(), at), at - std::min(kScheme.size(), at));
 }
 
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 bool is_final(std::string_view line) {
-    return line.size() > 4 && is_digit(line[0]) && is_digit(line[1]) && is_digit(line[2]) && line[3] == ' ';
+    return line.size() > 4 && char_is_digit(line[0]) && char_is_digit(line[1]) && char_is_digit(line[2]) &&
+           line[3] == ' ';
 }
 
 class ReplyReader {
@@ -145,14 +142,14 @@ int ftp_command(int socket, std::optional<std::string_view> command, FtpReply* r
 std::optional<std::int64_t> ftp_reply_size(std::string_view reply) {
     if (!reply.starts_with("213")) return std::nullopt;
     const std::string_view number = str_trim_left(reply.substr(3));
-    if (number.empty() || !is_digit(number.front())) return std::nullopt;
+    if (number.empty() || !char_is_digit(number.front())) return std::nullopt;
     return text_int64(number);
 }
 
 std::optional<std::array<std::uint8_t, 6>> ftp_reply_passive(std::string_view reply) {
     std::size_t at = reply.find(',');
     if (at == std::string_view::npos) return std::nullopt;
-    while (at > 0 && is_digit(reply[at - 1])) --at;
+    while (at > 0 && char_is_digit(reply[at - 1])) --at;
     std::array<std::uint8_t, 6> numbers{};
     for (std::uint8_t& number : numbers) {
         if (&number != numbers.data() && (at >= reply.size() || reply[at++] != ',')) return std::nullopt;

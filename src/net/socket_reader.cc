@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "core/thread.h"
-
 namespace {
 
 constexpr std::size_t kPieceBytes = 16 * 1024;
@@ -15,7 +13,7 @@ constexpr std::size_t kPieceBytes = 16 * 1024;
 }  // namespace
 
 SocketReader::SocketReader(int socket, int silence_ms, int deadline_ms)
-    : socket_(socket), silence_ms_(silence_ms), deadline_ms_(deadline_ms), started_(uptime_ms()) {}
+    : socket_(socket), silence_ms_(silence_ms), deadline_(deadline_ms) {}
 
 std::size_t SocketReader::peek(std::span<char> into) {
     return receive(into, MSG_PEEK);
@@ -48,14 +46,8 @@ bool SocketReader::append(std::string& text, std::uint64_t bytes) {
     return true;
 }
 
-int SocketReader::left_ms() const {
-    const std::uint32_t elapsed = uptime_ms() - started_;  // right across the wrap of the counter, too
-    const auto limit = static_cast<std::uint32_t>(deadline_ms_);
-    return elapsed >= limit ? 0 : static_cast<int>(limit - elapsed);
-}
-
 bool SocketReader::wait() {
-    const int limit = std::min(silence_ms_, left_ms());
+    const int limit = std::min(silence_ms_, deadline_.left_ms());
     pollfd waiting{.fd = socket_, .events = POLLIN, .revents = 0};
     int ready = 0;
     do {

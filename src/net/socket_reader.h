@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 
+#include "core/deadline.h"
+
 class SocketReader {
 public:
     // Milliseconds: silence between two pieces, deadline from now on. The socket stays the caller's.
@@ -26,13 +28,11 @@ public:
     bool append(std::string& text, std::uint64_t bytes);
 
 private:
-    int left_ms() const;
     bool wait();
     std::size_t receive(std::span<char> into, int flags);
 
     int socket_;
     int silence_ms_;
-    int deadline_ms_;
-    std::uint32_t started_;
+    Deadline deadline_;
     End end_ = End::open;
 };

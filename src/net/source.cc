@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/deadline.h"
 #include "core/log.h"
-#include "core/thread.h"
 #include "net/body.h"
 #include "net/client.h"
 #include "net/connections.h"
@@ -38,9 +38,10 @@ std::string lines_without_range(std::string_view lines) {
     return rest;
 }
 
-class Search {
+// Follows redirects and playlists from URL to URL, until a stream answers.
+class SourceSearch {
 public:
-    Search(std::string_view request_lines, int own_port)
+    SourceSearch(std::string_view request_lines, int own_port)
         : request_lines_(request_lines), without_range_(lines_without_range(request_lines)), own_port_(own_port) {}
 
     std::optional<HttpSource> run(std::string url) {
@@ -67,14 +68,12 @@ public:
     }
 
 private:
-    int left_ms() const { return std::max(kTotalMs - static_cast<int>(uptime_ms() - started_), 0); }
-
     std::optional<HttpSource> ask(const std::string& url, std::string_view request_lines) const {
-        SourceConnection connection{http_connect(url, std::min(kConnectMs, left_ms()))};
+        SourceConnection connection{http_connect(url, std::min(kConnectMs, deadline_.left_ms()))};
         if (!connection || leads_back(connection.fd(), own_port_)) return std::nullopt;
         if (!http_send_stream_get(connection.fd(), url, request_lines)) return std::nullopt;
         for (int interim = 0; interim < kMaxInterimAnswers; ++interim) {
-            const int limit = std::min(kSourceSilenceMs, left_ms());
+            const int limit = std::min(kSourceSilenceMs, deadline_.left_ms());
             ReadHeader header = http_read_header(connection.fd(), limit, limit, kAnswerHeaderBytes);
             if (header.end != HeaderEnd::complete) return std::nullopt;
             const int status = http_answer_status(header.text);
@@ -93,8 +92,9 @@ private:
 
     // As much of it as is worth looking at.
     std::string playlist_text(const HttpSource& source) const {
-        const BodyLimits limits{
-            .bytes = kPlaylistBytes, .silence_ms = std::min(kSourceSilenceMs, left_ms()), .deadline_ms = left_ms()};
+        const BodyLimits limits{.bytes = kPlaylistBytes,
+                                .silence_ms = std::min(kSourceSilenceMs, deadline_.left_ms()),
+                                .deadline_ms = deadline_.left_ms()};
         const int socket = source.connection.fd();
         switch (source.body.coding) {
             case AnswerBody::Coding::chunked:
@@ -110,7 +110,7 @@ private:
     const std::string_view request_lines_;
     const std::string without_range_;
     const int own_port_;
-    const std::uint32_t started_ = uptime_ms();
+    const Deadline deadline_{kTotalMs};
     int redirects_ = 0;
     int playlists_ = 0;
 };
@@ -126,5 +126,5 @@ SourceConnection::~SourceConnection() {
 }
 
 std::optional<HttpSource> http_open_source(const std::string& url, std::string_view request_lines, int own_port) {
-    return Search{request_lines, own_port}.run(url);
+    return SourceSearch{request_lines, own_port}.run(url);
 }

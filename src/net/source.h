@@ -9,8 +9,8 @@
 #include "core/socket.h"
 #include "net/answer.h"
 
-// A connection to a source. It is counted among the open ones while it lives, so that stopping the server wakes whoever
-// waits for it.
+// A connection to a source. It is counted among the open ones while it lives, so that stopping the server wakes the
+// thread that waits for it.
 class SourceConnection {
 public:
     explicit SourceConnection(Socket socket);
@@ -34,7 +34,7 @@ struct HttpSource {
     AnswerBody body;
 };
 
-// Missing when there is no such stream, after 30 s at most (looking host names up aside). request_lines are sent along,
+// Returns nullopt if there is no such stream, after 30 s at most (looking host names up aside). request_lines are sent along,
 // each ending in "\r\n"; own_port is that of the listener that was asked: what leads back to it is refused, a station
 // is no way to our own pages.
 std::optional<HttpSource> http_open_source(const std::string& url, std::string_view request_lines, int own_port);

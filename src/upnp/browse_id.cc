@@ -6,7 +6,6 @@
 
 #include "core/str.h"
 #include "db/played_lists.h"
-#include "upnp/clients.h"
 
 namespace {
 
@@ -43,16 +42,10 @@ const MediaContainer* container_at(const StoreLock& lock, BrowsePlace place) {
 
 }  // namespace
 
-BrowseId browse_id_read(std::string_view text, std::string_view address) {
-    const auto known =
-        std::find_if(kPlaces.begin(), kPlaces.end(), [&](const PlaceName& name) { return name.text == text; });
-    if (known != kPlaces.end()) {
-        if (known->place == BrowsePlace::music && !is_music_client(address))
-            set_client_type(ClientKind::linksys, address);
-        return {.place = known->place};
-    }
-    // Music-only clients start in the music folder.
-    if (text == "0" && is_music_client(address)) return {.place = BrowsePlace::music};
+BrowseId browse_id_read(std::string_view text, bool music_only) {
+    const auto known = std::ranges::find(kPlaces, text, &PlaceName::text);
+    if (known != kPlaces.end()) return {.place = known->place};
+    if (text == "0" && music_only) return {.place = BrowsePlace::music};
     return {.place = BrowsePlace::number, .number = read_number(text)};
 }
 

@@ -1,7 +1,14 @@
+// How a client is learned. A request header, an M-SEARCH or an ObjectID claims that a kind of client is at an address:
+//
+//   claim -- no proof needed, or the address is configured -----> known: address -> profile
+//       \--- proof needed --> asking: address -- fetched ------> known: the kind, or generic without the proof
+//
+// At most nine addresses are known or asked together, and none is ever forgotten. The description that proves a kind is
+// fetched on the thread of the request that made the claim, without the lock; other requests of that address are
+// answered as a generic client until then.
 #include "upnp/clients.h"
 
 #include <algorithm>
-#include <array>
 #include <mutex>
 #include <vector>
 
@@ -15,23 +22,10 @@ namespace {
 
 constexpr std::size_t kMaxClients = 9;
 constexpr std::size_t kMaxAddress = 19;
-constexpr int kConfirmMs = 5000;  // the request that made us ask waits as long
-
-constexpr std::array<std::string_view, 12> kKindNames{"Generic Media Receiver",
-                                                      "Netgear MP101",
-                                                      "D-Link DSM320",
-                                                      "Sony Network Media Receiver",
-                                                      "LinkSys Wireless Music System",
-                                                      "TV Remote Control Point",
-                                                      "SMC EZ-Stream",
-                                                      "Go.Video D2730",
-                                                      "Philips Streamium",
-                                                      "Roku Soundbridge",
-                                                      "Noxon Audio",
-                                                      "Tini Image Renderer"};
+constexpr int kConfirmMs = 5000;  // the request that made us ask waits for it
 
 struct Client {
-    ClientKind kind;
+    const ClientProfile* profile = nullptr;
     std::string address;
 };
 struct ClientTable {
@@ -43,34 +37,12 @@ ClientTable& table() {
     return process_wide<ClientTable>();
 }
 
-// A kind that others pretend to be: confirmed by a text in the device's own description, unless the address is
-// configured.
-struct Confirmation {
-    ClientKind kind;
-    Setting configured;
-    std::string_view url_tail;  // behind the address
-    std::string_view proof;
-};
-constexpr auto kConfirmations = std::to_array<Confirmation>({
-    {ClientKind::noxon, Setting::noxonclient, "/description.xml", "TerraTec"},
-    {ClientKind::dlink_dsm320, Setting::dlinkclient, ":59089/", "<manufacturer>DLink</manufacturer>"},
-});
-
-const Confirmation* confirmation_for(ClientKind kind) {
-    const auto found = std::ranges::find(kConfirmations, kind, &Confirmation::kind);
-    return found != kConfirmations.end() ? &*found : nullptr;
-}
-
 bool is_listed(Setting setting, std::string_view address) {
     const auto addresses = settings_list(setting);
     return std::ranges::any_of(*addresses, [&](const std::string& item) { return str_trim(item) == address; });
 }
 
-std::string_view kind_name(ClientKind kind) {
-    return kKindNames[static_cast<std::size_t>(kind)];
-}
-
-// What happened to the table, told once its lock is released.
+// What happened to the table; logged when its lock is released.
 struct Notice {
     const char* what = nullptr;  // null: nothing happened
     Client client{};
@@ -79,7 +51,7 @@ struct Notice {
 void log_notice(const Notice& notice) {
     if (notice.what == nullptr) return;
     log_message(LOG_INFO, LOG_CLIENTDB, "%s: %s %s\n", notice.what, notice.client.address.c_str(),
-                kind_name(notice.client.kind).data());
+                notice.client.profile->name.data());
 }
 
 // The functions below are called with the table's lock held.
@@ -89,28 +61,28 @@ Client* find_client(std::string_view address) {
     return found != table().known.end() ? &*found : nullptr;
 }
 
-Notice change(Client& client, ClientKind kind) {
-    // The two kinds that others pretend to be never replace what is known.
-    if (client.kind == kind || confirmation_for(kind) != nullptr) return {};
-    client.kind = kind;
+Notice change(Client& client, const ClientProfile& profile) {
+    // A kind that needs a proof never replaces what is known.
+    if (client.profile == &profile || profile.proof) return {};
+    client.profile = &profile;
     return {"changed", client};
 }
 
-Notice append(ClientKind kind, const std::string& address) {
+Notice append(const ClientProfile& profile, const std::string& address) {
     if (table().known.size() >= kMaxClients) return {};
-    table().known.push_back({kind, address});
+    table().known.push_back({&profile, address});
     return {"added", table().known.back()};
 }
 
 enum class Recorded { yes, after_asking };
-// Records what can be recorded at once. Where the device has to be asked first, its address is noted as being asked;
-// who is being asked already, or would be one too many, is not asked.
-Recorded record(ClientKind kind, const std::string& address, bool must_ask, Notice& notice) {
+// Records what can be recorded at once. If the client has to be asked first, notes its address as being asked. An
+// address that is being asked already is not asked again, and neither is one that would find the table full.
+Recorded record(const ClientProfile& profile, const std::string& address, bool must_ask, Notice& notice) {
     std::vector<std::string>& asking = table().asking;
     if (Client* const client = find_client(address)) {
-        notice = change(*client, kind);
+        notice = change(*client, profile);
     } else if (!must_ask) {
-        notice = append(kind, address);
+        notice = append(profile, address);
     } else if (table().known.size() + asking.size() < kMaxClients &&
                std::ranges::find(asking, address) == asking.end()) {
         asking.push_back(address);
@@ -119,79 +91,81 @@ Recorded record(ClientKind kind, const std::string& address, bool must_ask, Noti
     return Recorded::yes;
 }
 
-Notice record_asked(ClientKind kind, const std::string& address) {
+Notice record_asked(const ClientProfile& profile, const std::string& address) {
     std::erase(table().asking, address);
-    return find_client(address) == nullptr ? append(kind, address) : Notice{};
+    return find_client(address) == nullptr ? append(profile, address) : Notice{};
 }
 
-// Not with the lock held: this takes as long as the device likes, up to kConfirmMs.
-bool confirms(const Confirmation& confirmation, const std::string& address) {
-    const std::string url = str_concat("http://" + address, confirmation.url_tail);
+// Called without the lock: takes as long as the client likes, up to kConfirmMs.
+bool is_proved(const ClientProof& proof, const std::string& address) {
+    const std::string url = str_concat("http://" + address, proof.url_tail);
     const auto answer = http_talk(TalkMode::get, url, {}, {}, kConfirmMs);
-    return answer && str_contains(answer->text(), confirmation.proof);
+    return answer && str_contains(answer->text(), proof.text);
 }
 
 }  // namespace
 
-ClientKind client_type(std::string_view address) {
-    std::scoped_lock lock{table().mutex};
-    const Client* const client = find_client(address);
-    return client != nullptr ? client->kind : ClientKind::generic;
+RequestClient client_of(std::string_view address) {
+    const ClientProfile* profile = nullptr;
+    {
+        std::scoped_lock lock{table().mutex};
+        const Client* const client = find_client(address);
+        profile = client != nullptr ? client->profile : &client_profile(ClientKind::generic);
+    }
+    return {.profile = profile,
+            .needs_close = profile->needs_close,
+            .music_only = profile->music_only || is_listed(Setting::musicclient, address)};
 }
 
-void set_client_type(ClientKind kind, std::string_view address_text) {
+void set_client_kind(ClientKind kind, std::string_view address_text) {
+    const ClientProfile& profile = client_profile(kind);
     const std::string address{address_text.substr(0, kMaxAddress)};
-    const Confirmation* const confirmation = confirmation_for(kind);
-    const bool must_ask = confirmation != nullptr && !is_listed(confirmation->configured, address);
+    const bool must_ask = profile.proof && !is_listed(profile.proof->addresses, address);
     Notice notice;
     Recorded recorded;
     {
         std::scoped_lock lock{table().mutex};
-        recorded = record(kind, address, must_ask, notice);
+        recorded = record(profile, address, must_ask, notice);
     }
     if (recorded == Recorded::after_asking) {
-        const ClientKind found = confirms(*confirmation, address) ? kind : ClientKind::generic;
+        const bool proved = is_proved(*profile.proof, address);
         std::scoped_lock lock{table().mutex};
-        notice = record_asked(found, address);
+        notice = record_asked(proved ? profile : client_profile(ClientKind::generic), address);
     }
     log_notice(notice);
+}
+
+RequestClient client_recognise(std::string_view header, std::string_view address) {
+    const auto profiles = client_profiles();
+    const auto found = std::ranges::find_if(profiles, [&](const ClientProfile& profile) {
+        return !profile.user_agent.empty() && str_contains(header, profile.user_agent);
+    });
+    if (found != profiles.end()) set_client_kind(found->kind, address);
+    return client_of(address);
+}
+
+RequestClient client_learn_from_object_id(const RequestClient& client, std::string_view object_id,
+                                          std::string_view address) {
+    const auto profiles = client_profiles();
+    const auto found = std::ranges::find(profiles, object_id, &ClientProfile::object_id);
+    if (client.music_only || object_id.empty() || found == profiles.end()) return client;
+    set_client_kind(found->kind, address);
+    return client_of(address);
 }
 
 std::optional<KnownClient> client_at(std::size_t index) {
     std::scoped_lock lock{table().mutex};
     if (index >= table().known.size()) return std::nullopt;
-    return KnownClient{table().known[index].address, kind_name(table().known[index].kind)};
-}
-
-bool is_music_client(std::string_view address) {
-    switch (client_type(address)) {
-        case ClientKind::netgear_mp101:
-        case ClientKind::linksys:
-        case ClientKind::roku_soundbridge:
-        case ClientKind::noxon:
-            return true;
-        default:
-            return is_listed(Setting::musicclient, address);
-    }
-}
-
-bool client_is_dlna(ClientKind kind) {
-    return kind == ClientKind::tv_remote || kind == ClientKind::philips_streamium;
-}
-
-bool client_takes_m3u_containers(ClientKind kind) {
-    return kind == ClientKind::netgear_mp101 || kind == ClientKind::roku_soundbridge;
-}
-
-bool client_needs_close(ClientKind kind) {
-    return kind == ClientKind::linksys || kind == ClientKind::noxon;
+    return KnownClient{table().known[index].address, table().known[index].profile->name};
 }
 
 void clients_register_configured() {
-    for (const Confirmation& confirmation : kConfirmations)
-        for (const std::string& item : *settings_list(confirmation.configured))
+    for (const ClientProfile& profile : client_profiles()) {
+        if (!profile.proof) continue;
+        for (const std::string& item : *settings_list(profile.proof->addresses))
             if (const std::string_view address = str_trim(item); !address.empty())
-                set_client_type(confirmation.kind, address);
+                set_client_kind(profile.kind, address);
+    }
 }
 
 void clients_reset() {

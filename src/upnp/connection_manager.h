@@ -4,7 +4,7 @@
 
 #include "http/request.h"
 
-HandlerResult cm_get_protocol_info(HttpRequest& request);
-HandlerResult cm_get_current_connection_ids(HttpRequest& request);
+HandlerResult cm_get_protocol_info(const HttpRequest& request, HttpResponse& response);
+HandlerResult cm_get_current_connection_ids(const HttpRequest& request, HttpResponse& response);
 // The same for whatever ConnectionID was asked.
-HandlerResult cm_get_current_connection_info(HttpRequest& request);
+HandlerResult cm_get_current_connection_info(const HttpRequest& request, HttpResponse& response);

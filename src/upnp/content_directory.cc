@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "core/settings.h"
-#include "core/text_buffer.h"
 #include "core/xml_escape.h"
 #include "db/listing.h"
 #include "db/store.h"
@@ -28,8 +27,9 @@ constexpr std::size_t kFirstCapacity = 16 * 1024;
 
 // ---- the frame around the objects
 
-constexpr const char* kListHead =
-    "<u:%sResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"><Result>&lt;DIDL-Lite "
+constexpr std::string_view kService = "ContentDirectory";
+constexpr std::string_view kListHead =
+    "<Result>&lt;DIDL-Lite "
     "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
     "xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\"&gt;";
 
@@ -40,14 +40,18 @@ constexpr const char* kListTail =
 
 class ListAnswer {
 public:
-    ListAnswer(const char* action, const Text& filter, const HttpRequest& request)
-        : action_(action), filter_(filter), client_(didl_receiver(request.peer, request.base_url)) {
-        text_.append(text_format(1024, kListHead, action_));
+    ListAnswer(std::string_view action, const Text& filter, const HttpRequest& request, const RequestClient& client)
+        : soap_(kService, action, {}, kFirstCapacity),
+          filter_(filter),
+          client_{.profile = *client.profile,
+                  .base_url = request.base_url,
+                  .original_pictures = settings_get_bool(Setting::norescale)} {
+        soap_.text().append(kListHead);
     }
 
     // The only work on an answer that needs the store.
     void append(const StoreLock& lock, const MediaObject& object) {
-        didl_append_object(lock, text_, object, filter_, client_);
+        didl_append_object(lock, soap_.text(), object, filter_, client_);
         ++returned_;
     }
     // Objects from first on, at most limit of them (0: no limit). Both are ui4 on the wire, so what a 32-bit number
@@ -57,32 +61,41 @@ public:
         const auto count = static_cast<std::size_t>(static_cast<std::uint32_t>(limit));
         for (std::size_t at = start; at < ids.size() && (count == 0 || at - start < count); ++at) {
             append(lock, *tree_object(lock, ids[at]));
-            if (text_.length() >= kAnswerStop) break;
+            if (soap_.text().length() >= kAnswerStop) break;
         }
     }
 
-    HandlerResult send(HttpRequest& request, std::size_t total, std::string_view after_update_id = {}) {
-        text_.append(text_format(1024, kListTail, returned_, static_cast<int>(total))).append(after_update_id);
-        text_.append("</u:").append(action_).append("Response>").append(kSoapTail);
-        return soap_send_response(request, text_.text());
+    HandlerResult send(const HttpRequest& request, HttpResponse& response, std::size_t total,
+                       std::string_view after_update_id = {}) {
+        soap_.text().append(text_format(1024, kListTail, returned_, static_cast<int>(total))).append(after_update_id);
+        return soap_.send(request, response);
     }
 
 private:
-    const char* action_;
+    SoapResponse soap_;
     DidlFilter filter_;
     DidlClient client_;
-    TextBuffer text_{kSoapHead, kFirstCapacity};
     int returned_ = 0;
 };
 
-HandlerResult send_short_answer(HttpRequest& request, std::string_view action, std::string_view arguments) {
-    TextBuffer text{kSoapHead, 1024};
-    text.append("<u:").append(action).append("Response xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">");
-    text.append(arguments).append("</u:").append(action).append("Response>").append(kSoapTail);
-    return soap_send_response(request, text.text());
+HandlerResult send_short_answer(const HttpRequest& request, HttpResponse& response, std::string_view action,
+                                std::string_view arguments) {
+    SoapResponse soap{kService, action};
+    soap.text().append(arguments);
+    return soap.send(request, response);
 }
 
-// ---- what is asked for
+// ---- what is asked for, and by whom
+
+struct Asked {
+    BrowseId id;
+    RequestClient client;
+};
+// One kind of client makes itself known by the ObjectID that it asks for, and is answered as that kind at once.
+Asked read_asked(const HttpRequest& request, std::string_view object_id) {
+    return {.id = browse_id_read(object_id, request.client.music_only),
+            .client = client_learn_from_object_id(request.client, object_id, request.peer)};
+}
 
 struct WantedContainer {
     const MediaContainer* container = nullptr;
@@ -95,27 +108,28 @@ WantedContainer find_container(const StoreLock& lock, const BrowseId& id) {
     return {.container = container, .fault = container != nullptr ? kNone : kBadArguments};
 }
 
-// Some clients put more behind the one id they ask for, and mean the id alone.
-void cut_behind_pinned_id(std::string& criteria) {
+// `@id = "17" and ...` becomes `@id = "17"`.
+void cut_after_pinned_id(std::string& criteria) {
     constexpr std::size_t kFirstDigit = 8;  // of `@id = "1`, so that the closing quote is found
     if (!criteria.starts_with("@id =")) return;
     const std::size_t closing = criteria.find('"', kFirstDigit);
     if (closing != std::string::npos) criteria.resize(closing + 1);
 }
 
-std::string search_text(const HttpRequest& request, const Text& search_criteria) {
+std::string search_text(const ClientProfile& client, const Text& search_criteria) {
     std::string text = xml_unescape(text_or_empty(search_criteria));
-    if (client_type(request.peer) == ClientKind::sony) cut_behind_pinned_id(text);
+    if (client.adds_to_pinned_id) cut_after_pinned_id(text);
     return text;
 }
 
 }  // namespace
 
-HandlerResult browse_direct_children(HttpRequest& request, const BrowseArguments& arguments) {
-    if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
-    const BrowseId id = browse_id_read(*arguments.object_id, request.peer);
+HandlerResult browse_direct_children(const HttpRequest& request, HttpResponse& response,
+                                     const BrowseArguments& arguments) {
+    if (!arguments.object_id) return soap_send_fault(request, response, kNoSuchObject);
+    const auto [id, client] = read_asked(request, *arguments.object_id);
     const ListingOrder order = listing_order(arguments.sort_criteria);
-    ListAnswer answer{"Browse", arguments.filter, request};
+    ListAnswer answer{"Browse", arguments.filter, request, client};
     std::size_t total = 0;
     Fault fault = kNone;
     {
@@ -128,13 +142,14 @@ HandlerResult browse_direct_children(HttpRequest& request, const BrowseArguments
             answer.append_window(lock, *listing, arguments.starting_index, arguments.requested_count);
         }
     }
-    return fault != kNone ? soap_send_fault(request, fault) : answer.send(request, total);
+    return fault != kNone ? soap_send_fault(request, response, fault) : answer.send(request, response, total);
 }
 
-HandlerResult browse_metadata(HttpRequest& request, const Text& object_id, const Text& filter) {
-    if (!object_id) return soap_send_fault(request, kNoSuchObject);
-    const BrowseId id = browse_id_read(*object_id, request.peer);
-    ListAnswer answer{"Browse", filter, request};
+HandlerResult browse_metadata(const HttpRequest& request, HttpResponse& response, const Text& object_id,
+                              const Text& filter) {
+    if (!object_id) return soap_send_fault(request, response, kNoSuchObject);
+    const auto [id, client] = read_asked(request, *object_id);
+    ListAnswer answer{"Browse", filter, request, client};
     bool found = false;
     {
         StoreLock lock;
@@ -142,14 +157,15 @@ HandlerResult browse_metadata(HttpRequest& request, const Text& object_id, const
         found = object != nullptr;
         if (found) answer.append(lock, *object);
     }
-    return found ? answer.send(request, 1) : soap_send_fault(request, kNoSuchObject);
+    return found ? answer.send(request, response, 1) : soap_send_fault(request, response, kNoSuchObject);
 }
 
-HandlerResult browse_by_letter(HttpRequest& request, const BrowseArguments& arguments, const Text& starting_letter) {
-    if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
-    const BrowseId id = browse_id_read(*arguments.object_id, request.peer);
+HandlerResult browse_by_letter(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
+                               const Text& starting_letter) {
+    if (!arguments.object_id) return soap_send_fault(request, response, kNoSuchObject);
+    const auto [id, client] = read_asked(request, *arguments.object_id);
     const ListingOrder order = listing_order(arguments.sort_criteria);
-    ListAnswer answer{"X_BrowseByLetter", arguments.filter, request};
+    ListAnswer answer{"X_BrowseByLetter", arguments.filter, request, client};
     std::size_t start = 0, total = 0;
     Fault fault = kNone;
     {
@@ -163,21 +179,23 @@ HandlerResult browse_by_letter(HttpRequest& request, const BrowseArguments& argu
             answer.append_window(lock, *listing, static_cast<std::int32_t>(start), arguments.requested_count);
         }
     }
-    if (fault != kNone) return soap_send_fault(request, fault);
-    return answer.send(request, total, text_format(64, "<StartingIndex>%d</StartingIndex>", static_cast<int>(start)));
+    if (fault != kNone) return soap_send_fault(request, response, fault);
+    return answer.send(request, response, total,
+                       text_format(64, "<StartingIndex>%d</StartingIndex>", static_cast<int>(start)));
 }
 
-HandlerResult search(HttpRequest& request, const BrowseArguments& arguments, const Text& search_criteria) {
-    if (!arguments.object_id) return soap_send_fault(request, kNoSuchObject);
-    const BrowseId id = browse_id_read(*arguments.object_id, request.peer);
-    std::string text = search_text(request, search_criteria);
+HandlerResult search(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
+                     const Text& search_criteria) {
+    if (!arguments.object_id) return soap_send_fault(request, response, kNoSuchObject);
+    const auto [id, client] = read_asked(request, *arguments.object_id);
+    std::string text = search_text(*client.profile, search_criteria);
     std::optional<SearchCriteria> criteria = search_compile(text);
-    if (!criteria) return soap_send_fault(request, kBadSearchCriteria);
+    if (!criteria) return soap_send_fault(request, response, kBadSearchCriteria);
     const SearchQuery query{.text = std::move(text),
                             .criteria = std::move(*criteria),
-                            .each_title_once = client_type(request.peer) == ClientKind::roku_soundbridge,
+                            .each_title_once = client.profile->wants_each_title_once,
                             .order = listing_order(arguments.sort_criteria)};
-    ListAnswer answer{"Search", arguments.filter, request};
+    ListAnswer answer{"Search", arguments.filter, request, client};
     std::size_t total = 0;
     {
         StoreLock lock;
@@ -187,31 +205,32 @@ HandlerResult search(HttpRequest& request, const BrowseArguments& arguments, con
         total = listing->size();
         answer.append_window(lock, *listing, arguments.starting_index, arguments.requested_count);
     }
-    return answer.send(request, total);
+    return answer.send(request, response, total);
 }
 
-HandlerResult get_search_capabilities(HttpRequest& request) {
+HandlerResult get_search_capabilities(const HttpRequest& request, HttpResponse& response) {
     std::string_view capabilities =
         "dc:source,dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,upnp:originalTrackNumber,upnp:class,"
         "@id,@parentID,@refID,res,upnp:albumArtURI";
-    if (client_type(request.peer) == ClientKind::roku_soundbridge) capabilities = "*";
+    const std::string_view of_client = request.client.profile->search_capabilities;
+    if (!of_client.empty()) capabilities = of_client;
     if (settings_get_bool(Setting::nosearch)) capabilities = "";
-    return send_short_answer(request, "GetSearchCapabilities",
+    return send_short_answer(request, response, "GetSearchCapabilities",
                              str_concat("<SearchCaps>", str_concat(capabilities, "</SearchCaps>")));
 }
 
-HandlerResult get_sort_capabilities(HttpRequest& request) {
-    return send_short_answer(request, "GetSortCapabilities",
+HandlerResult get_sort_capabilities(const HttpRequest& request, HttpResponse& response) {
+    return send_short_answer(request, response, "GetSortCapabilities",
                              "<SortCaps>dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,"
                              "upnp:originalTrackNumber,res</SortCaps>");
 }
 
-HandlerResult get_system_update_id(HttpRequest& request) {
-    return send_short_answer(request, "GetSystemUpdateID",
+HandlerResult get_system_update_id(const HttpRequest& request, HttpResponse& response) {
+    return send_short_answer(request, response, "GetSystemUpdateID",
                              text_format(32, "<Id>%u</Id>", static_cast<unsigned>(db_system_update_id())));
 }
 
-HandlerResult update_object(HttpRequest& request, const XmlNode* body) {
+HandlerResult update_object(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
     constexpr const char* kAnswer =
         "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n"
         "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
@@ -224,11 +243,11 @@ HandlerResult update_object(HttpRequest& request, const XmlNode* body) {
         return xml_parse(xml_unescape(text_or_empty(xml_get_text(body, argument))));
     };
     const auto current = fragment("CurrentTagValue"), wanted = fragment("NewTagValue");
-    if (current == nullptr && wanted == nullptr) return soap_send_fault(request, kBadArguments);
+    if (current == nullptr && wanted == nullptr) return soap_send_fault(request, response, kBadArguments);
     const Text field = current != nullptr ? Text{current->name} : std::nullopt;
     const auto value = [&](const XmlNode* node) { return field ? xml_get_text(node, *field) : std::nullopt; };
     const int status =
         db_update_object(xml_get_text(body, "ObjectID"), field, value(current.get()), value(wanted.get()));
-    if (status != 200) return soap_send_fault(request, status);
-    return soap_send_response(request, text_format(400, kAnswer, kResponse));
+    if (status != 200) return soap_send_fault(request, response, status);
+    return soap_send_document(request, response, text_format(400, kAnswer, kResponse));
 }

@@ -78,8 +78,8 @@ std::string netgear_block(const std::string& base_url) {
 
 }  // namespace
 
-HandlerResult handle_device_description(HttpRequest& request) {
-    return soap_send_response(request, device_description(request.base_url));
+HandlerResult handle_device_description(const HttpRequest& request, HttpResponse& response) {
+    return soap_send_document(request, response, device_description(request.base_url));
 }
 
 std::string device_description(const std::string& base_url) {

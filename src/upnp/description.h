@@ -8,7 +8,7 @@
 #include "http/request.h"
 
 // "/DeviceDescription.xml".
-HandlerResult handle_device_description(HttpRequest& request);
+HandlerResult handle_device_description(const HttpRequest& request, HttpResponse& response);
 
 // The document for a listener's base address ("http://address:port/").
 std::string device_description(const std::string& base_url);

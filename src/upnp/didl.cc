@@ -2,12 +2,10 @@
 
 #include <algorithm>
 
-#include "core/settings.h"
 #include "core/time_text.h"
 #include "db/group_facts.h"
 #include "db/store.h"
-#include "meta/media_formats.h"
-#include "meta/pcm.h"
+#include "upnp/protocol_info.h"
 #include "upnp/renditions.h"
 
 namespace {
@@ -72,7 +70,7 @@ public:
           output_(output),
           filter_(filter),
           client_(client),
-          text_(client.kind == ClientKind::noxon ? ClientText::single_bytes : ClientText::utf8) {}
+          text_(client.profile.takes_single_bytes ? ClientText::single_bytes : ClientText::utf8) {}
 
     void container(const MediaContainer& container);
     void item(const MediaObject& object, const MediaItem& item);
@@ -82,7 +80,6 @@ private:
 
     bool has(DidlField field) const { return filter_.has(field); }
     const char* base() const { return client_.base_url.c_str(); }
-    bool is_dlna() const { return client_is_dlna(client_.kind); }
 
     void element(std::string_view name, Value value, std::string_view attributes = {}) {
         didl_append_element(output_, name, attributes, value, text_);
@@ -100,13 +97,6 @@ private:
     void album_art(const MediaObject& object, const MediaItem& item);
     void resource(const MediaObject& object, const MediaItem& item);
 
-    // The protocolInfo attribute and the URL by media type.
-    void station(std::string attributes, const MediaItem& item, ObjectId id);
-    void picture(std::string attributes, const MediaItem& item, ObjectId id);
-    void video(std::string attributes, const MediaItem& item, ObjectId id);
-    void track(std::string attributes, const MediaItem& item, ObjectId id);
-    void plain_media(std::string attributes, const MediaItem& item, ObjectId id, const char* dlna_operations);
-
     const StoreLock& lock_;
     TextBuffer& output_;
     const DidlFilter& filter_;
@@ -121,15 +111,14 @@ void Renderer::container(const MediaContainer& container) {
                                "&lt;container id=\"%d\" parentID=\"%d\" childCount=\"%d\" restricted=\"%d\" "
                                "searchable=\"1\"&gt;",
                                container.id, container.parent, container.child_count, container.permanent ? 1 : 0));
-    if (client_.kind == ClientKind::go_video_d2730)
-        element("icon", text_format(kMaxUrl, "%spicture/folder.goicon", base()));
+    if (client_.profile.shows_icons) element("icon", text_format(kMaxUrl, "%spicture/folder.goicon", base()));
     element("dc:title", value_of(container.title));
     if (has(DidlField::date)) container_date(container);
     if (is_music_grouping(container.object_class)) {
         group(container);
-        if (client_takes_m3u_containers(client_.kind)) group_playlist(container);
+        if (client_.profile.takes_m3u_containers) group_playlist(container);
     }
-    const bool as_folder = client_.kind == ClientKind::philips_streamium;
+    const bool as_folder = client_.profile.shows_plain_folders;
     element("upnp:class", class_text(as_folder ? ObjectClass::storage_folder : container.object_class));
     output_.append("&lt;/container&gt;");
 }
@@ -162,7 +151,7 @@ void Renderer::group_playlist(const MediaContainer& container) {
         attributes = text_format(kMaxElement + 1, " duration=\"%s\" ", format_duration(seconds * 1000).c_str());
     }
     if (!has(DidlField::resource) && attributes.empty()) return;
-    attributes.append(" protocolInfo=\"http-get:*:audio/x-mpegurl:*\"");
+    attributes.append(" protocolInfo=\"").append(protocol_info("audio/x-mpegurl")).append("\"");
     element("res", text_format(kMaxUrl, "%sm3u/%d.m3u", base(), container.id), attributes);
 }
 
@@ -202,8 +191,7 @@ void Renderer::item_elements(const MediaObject& object, const MediaItem& item) {
     if (photo) element_if(DidlField::description, "dc:description", item.description);
     if (track && has(DidlField::album_art)) album_art(object, item);
     if (photo) element_if(DidlField::keywords, "upnp:keywords", item.keywords);
-    if (has(DidlField::icon))
-        picture_append_icon({.kind = client_.kind, .base_url = client_.base_url}, output_, object.id, item);
+    if (has(DidlField::icon)) picture_append_icon(output_, client_.profile, client_.base_url, object.id, item);
 }
 
 void Renderer::track_number(const MediaObject& object, const MediaItem& item) {
@@ -228,87 +216,38 @@ const char* media_part(std::string_view path) {
     return path.starts_with("ftp://") ? "ftpproxy" : "disk";
 }
 
+std::string url_extension(const MediaItem& item) {
+    if (item.object_class == ObjectClass::audio_broadcast) return "mp3";
+    if (item.object_class == ObjectClass::photo) return "jpg";
+    return std::string{path_extension(item.path.view())};
+}
+
 void Renderer::resource(const MediaObject& object, const MediaItem& item) {
+    const bool is_photo = item.object_class == ObjectClass::photo,
+               is_track = item.object_class == ObjectClass::music_track;
     std::string attributes = " ";
     if (has(DidlField::size) && item.size != 0)
         attributes.append(text_format(64, "size=\"%lld\" ", static_cast<long long>(item.size)));
-    const bool track_with_duration = item.object_class == ObjectClass::music_track && item.duration.has_text();
-    if (has(DidlField::duration) && track_with_duration)
+    if (has(DidlField::duration) && is_track && item.duration.has_text())
         attributes.append("duration=\"").append(attribute_value(item.duration.view(), text_)).append("\" ");
     if (!has(DidlField::resource) && attributes.size() == 1) return;
 
-    switch (item.object_class) {
-        case ObjectClass::audio_broadcast:
-            return station(std::move(attributes), item, object.id);
-        case ObjectClass::photo:
-            return picture(std::move(attributes), item, object.id);
-        case ObjectClass::movie:
-            return video(std::move(attributes), item, object.id);
-        case ObjectClass::music_track:
-            return track(std::move(attributes), item, object.id);
-        default:
-            break;
-    }
-}
+    // The renditions have their sizes in their URLs and carry no attributes.
+    if (is_photo && !client_.original_pictures)
+        return picture_append_res(output_, client_.profile, client_.base_url, object.id, item);
+    if (is_photo) attributes.append(text_format(64, "resolution=\"%dx%d\" ", item.width, item.height));
 
-void Renderer::station(std::string attributes, const MediaItem& item, ObjectId id) {
-    attributes.append("protocolInfo=\"http-get:*:audio/mpeg:*\" ");
-    element("res", text_format(kMaxUrl, "%s%s/%d.mp3", base(), media_part(item.path.view()), id), attributes);
-}
-
-void Renderer::picture(std::string attributes, const MediaItem& item, ObjectId id) {
-    // Its renditions have their sizes in their URLs and carry no attributes.
-    if (!client_.original_pictures)
-        return picture_append_res({.kind = client_.kind, .base_url = client_.base_url}, output_, id, item);
-    attributes.append(
-        text_format(128, "resolution=\"%dx%d\" protocolInfo=\"http-get:*:image/jpeg:*\" ", item.width, item.height));
-    element("res", text_format(kMaxUrl, "%s%s/%d.jpg", base(), media_part(item.path.view()), id), attributes);
-}
-
-// The type is the extension's; the other clients are told nothing about seeking.
-void Renderer::plain_media(std::string attributes, const MediaItem& item, ObjectId id, const char* dlna_operations) {
-    const std::string extension{path_extension(item.path.view())};
-    const std::string mime{mime_of_extension(extension)};
-    attributes.append(
-        text_format(256, "protocolInfo=\"http-get:*:%s:%s\" ", mime.c_str(), is_dlna() ? dlna_operations : "*"));
-    const char* const part = media_part(item.path.view());
-    element("res", text_format(kMaxUrl, "%s%s/%d.%s", base(), part, id, extension.c_str()), attributes);
-}
-
-void Renderer::video(std::string attributes, const MediaItem& item, ObjectId id) {
     const std::string_view path = item.path.view();
-    const std::string extension{path_extension(path)};
-    const std::string mime{mime_of_extension(extension)};
-    if (mime != "video/mpeg" || !is_dlna()) return plain_media(std::move(attributes), item, id, "DLNA.ORG_OP=00");
-    // Nothing reads the picture rate of a file, so its name has to say it.
-    const char* const profile = str_contains_nocase(path, "NTSC") ? "MPEG_PS_NTSC" : "MPEG_PS_PAL";
-    attributes.append(
-        text_format(256, "protocolInfo=\"http-get:*:%s:DLNA.ORG_PN=%s;DLNA.ORG_OP=00\" ", mime.c_str(), profile));
-    element("res", text_format(kMaxUrl, "%s%s/%d_DLNA_%s.%s", base(), media_part(path), id, profile, extension.c_str()),
-            attributes);
-}
-
-void Renderer::track(std::string attributes, const MediaItem& item, ObjectId id) {
-    const std::string_view path = item.path.view();
-    const std::string extension{path_extension(path)};
-    const std::string mime{mime_of_extension(extension)};
-    if (mime != "audio/L16") return plain_media(std::move(attributes), item, id, "DLNA.ORG_OP=11");
-    const PcmFormat format = pcm_format_of(path);
-    attributes.append(text_format(256,
-                                  "protocolInfo=\"http-get:*:%s;rate=%d;channels=%d:DLNA.ORG_PN=LPCM;"
-                                  "DLNA.ORG_OP=11\" ",
-                                  mime.c_str(), format.sample_rate, format.channels));
-    element("res", text_format(kMaxUrl, "%s%s/%d_DLNA_LPCM.%s", base(), media_part(path), id, extension.c_str()),
+    const ListedForm form = listed_form(item.object_class, path, client_.profile.takes_dlna_fields);
+    attributes.append("protocolInfo=\"").append(form.protocol_info).append("\" ");
+    std::string name = std::to_string(object.id);
+    if (!form.dlna_profile.empty()) name.append("_DLNA_").append(form.dlna_profile);
+    element("res",
+            text_format(kMaxUrl, "%s%s/%s.%s", base(), media_part(path), name.c_str(), url_extension(item).c_str()),
             attributes);
 }
 
 }  // namespace
-
-DidlClient didl_receiver(std::string_view address, std::string_view base_url) {
-    return {.kind = client_type(address),
-            .base_url = std::string{base_url},
-            .original_pictures = settings_get_bool(Setting::norescale)};
-}
 
 void didl_append_object(const StoreLock& lock, TextBuffer& output, const MediaObject& object, const DidlFilter& filter,
                         const DidlClient& client) {

@@ -13,19 +13,17 @@
 #include "core/text_buffer.h"
 #include "core/xml_escape.h"
 #include "db/tree.h"
-#include "upnp/clients.h"
+#include "upnp/client_profile.h"
 #include "upnp/didl_filter.h"
 
 constexpr std::size_t kMaxElement = 1023;
 
 // Who asks, and from where the resources are to be fetched.
 struct DidlClient {
-    ClientKind kind = ClientKind::generic;
+    const ClientProfile& profile;
     std::string base_url;            // "http://address:port/"
-    bool original_pictures = false;  // the setting `norescale`
+    bool original_pictures = false;  // the setting `norescale`: files as they are instead of renditions
 };
-// Reads settings and the client table, so not under the store lock.
-DidlClient didl_receiver(std::string_view address, std::string_view base_url);
 
 // A container, an item, or an item element for a reference.
 void didl_append_object(const StoreLock& lock, TextBuffer& output, const MediaObject& object, const DidlFilter& filter,

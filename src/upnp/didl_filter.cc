@@ -26,7 +26,7 @@ constexpr auto kFieldNames = std::to_array<FieldName>({
     {DidlField::track_number, "originalTrackNumber"},
 });
 
-// Kept on purpose: bytes from 0x80 on count as below 33, so a name in front of one is found.
+// Kept on purpose: bytes from 0x80 on count as below 33, so a name before one is found.
 bool ends_entry(char c) {
     return static_cast<signed char>(c) < 33 || c == ',' || c == '@';
 }
@@ -37,8 +37,8 @@ bool didl_filter_has(const Text& filter, std::string_view name) {
     if (!filter || filter->starts_with('*')) return true;
     const std::string_view text = *filter;
     for (std::size_t at = text.find(name); at != std::string_view::npos; at = text.find(name, at + name.size())) {
-        const std::size_t behind = at + name.size();
-        if (behind == text.size() || ends_entry(text[behind])) return true;
+        const std::size_t after = at + name.size();
+        if (after == text.size() || ends_entry(text[after])) return true;
     }
     return false;
 }

@@ -1,3 +1,10 @@
+// How it works. Every subscriber has a slot with an outbox of events; an event gets its number (SEQ) when it is put there.
+//
+//   change of the content -> outbox of each slot -> sender thread of the slot -> NOTIFY to the callback
+//
+// A slot has at most one sender, so its events leave in order. The sender starts with the first event and ends when the
+// outbox is empty or the SID of the slot is no longer the one that it serves. Outboxes are short: the oldest event gives
+// way. New subscribers are greeted with the state of their services before they hear of changes.
 #include "upnp/gena.h"
 
 #include <algorithm>
@@ -20,6 +27,7 @@
 #include "upnp/device_id.h"
 #include "upnp/gena_delivery.h"
 #include "upnp/gena_message.h"
+#include "upnp/protocol_info.h"
 
 namespace {
 
@@ -28,10 +36,9 @@ constexpr std::int64_t kSettleMs = 100;
 constexpr std::size_t kReplyBytes = 512;
 // A subscriber that takes nothing misses events rather than filling the memory with them.
 constexpr std::size_t kMostWaiting = 4;
-// Who unsubscribes leaves the thread that sends to it behind, for as long as a dead address or a slow name server
-// takes.
+// The sender thread of an unsubscribed client may outlive its slot, for as long as a dead address or a slow name server
+// keeps it.
 constexpr int kMostSenders = 64;
-constexpr std::string_view kSource = "http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*";
 
 struct Event {
     std::shared_ptr<const std::string> body;
@@ -91,7 +98,7 @@ struct Parcel {
     std::string callback;
     Event event;
 };
-// The subscriber's next event; missing when there is none or the subscription is gone. Then its thread has to end.
+// The subscriber's next event; nullopt if there is none or the subscription is gone: then its thread has to end.
 std::optional<Parcel> next_parcel(int slot, std::uint32_t sid) {
     SubscriberTable& all = table();
     std::scoped_lock lock{all.mutex};
@@ -113,8 +120,8 @@ void empty_outbox(int slot, std::uint32_t sid) {
     --table().senders;
 }
 
-// Under the table's lock: sees to it that somebody empties the outbox. Where there is no thread to be had the ticker
-// tries again.
+// Under the table's lock: starts a thread that empties the outbox, unless there is one. If the system has no thread
+// left, the ticker tries again.
 void start_sender(SubscriberTable& all, int slot) {
     Subscriber& subscriber = all.slots[static_cast<std::size_t>(slot)];
     if (subscriber.outbox.empty() || subscriber.sending || all.senders >= kMostSenders) return;
@@ -153,7 +160,7 @@ struct Subscription {
     std::uint32_t sid = 0;
 };
 
-// The highest free slot; missing when there is none, or when eventing is off.
+// Takes the highest free slot; nullopt if there is none or eventing is off.
 std::optional<Subscription> take_slot(const std::string& callback, unsigned services, std::int32_t timeout) {
     SubscriberTable& all = table();
     std::scoped_lock lock{all.mutex};
@@ -184,8 +191,8 @@ bool still_there(const SubscriberTable& all, const Subscription& subscription) {
     return all.enabled && slot.used() && slot.sid == subscription.sid;
 }
 
-// The first events of a subscription, a moment behind the answer to it. They come before any other: what is told to all
-// until then does not go to this subscriber.
+// Sends the first events of a subscription, a moment after the answer to it. Changes that are told to all until then do
+// not go to this subscriber.
 void greet(const Subscription& subscription) {
     sleep_ms(kSettleMs);
     const std::int32_t update_id = db_system_update_id();
@@ -199,15 +206,16 @@ void greet(const Subscription& subscription) {
             content = gena_update_id_body(std::max(update_id, all.last_update_id), {});
             enqueue(all, subscription.slot, content);
         }
-        if ((slot.services & kConnectionManagerEvents) != 0) enqueue(all, subscription.slot, gena_cm_body(kSource, {}));
+        if ((slot.services & kConnectionManagerEvents) != 0)
+            enqueue(all, subscription.slot, gena_cm_body(kSourceProtocolInfo, kSinkProtocolInfo));
         slot.greeted = true;
     }
     if (!content.empty()) log_update_id_event(content);
 }
 
-HandlerResult refuse(HttpRequest& request, int status) {
-    request.content_length = 0;
-    return http_send_header(request, status) ? HandlerResult::keep : HandlerResult::close;
+HandlerResult refuse(const HttpRequest& request, HttpResponse& response, int status) {
+    response.status = status;
+    return http_send_header(request, response) ? HandlerResult::keep : HandlerResult::close;
 }
 
 bool move_expiry(std::uint32_t sid, std::int32_t timeout) {
@@ -218,8 +226,8 @@ bool move_expiry(std::uint32_t sid, std::int32_t timeout) {
     return subscriber != nullptr;
 }
 
-HandlerResult renew(HttpRequest& request, std::uint32_t sid, std::int32_t timeout) {
-    if (!move_expiry(sid, timeout)) return refuse(request, 412);
+HandlerResult renew(const HttpRequest& request, HttpResponse& response, std::uint32_t sid, std::int32_t timeout) {
+    if (!move_expiry(sid, timeout)) return refuse(request, response, 412);
     // Kept on purpose: "Second" here, "second" for a new subscription, and only here the time that was asked for.
     socket_send_all(request.socket, text_format(kReplyBytes,
                                                 "HTTP/1.1 200 OK\r\nDATE: %s\r\nSERVER: %s\r\nSID: uuid:%lu\r\n"
@@ -273,16 +281,16 @@ void gena_shutdown() {
     all.slots = {};
 }
 
-HandlerResult handle_subscribe(HttpRequest& request) {
+HandlerResult handle_subscribe(const HttpRequest& request, HttpResponse& response) {
     if (!is_enabled()) return HandlerResult::close;
     const SubscribeHeader asked = gena_parse_subscribe(request.header);
-    if (asked.sid) return renew(request, *asked.sid, asked.timeout);
-    if (!asked.callback) return refuse(request, 412);
+    if (asked.sid) return renew(request, response, *asked.sid, asked.timeout);
+    if (!asked.callback) return refuse(request, response, 412);
     const auto subscription = take_slot(*asked.callback, gena_services_of(request.url), asked.timeout);
-    if (!subscription) return refuse(request, 500);
+    if (!subscription) return refuse(request, response, 500);
     if (!thread_start_detached([subscription] { greet(*subscription); })) {
         free_slot(subscription->sid);
-        return refuse(request, 500);
+        return refuse(request, response, 500);
     }
 
     constexpr long kGranted = 300;
@@ -294,11 +302,11 @@ HandlerResult handle_subscribe(HttpRequest& request) {
     return HandlerResult::close;  // the answer has no length
 }
 
-HandlerResult handle_unsubscribe(HttpRequest& request) {
+HandlerResult handle_unsubscribe(const HttpRequest& request, HttpResponse& response) {
     if (!is_enabled()) return HandlerResult::close;
     const auto sid = gena_parse_unsubscribe(request.header);
-    if (!sid || !free_slot(*sid)) return refuse(request, 412);
-    return http_send_text(request, 200, "text/xml; charset=\"UTF-8\"", {});
+    if (!sid || !free_slot(*sid)) return refuse(request, response, 412);
+    return http_send_text(request, response, "text/xml; charset=\"UTF-8\"", {});
 }
 
 void gena_start_ticker(RunningFlag& running) {

@@ -16,8 +16,8 @@ void gena_init();
 void gena_shutdown();
 
 // SUBSCRIBE, new or a renewal, and UNSUBSCRIBE.
-HandlerResult handle_subscribe(HttpRequest& request);
-HandlerResult handle_unsubscribe(HttpRequest& request);
+HandlerResult handle_subscribe(const HttpRequest& request, HttpResponse& response);
+HandlerResult handle_unsubscribe(const HttpRequest& request, HttpResponse& response);
 
 // Looks every two seconds whether the content has changed, tells the subscribers that have had their first events, and
 // sends what waits because no thread was left for it.

@@ -6,27 +6,14 @@
 #include <array>
 #include <vector>
 
+#include "core/deadline.h"
 #include "core/interfaces.h"
 #include "core/socket.h"
-#include "core/thread.h"
 #include "upnp/gena_message.h"
 
 namespace {
 
 constexpr int kDeadlineMs = 5000;
-
-class Deadline {
-public:
-    explicit Deadline(int milliseconds) : limit_(milliseconds), start_(uptime_ms()) {}
-    int left() const {
-        const auto gone = static_cast<std::int64_t>(uptime_ms() - start_);
-        return static_cast<int>(std::clamp<std::int64_t>(limit_ - gone, 0, limit_));
-    }
-
-private:
-    int limit_;
-    std::uint32_t start_;
-};
 
 Socket connect_to(const CallbackUrl& url, int timeout_ms) {
     if (url.port == 0 || timeout_ms <= 0) return Socket{};
@@ -42,10 +29,10 @@ bool gena_deliver(std::string_view callback, std::uint32_t sid, std::int32_t seq
     const std::vector<CallbackUrl> urls = gena_callback_urls(callback);
     auto untried = static_cast<int>(urls.size());
     for (const CallbackUrl& url : urls) {
-        // A host that does not answer may not use up the time of those behind it.
-        const Socket socket = connect_to(url, deadline.left() / untried--);
+        // A host that does not answer may not use up the time of those after it.
+        const Socket socket = connect_to(url, deadline.left_ms() / untried--);
         if (!socket) continue;
-        if (!socket_send_within(socket.fd(), gena_notify_message(url, sid, seq, body), deadline.left())) continue;
+        if (!socket_send_within(socket.fd(), gena_notify_message(url, sid, seq, body), deadline.left_ms())) continue;
         socket_shutdown(socket.fd());
         return true;
     }

@@ -3,31 +3,29 @@
 #include <algorithm>
 
 #include "core/text_buffer.h"
+#include "net/answer.h"
 
 namespace {
 
-// A header's name, its colon and one blank; "SID: uuid:" is as long.
-constexpr std::size_t kValueOffset = 10;
 constexpr std::string_view kHttp = "http:";
 constexpr std::size_t kHostOffset = 7;  // "http://"
 constexpr int kHighestPort = 65535;
 
-// From where the text occurs (in any case) to the end of its line; missing when it does not. The line end itself is not
-// part of it, and neither is there one where the header ends first.
-struct HeaderLine {
+// The rest of the line after the first occurrence of the text, in any letter case; nullopt without it. Keeps a carriage
+// return at its end.
+struct LineRest {
     std::string_view text;
-    bool ended = false;
+    bool ended = false;  // by a line feed; false if the header ends first
 };
-std::optional<HeaderLine> line_from(std::string_view header, std::string_view name) {
-    const std::size_t at = str_find_nocase(header, name);
-    if (at == std::string_view::npos) return std::nullopt;
-    const std::string_view rest = header.substr(at);
-    const std::size_t end = rest.find('\n');
-    return HeaderLine{.text = rest.substr(0, end), .ended = end != std::string_view::npos};
+std::optional<LineRest> line_after(std::string_view header, std::string_view name) {
+    const auto rest = str_after_nocase(header, name);
+    if (!rest) return std::nullopt;
+    const std::size_t end = rest->find('\n');
+    return LineRest{.text = rest->substr(0, end), .ended = end != std::string_view::npos};
 }
 
-std::string_view behind(const HeaderLine& line, std::size_t characters) {
-    return line.text.substr(std::min(characters, line.text.size()));
+std::string_view without_first(std::string_view text, std::size_t characters) {
+    return text.substr(std::min(characters, text.size()));
 }
 
 std::uint32_t sid_number(std::string_view text) {
@@ -35,24 +33,20 @@ std::uint32_t sid_number(std::string_view text) {
 }
 
 std::int32_t asked_timeout(std::string_view header) {
-    const auto line = line_from(header, "TIMEOUT:");
+    const auto line = line_after(header, "TIMEOUT:");
     const std::size_t dash = line ? line->text.find('-') : std::string_view::npos;
     return dash == std::string_view::npos ? 0 : text_int(line->text.substr(dash + 1));
 }
 
 Text asked_callback(std::string_view header) {
-    const auto line = line_from(header, "CALLBACK:");
+    const auto line = line_after(header, "CALLBACK:");
     if (!line || !line->ended) return std::nullopt;
-    const std::string_view value = behind(*line, kValueOffset);
+    const std::string_view value = without_first(line->text, 1);  // the blank
     const std::size_t open = value.find('<');
     if (open == std::string_view::npos) return std::nullopt;
     // Kept on purpose: the character before the line feed goes, carriage return or not.
     const std::string_view callback = value.substr(open, value.size() - 1 - open);
     return callback.empty() ? Text{} : Text{callback};
-}
-
-bool is_sendable(std::string_view text) {
-    return std::ranges::none_of(text, [](char c) { return static_cast<unsigned char>(c) <= 32 || c == 127; });
 }
 
 }  // namespace
@@ -64,13 +58,14 @@ unsigned gena_services_of(std::string_view url) {
 
 SubscribeHeader gena_parse_subscribe(std::string_view header) {
     SubscribeHeader asked{.timeout = asked_timeout(header), .sid = {}, .callback = asked_callback(header)};
-    if (const auto line = line_from(header, "SID: uuid:")) asked.sid = sid_number(behind(*line, kValueOffset));
+    if (const auto line = line_after(header, "SID: uuid:")) asked.sid = sid_number(line->text);
     return asked;
 }
 
 std::optional<std::uint32_t> gena_parse_unsubscribe(std::string_view header) {
-    const auto line = line_from(header, "SID:");
-    return line ? std::optional{sid_number(behind(*line, kValueOffset))} : std::nullopt;
+    const auto line = line_after(header, "SID:");
+    return line ? std::optional{sid_number(without_first(line->text, std::string_view{" uuid:"}.size()))}
+                : std::nullopt;
 }
 
 std::vector<CallbackUrl> gena_callback_urls(std::string_view callback) {
@@ -86,7 +81,7 @@ std::vector<CallbackUrl> gena_callback_urls(std::string_view callback) {
         const int port = has_port ? text_int(host_port.substr(colon + 1)) : 80;
         // Kept on purpose: without a port the host loses its last character.
         const std::string_view host = host_port.substr(0, has_port ? colon : std::max<std::size_t>(slash, 1) - 1);
-        if (!is_sendable(host_port) || !is_sendable(path)) continue;
+        if (!http_is_sendable(host_port) || !http_is_sendable(path)) continue;
         urls.push_back({.host = std::string{host},
                         .port = port > 0 && port <= kHighestPort ? port : 0,
                         .host_port = std::string{host_port},

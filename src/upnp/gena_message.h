@@ -18,11 +18,11 @@ unsigned gena_services_of(std::string_view url);
 struct SubscribeHeader {
     std::int32_t timeout = 0;          // seconds, as asked; 0 when not asked or not a number
     std::optional<std::uint32_t> sid;  // of a renewal
-    Text callback;                     // from its first "<" on; missing when there is none or its line does not end
+    Text callback;                     // from its first "<" on; nullopt if there is none or its line does not end
 };
 SubscribeHeader gena_parse_subscribe(std::string_view header);
 
-// The number that UNSUBSCRIBE names; missing without a SID header.
+// The number that UNSUBSCRIBE names; nullopt without a SID header.
 std::optional<std::uint32_t> gena_parse_unsubscribe(std::string_view header);
 
 struct CallbackUrl {

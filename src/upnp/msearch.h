@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "upnp/clients.h"
+#include "upnp/client_profile.h"
 
 constexpr std::size_t kMaxPacketBytes = 1024;
 constexpr std::size_t kMaxTargetBytes = 128;
@@ -18,8 +18,8 @@ struct SearchRequest {
     std::vector<ClientKind> senders;  // the kinds of client that the packet names, in the order to record them
 };
 
-// Missing when the packet is no M-SEARCH or lacks its HOST, ST or MAN line. Only the first kMaxPacketBytes up to a NUL
-// are read.
+// Returns nullopt if the packet is no M-SEARCH or lacks its HOST, ST or MAN line. Only the first kMaxPacketBytes up to
+// a NUL are read.
 std::optional<SearchRequest> msearch_parse(std::string_view packet);
 
 // The seconds to wait before answering, for a random number and the MX of the search.

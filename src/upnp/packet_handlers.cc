@@ -40,8 +40,3 @@ std::vector<PacketHandler> callback_handlers() {
     std::scoped_lock lock{table().mutex};
     return table().handlers;
 }
-
-void forget_callback_handlers() {
-    std::scoped_lock lock{table().mutex};
-    table().handlers.clear();
-}

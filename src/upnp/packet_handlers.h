@@ -18,4 +18,3 @@ constexpr std::size_t kMaxPacketHandlers = 9;
 // The name is for the log only. A null function and a tenth handler are refused with a log line.
 void register_callback_handler(PacketHandler function, std::string_view name);
 std::vector<PacketHandler> callback_handlers();
-void forget_callback_handlers();  // restart, tests

@@ -1,21 +1,18 @@
-// The sizes and forms in which a client may fetch a picture, as DIDL-Lite elements of its item. Which ones are listed
-// depends on the kind of client.
+// The renditions of a picture that a client is offered, as DIDL-Lite elements of its item. base_url is where the client
+// reaches us ("http://address:port/").
 #pragma once
 
-#include <string_view>
+#include <string>
 
 #include "core/text_buffer.h"
 #include "db/objects.h"
-#include "upnp/clients.h"
-
-struct PictureClient {
-    ClientKind kind = ClientKind::generic;
-    std::string_view base_url;  // "http://address:port/"
-};
+#include "upnp/client_profile.h"
 
 // One res element a rendition; nothing for items that are no pictures. The id is that of the listed object: an item or
 // a reference to it.
-void picture_append_res(const PictureClient& client, TextBuffer& output, ObjectId id, const MediaItem& item);
+void picture_append_res(TextBuffer& output, const ClientProfile& client, const std::string& base_url, ObjectId id,
+                        const MediaItem& item);
 
-// An icon element, for the one kind of client that shows it.
-void picture_append_icon(const PictureClient& client, TextBuffer& output, ObjectId id, const MediaItem& item);
+// An icon element, for clients that show icons.
+void picture_append_icon(TextBuffer& output, const ClientProfile& client, const std::string& base_url, ObjectId id,
+                         const MediaItem& item);

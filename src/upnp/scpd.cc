@@ -218,9 +218,9 @@ struct Documents {
     const std::string connection_manager = scpd_document(kConnectionManagerActions, kConnectionManagerVariables);
 };
 
-HandlerResult serve(HttpRequest& request, std::string_view document) {
+HandlerResult serve(const HttpRequest& request, HttpResponse& response, std::string_view document) {
     log_message(LOG_INFO, LOG_HTTP, "setting MIME TYPE!\n");
-    return soap_send_response(request, document);
+    return soap_send_document(request, response, document);
 }
 
 }  // namespace
@@ -233,10 +233,10 @@ std::string_view connection_manager_scpd() {
     return process_wide<Documents>().connection_manager;
 }
 
-HandlerResult handle_cd_scpd(HttpRequest& request) {
-    return serve(request, content_directory_scpd());
+HandlerResult handle_cd_scpd(const HttpRequest& request, HttpResponse& response) {
+    return serve(request, response, content_directory_scpd());
 }
 
-HandlerResult handle_cm_scpd(HttpRequest& request) {
-    return serve(request, connection_manager_scpd());
+HandlerResult handle_cm_scpd(const HttpRequest& request, HttpResponse& response) {
+    return serve(request, response, connection_manager_scpd());
 }

@@ -11,5 +11,5 @@ std::string_view content_directory_scpd();
 std::string_view connection_manager_scpd();
 
 // "/ContentDirectory.xml" and "/ConnectionManager.xml".
-HandlerResult handle_cd_scpd(HttpRequest& request);
-HandlerResult handle_cm_scpd(HttpRequest& request);
+HandlerResult handle_cd_scpd(const HttpRequest& request, HttpResponse& response);
+HandlerResult handle_cm_scpd(const HttpRequest& request, HttpResponse& response);

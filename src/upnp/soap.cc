@@ -55,9 +55,11 @@ constexpr std::size_t kCatchAllRow = 7;
 static_assert(kUpnpErrors[kCatchAllRow].code == 604);
 
 constexpr std::size_t kFaultCapacity = 1024;
-constexpr char kFaultEnvelope[] =
+constexpr std::string_view kEnvelope =
     "<?xml version=\"1.0\" encoding=\"utf-8\"?><s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
-    "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\n"
+    "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">";
+constexpr char kFault[] =
+    "\n"
     " <s:Body>\n"
     "  <s:Fault>\n"
     "   <faultcode>s:Client</faultcode>\n"
@@ -86,18 +88,31 @@ int fault_status(int code) {
 
 }  // namespace
 
-HandlerResult soap_send_response(HttpRequest& request, std::string_view body) {
-    return http_send_text(request, 200, kXmlContentType, body);
+SoapResponse::SoapResponse(std::string_view service, std::string_view action, std::string_view indent,
+                           std::size_t capacity)
+    : action_(action), indent_(indent), text_(kEnvelope, capacity) {
+    text_.append("<s:Body>").append(indent).append("<u:").append(action);
+    text_.append("Response xmlns:u=\"urn:schemas-upnp-org:service:").append(service).append(":1\">");
 }
 
-HandlerResult soap_send_fault(HttpRequest& request, int code) {
+HandlerResult SoapResponse::send(const HttpRequest& request, HttpResponse& response) {
+    text_.append(indent_).append("</u:").append(action_).append("Response></s:Body></s:Envelope>");
+    return soap_send_document(request, response, text_.text());
+}
+
+HandlerResult soap_send_document(const HttpRequest& request, HttpResponse& response, std::string_view body) {
+    return http_send_text(request, response, kXmlContentType, body);
+}
+
+HandlerResult soap_send_fault(const HttpRequest& request, HttpResponse& response, int code) {
     const UpnpError& error = error_row(code);
-    std::string body = text_format(kFaultCapacity, kFaultEnvelope, error.code, error.description);
+    std::string body = str_concat(kEnvelope, text_format(kFaultCapacity, kFault, error.code, error.description));
     // Kept on purpose: the length counts the terminating NUL, and the NUL is sent.
     body.push_back('\0');
 
-    request.content_length = static_cast<std::int64_t>(body.size());
-    request.content_type = kXmlContentType;
-    if (!http_send_header(request, fault_status(error.code), BodyFollows::yes)) return HandlerResult::close;
+    response.content_length = static_cast<std::int64_t>(body.size());
+    response.content_type = kXmlContentType;
+    response.status = fault_status(error.code);
+    if (!http_send_header(request, response, BodyFollows::yes)) return HandlerResult::close;
     return socket_send_all(request.socket, body) ? HandlerResult::keep : HandlerResult::close;
 }

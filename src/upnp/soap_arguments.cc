@@ -4,9 +4,8 @@
 
 std::string_view soap_action_of(std::string_view header) {
     constexpr std::string_view kName = "SOAPACTION";
-    std::size_t at = header.find(kName);
-    if (at == std::string_view::npos) at = str_find_nocase(header, kName);
-    return at == std::string_view::npos ? std::string_view{} : header.substr(at + kName.size());
+    if (const auto action = str_after(header, kName)) return *action;
+    return str_after_nocase(header, kName).value_or("");
 }
 
 BrowseArguments soap_browse_arguments(const XmlNode* body, std::string_view object_name) {

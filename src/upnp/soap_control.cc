@@ -16,45 +16,50 @@ constexpr int kInvalidAction = 401;
 constexpr int kInvalidArgs = 402;
 constexpr int kNotImplemented = 602;
 
-using Action = HandlerResult (*)(HttpRequest& request, const XmlNode* body);
+using Action = HandlerResult (*)(const HttpRequest& request, HttpResponse& response, const XmlNode* body);
 
 // An action that needs nothing of the body.
-template <HandlerResult (*answer)(HttpRequest&)>
-HandlerResult without_arguments(HttpRequest& request, const XmlNode*) {
-    return answer(request);
+template <HandlerResult (*answer)(const HttpRequest&, HttpResponse&)>
+HandlerResult without_arguments(const HttpRequest& request, HttpResponse& response, const XmlNode*) {
+    return answer(request, response);
 }
 
-HandlerResult not_implemented(HttpRequest& request, const XmlNode*) {
-    return soap_send_fault(request, kNotImplemented);
+HandlerResult not_implemented(const HttpRequest& request, HttpResponse& response, const XmlNode*) {
+    return soap_send_fault(request, response, kNotImplemented);
 }
 
 // children answers BrowseDirectChildren; BrowseMetadata is the same for both actions.
-HandlerResult browse_by_flag(HttpRequest& request, const XmlNode* body, Action children) {
+HandlerResult browse_by_flag(const HttpRequest& request, HttpResponse& response, const XmlNode* body, Action children) {
     const Text flag = xml_get_text(body, "BrowseFlag");
-    if (flag == "BrowseDirectChildren") return children(request, body);
-    if (flag != "BrowseMetadata") return soap_send_fault(request, kInvalidArgs);
-    return browse_metadata(request, xml_get_text(body, "ObjectID"), xml_get_text(body, "Filter"));
+    if (flag == "BrowseDirectChildren") return children(request, response, body);
+    if (flag != "BrowseMetadata") return soap_send_fault(request, response, kInvalidArgs);
+    return browse_metadata(request, response, xml_get_text(body, "ObjectID"), xml_get_text(body, "Filter"));
 }
 
-HandlerResult browse(HttpRequest& request, const XmlNode* body) {
-    return browse_by_flag(request, body, [](HttpRequest& asked, const XmlNode* tree) {
-        return browse_direct_children(asked, soap_browse_arguments(tree, "ObjectID"));
-    });
+HandlerResult direct_children(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
+    return browse_direct_children(request, response, soap_browse_arguments(body, "ObjectID"));
 }
 
-HandlerResult x_browse_by_letter(HttpRequest& request, const XmlNode* body) {
-    return browse_by_flag(request, body, [](HttpRequest& asked, const XmlNode* tree) {
-        return browse_by_letter(asked, soap_browse_arguments(tree, "ObjectID"), xml_get_text(tree, "StartingLetter"));
-    });
+HandlerResult children_by_letter(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
+    return browse_by_letter(request, response, soap_browse_arguments(body, "ObjectID"),
+                            xml_get_text(body, "StartingLetter"));
 }
 
-HandlerResult search_tree(HttpRequest& request, const XmlNode* body) {
-    return search(request, soap_browse_arguments(body, "ContainerID"), xml_get_text(body, "SearchCriteria"));
+HandlerResult browse(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
+    return browse_by_flag(request, response, body, direct_children);
+}
+
+HandlerResult x_browse_by_letter(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
+    return browse_by_flag(request, response, body, children_by_letter);
+}
+
+HandlerResult search_tree(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
+    return search(request, response, soap_browse_arguments(body, "ContainerID"), xml_get_text(body, "SearchCriteria"));
 }
 
 // Kept on purpose: a complete request is told apart from one without its Direction, though neither is served.
-HandlerResult prepare_for_connection(HttpRequest& request, const XmlNode* body) {
-    return soap_send_fault(request, xml_get_text(body, "Direction") ? kNotImplemented : kInvalidArgs);
+HandlerResult prepare_for_connection(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
+    return soap_send_fault(request, response, xml_get_text(body, "Direction") ? kNotImplemented : kInvalidArgs);
 }
 
 struct ActionRow {
@@ -62,7 +67,7 @@ struct ActionRow {
     Action answer;
 };
 
-// In order: the first name that occurs anywhere behind SOAPACTION decides.
+// In order: the first name that occurs anywhere after SOAPACTION decides.
 constexpr auto kActions = std::to_array<ActionRow>({
     {"ContentDirectory:1#GetSearchCapabilities", without_arguments<get_search_capabilities>},
     {"ContentDirectory:1#GetSortCapabilities", without_arguments<get_sort_capabilities>},
@@ -88,10 +93,10 @@ constexpr auto kActions = std::to_array<ActionRow>({
 
 }  // namespace
 
-HandlerResult handle_soap_control(HttpRequest& request) {
+HandlerResult handle_soap_control(const HttpRequest& request, HttpResponse& response) {
     const std::string_view action = soap_action_of(request.header);
     const std::unique_ptr<XmlNode> body = xml_parse(request.content);
     for (const ActionRow& row : kActions)
-        if (str_contains(action, row.name)) return row.answer(request, body.get());
-    return soap_send_fault(request, kInvalidAction);
+        if (str_contains(action, row.name)) return row.answer(request, response, body.get());
+    return soap_send_fault(request, response, kInvalidAction);
 }

@@ -4,4 +4,4 @@
 
 #include "http/request.h"
 
-HandlerResult handle_soap_control(HttpRequest& request);
+HandlerResult handle_soap_control(const HttpRequest& request, HttpResponse& response);

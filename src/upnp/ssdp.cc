@@ -195,7 +195,7 @@ void ssdp_msearch_thread(SsdpInstance& instance) {
 void ssdp_handle_msearch(std::string_view packet, SsdpInstance& instance, const sockaddr_in& sender) {
     const auto search = msearch_parse(packet);
     if (!search) return;
-    for (const ClientKind kind : search->senders) set_client_type(kind, ipv4_text(sender.sin_addr));
+    for (const ClientKind kind : search->senders) set_client_kind(kind, ipv4_text(sender.sin_addr));
     // Most searches of a home are for other devices: they take no place among the jobs.
     if (!ssdp_offers(device_on(instance), search->target)) return;
 

@@ -50,8 +50,7 @@ struct SsdpInstance {
 unsigned ssdp_roles();
 void ssdp_set_roles(unsigned roles);
 
-// Registers ssdp_handle_msearch as "M-Search" and adds the media server role. Once in the life of the process, or again
-// after forget_callback_handlers.
+// Registers ssdp_handle_msearch as "M-Search" and adds the media server role. Once in the life of the process.
 void ssdp_register_msearch_handler();
 
 // False when one of them cannot be had (it is left empty; errno of the first failure).
