@@ -155,6 +155,7 @@ void chain_in_directory(MediaItem& item) {
     const std::string_view directory = directory_of(item);
     auto at = directories.find(directory);
     if (at == directories.end()) at = directories.emplace(directory, kNoObject).first;
+    item.previous_in_directory = kNoObject;
     item.next_in_directory = at->second;
     if (MediaItem* const former = find_item(at->second)) former->previous_in_directory = item.id;
     at->second = item.id;

@@ -91,6 +91,7 @@ TEST_F(DbFile, HoldsTheFieldsThatAreThereInOrder) {
          .height = 3,
          .album_art = 4,
          .compilation = 5,
+         .bitrate = 6,
          .size = 8,
          .modified = 9,
          .last_played = 10,

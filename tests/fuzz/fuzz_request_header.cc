@@ -10,7 +10,7 @@ void fuzz(Bytes input) {
     request.header = as_text(input);
     http_parse_request(request);
     require(request.url.size() <= 255 && request.url.find_first_of("\r\n ") == std::string::npos);
-    require(request.version == 11 || (request.version == 10 && request.close));
+    require(request.version == 11 || (request.version == 10 && request.asks_for_close));
     require(http_announced_body(request.header).length >= 0);
 
     const ByteRange range = http_parse_range(request.header);

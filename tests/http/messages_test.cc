@@ -38,7 +38,7 @@ TEST(RequestLine, IsTakenApart) {
         HttpRequest request;
         request.header = header;
         http_parse_request(request);
-        EXPECT_EQ(std::tuple(request.method, request.url, request.version, request.close),
+        EXPECT_EQ(std::tuple(request.method, request.url, request.version, request.asks_for_close),
                   std::tuple(method, url, version, close))
             << name;
     }

@@ -13,17 +13,19 @@ class Clients : public StoreFixture {
 protected:
     Clients() { clients_reset(); }
     static ObjectId map(std::string_view text, std::string_view address = "127.0.0.51") {
-        const BrowseId id = browse_id_read(text, address);
+        const RequestClient client = client_of(address);
+        const BrowseId id = browse_id_read(text, client.music_only);
+        client_learn_from_object_id(client, text, address);
         StoreLock lock;
         return db_map_browse_id(lock, id);
     }
 };
 
 TEST_F(Clients, AreKnownByAddressNineAtMost) {
-    for (int i = 1; i <= 10; ++i) set_client_type(ClientKind::sony, "10.0.0." + std::to_string(i));
-    EXPECT_EQ(client_type("10.0.0.10"), ClientKind::generic);
-    set_client_type(ClientKind::go_video_d2730, "10.0.0.9");
-    EXPECT_EQ(client_type("10.0.0.9"), ClientKind::go_video_d2730) << "known ones still change";
+    for (int i = 1; i <= 10; ++i) set_client_kind(ClientKind::sony, "10.0.0." + std::to_string(i));
+    EXPECT_EQ(client_of("10.0.0.10").profile->kind, ClientKind::generic);
+    set_client_kind(ClientKind::go_video_d2730, "10.0.0.9");
+    EXPECT_EQ(client_of("10.0.0.9").profile->kind, ClientKind::go_video_d2730) << "known ones still change";
 }
 
 TEST_F(Clients, ConfiguredOnesNeedNoProofAndNeverReplaceWhatIsKnown) {
@@ -31,19 +33,19 @@ TEST_F(Clients, ConfiguredOnesNeedNoProofAndNeverReplaceWhatIsKnown) {
     settings_set(Setting::noxonclient, "10.0.0.4");
     settings_set(Setting::musicclient, "10.0.0.8,10.0.0.9");
     clients_register_configured();
-    EXPECT_EQ(client_type("10.0.0.2"), ClientKind::dlink_dsm320);
-    EXPECT_EQ(client_type("10.0.0.4"), ClientKind::noxon);
+    EXPECT_EQ(client_of("10.0.0.2").profile->kind, ClientKind::dlink_dsm320);
+    EXPECT_EQ(client_of("10.0.0.4").profile->kind, ClientKind::noxon);
     for (const ClientKind kind : {ClientKind::netgear_mp101, ClientKind::dlink_dsm320, ClientKind::noxon})
-        set_client_type(kind, "10.0.0.1");
-    EXPECT_EQ(client_type("10.0.0.1"), ClientKind::netgear_mp101);
+        set_client_kind(kind, "10.0.0.1");
+    EXPECT_EQ(client_of("10.0.0.1").profile->kind, ClientKind::netgear_mp101);
 
-    set_client_type(ClientKind::linksys, "10.0.0.3");
-    set_client_type(ClientKind::roku_soundbridge, "10.0.0.5");
-    set_client_type(ClientKind::sony, "10.0.0.6");
+    set_client_kind(ClientKind::linksys, "10.0.0.3");
+    set_client_kind(ClientKind::roku_soundbridge, "10.0.0.5");
+    set_client_kind(ClientKind::sony, "10.0.0.6");
     for (const char* music_only : {"10.0.0.1", "10.0.0.3", "10.0.0.4", "10.0.0.5", "10.0.0.8", "10.0.0.9"})
-        EXPECT_TRUE(is_music_client(music_only)) << music_only;
+        EXPECT_TRUE(client_of(music_only).music_only) << music_only;
     for (const char* any : {"10.0.0.2", "10.0.0.6", "10.0.0.7", "10.0.0.", ""})
-        EXPECT_FALSE(is_music_client(any)) << any;
+        EXPECT_FALSE(client_of(any).music_only) << any;
 }
 
 TEST_F(Clients, BrowseByNamesAndNumbers) {
@@ -67,15 +69,15 @@ TEST_F(Clients, TellByTheIdsThatTheyAreForMusicOnly) {
     const ObjectId music = id_of_container({"Music"});
     EXPECT_EQ(map("0", kClient), kRootId);
     map("0\\Photo\\", kClient);
-    EXPECT_FALSE(is_music_client(kClient));
+    EXPECT_FALSE(client_of(kClient).music_only);
     map("0\\Music\\", kClient);
-    EXPECT_TRUE(is_music_client(kClient));
+    EXPECT_TRUE(client_of(kClient).music_only);
     EXPECT_EQ(map("0", kClient), music);
     EXPECT_EQ(map("00", kClient), kRootId);
     // A kind that is known to be for music stays what it is.
-    set_client_type(ClientKind::roku_soundbridge, "127.0.0.53");
+    set_client_kind(ClientKind::roku_soundbridge, "127.0.0.53");
     map("0\\Music\\", "127.0.0.53");
-    EXPECT_EQ(client_type("127.0.0.53"), ClientKind::roku_soundbridge);
+    EXPECT_EQ(client_of("127.0.0.53").profile->kind, ClientKind::roku_soundbridge);
 }
 
 }  // namespace

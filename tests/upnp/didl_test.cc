@@ -26,7 +26,8 @@ protected:
     static std::string render(ObjectId id, const Text& filter = std::nullopt, ClientKind kind = ClientKind::generic) {
         TextBuffer text;
         StoreLock lock;
-        didl_append_object(lock, text, *tree_object(lock, id), DidlFilter{filter}, {.kind = kind, .base_url = "~/"});
+        didl_append_object(lock, text, *tree_object(lock, id), DidlFilter{filter},
+                           {.profile = client_profile(kind), .base_url = "~/"});
         return unpacked(std::move(text));
     }
     // What stands between title and class, with the object's number as ID.
