@@ -6,8 +6,8 @@
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/str.h"
-#include "meta/exif.h"
 #include "meta/jpeg_codec.h"
+#include "meta/jpeg_size.h"
 #include "net/client.h"
 
 namespace {
