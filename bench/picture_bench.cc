@@ -1,5 +1,5 @@
-// Pictures in memory: what decoding takes, what scaling adds to it, what encoding and the raw forms take. The source
-// has 4000 x 3000 pixels; items_per_second are pixels of the output, but of the source for decode and scaling.
+// The steps of making a picture, all in memory: decoding, scaling on top of it or alone, and the three encoders. The
+// source has 4000 x 3000 pixels. items_per_second are pixels: of the source where it is decoded, else of the output.
 
 #include <benchmark/benchmark.h>
 
@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kWidth = 4000, kHeight = 3000;
 
-// Gradients under noise, so that the codec has something to do in every block.
+// Gradients with noise on top, so that no block is trivial for the codec.
 RgbPicture photo(int width, int height) {
     RgbPicture picture{width, height};
     std::uint32_t noise = 1;
@@ -68,7 +68,7 @@ BENCHMARK(decode_and_scale)
     ->Args({4096, 4096})
     ->Unit(benchmark::kMillisecond);
 
-// Without a decoder in front: 4000 x 3000 pixels in memory down to a size, and a small picture up to it.
+// From pixels in memory, without a decoder: a large picture reduced, and a small one enlarged.
 void scale_alone(benchmark::State& state) {
     const auto from = static_cast<int>(state.range(0)), to = static_cast<int>(state.range(1));
     const RgbPicture source = photo(from, from * 3 / 4);

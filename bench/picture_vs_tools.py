@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Scales one large JPEG through the server and beside it through programs of others, in turn, and compares time and CPU.
+"""Scales one large JPEG through the server and through other programs, in turn, and compares time and CPU.
 
 usage: bench/picture_vs_tools.py DAEMON [--rounds 9]
 
-The picture has 4000 x 3000 pixels of gradients under noise and is read from the page cache. "djpeg" decodes it and throws
-the result away: that is what the library alone takes. The pipe decodes, scales and encodes as the server does. CPU time is
-that of all processes that took part, as /proc and the system count it. Needs djpeg, cjpeg and pamscale (Debian:
+The picture has 4000 x 3000 pixels, gradients with noise on top, and is read from the page cache. "djpeg" decodes it and
+throws the result away: what the JPEG library alone needs. The pipe decodes, scales and encodes as the server does. CPU
+time is that of all processes taking part, as /proc and the system count it. Needs djpeg, cjpeg and pamscale (Debian:
 libjpeg-turbo-progs, netpbm); uses loopback only and removes what it wrote.
 """
 
@@ -22,7 +22,7 @@ import time
 import stream_vs_nginx as bench
 
 WIDTH, HEIGHT = 4000, 3000
-REPEATS = 3  # of a job in its turn: processor time is counted in hundredths of a second
+REPEATS = 3  # of a job before the next one has its turn: CPU time is counted in hundredths of a second
 
 
 def make_picture(path):
@@ -41,7 +41,7 @@ def make_picture(path):
 
 
 def picture_id(port):
-    """Ids are small numbers in a library of one file; the item itself comes behind the views' references or before."""
+    """The id of the only picture or of a reference to it, found by trying: ids are small in a library of one file."""
     for number in range(1, 300):
         conn, head, _ = bench.request(port, "HEAD", f"/picture/{number}(1x1,1).jpg")
         conn.close()

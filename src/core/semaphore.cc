@@ -4,28 +4,30 @@
 
 std::int64_t Semaphore::in_use() const {
     std::scoped_lock lock{mutex_};
-    return used_;
+    return in_use_;
 }
 
-std::optional<Reservation> Reservation::take(Semaphore& limit, std::int64_t amount, int wait_ms) {
-    std::unique_lock lock{limit.mutex_};
-    const auto fits = [&] { return limit.used_ == 0 || limit.used_ + amount <= limit.total_; };
-    if (!limit.returned_.wait_for(lock, std::chrono::milliseconds{wait_ms}, fits)) return std::nullopt;
-    limit.used_ += amount;
-    return Reservation{limit, amount};
+std::optional<Reservation> Reservation::take(Semaphore& semaphore, std::int64_t amount, int wait_ms) {
+    std::unique_lock lock{semaphore.mutex_};
+    // The first test lets an amount above the total pass: otherwise it would wait for ever.
+    const auto fits = [&] { return semaphore.in_use_ == 0 || semaphore.in_use_ + amount <= semaphore.total_; };
+    if (!semaphore.returned_.wait_for(lock, std::chrono::milliseconds{wait_ms}, fits)) return std::nullopt;
+    semaphore.in_use_ += amount;
+    return Reservation{semaphore, amount};
 }
 
 void Reservation::give_back() {
     resize(0);
-    limit_ = nullptr;
+    semaphore_ = nullptr;
 }
 
 void Reservation::resize(std::int64_t amount) {
-    if (limit_ == nullptr) return;
+    if (semaphore_ == nullptr) return;
     {
-        std::scoped_lock lock{limit_->mutex_};
-        limit_->used_ += amount - amount_;
+        std::scoped_lock lock{semaphore_->mutex_};
+        semaphore_->in_use_ += amount - amount_;
     }
     amount_ = amount;
-    limit_->returned_.notify_all();
+    // All of them: a small amount may fit now although the one that has waited longest does not.
+    semaphore_->returned_.notify_all();
 }

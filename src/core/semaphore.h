@@ -1,5 +1,7 @@
-// A quantity of which only so much may be in use at once: memory, or work that keeps a processor busy. Whoever wants
-// some waits for a share and gives it back when the share dies.
+// A counting semaphore for what the process has only so much of: memory, or work that keeps a processor busy.
+//
+//     auto memory = Reservation::take(unsent_bytes, 1'000'000, 30'000);   // blocks for at most 30 seconds
+//     if (!memory) return;                                                // its destructor gives it back
 #pragma once
 
 #include <condition_variable>
@@ -18,26 +20,30 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable returned_;
     const std::int64_t total_;
-    std::int64_t used_ = 0;
+    std::int64_t in_use_ = 0;
 };
 
+// A part of a semaphore's total. The semaphore must outlive it.
 class Reservation {
 public:
-    // Missing when there was not enough within the time. An amount above the total waits until nothing is in use.
-    static std::optional<Reservation> take(Semaphore& limit, std::int64_t amount, int wait_ms);
+    // Blocks until that much is free; returns nullopt if it was not within wait_ms. An amount above the total is given
+    // out as soon as nothing else is in use.
+    static std::optional<Reservation> take(Semaphore& semaphore, std::int64_t amount, int wait_ms);
     ~Reservation() { give_back(); }
-    Reservation(Reservation&& other) noexcept : limit_(std::exchange(other.limit_, nullptr)), amount_(other.amount_) {}
+    Reservation(Reservation&& other) noexcept
+        : semaphore_(std::exchange(other.semaphore_, nullptr)), amount_(other.amount_) {}
     Reservation& operator=(Reservation&& other) noexcept {
-        std::swap(limit_, other.limit_);
+        std::swap(semaphore_, other.semaphore_);
         std::swap(amount_, other.amount_);
         return *this;
     }
+    // Returns everything now; a second call does nothing.
     void give_back();
-    // Makes it smaller or larger, without waiting.
+    // Changes the amount, up or down, without waiting.
     void resize(std::int64_t amount);
 
 private:
-    Reservation(Semaphore& limit, std::int64_t amount) : limit_(&limit), amount_(amount) {}
-    Semaphore* limit_;
+    Reservation(Semaphore& semaphore, std::int64_t amount) : semaphore_(&semaphore), amount_(amount) {}
+    Semaphore* semaphore_;  // null after give_back() and when moved from
     std::int64_t amount_;
 };

@@ -1,4 +1,4 @@
-// The picture behind a request: a JPEG file of ours or a JPEG that another web server has, decoded and scaled.
+// The picture that a request asks for: opened or fetched first, decoded and scaled when its turn has come.
 #pragma once
 
 #include <cstdint>
@@ -9,21 +9,23 @@
 #include "core/semaphore.h"
 #include "meta/scale.h"
 
-// An opened source, or none: what could not be opened or fetched becomes the placeholder when it is loaded.
+// A JPEG file of the library, or a JPEG of another web server, held in memory. Neither of the two if it could not be
+// opened or fetched; the placeholder is loaded then.
 struct PictureSource {
     std::string name;  // path or "http://" URL
     File file;
     std::uint64_t file_size = 0;
     std::optional<std::string> fetched;
-    std::optional<Reservation> fetch_reservation;  // of what fetched pictures may take at once
+    std::optional<Reservation> fetch_reservation;  // one of the fetched pictures in memory
 };
-// Fetching may take a minute, so this comes before a turn at scaling is waited for. A URL that ends in "#_webcam.jpg"
-// is fetched without that mark.
-PictureSource picture_open(const std::string& path_or_url);
 
-// By its header; 0 for a source that has none or too many to be loaded.
+// Opens a path, or fetches an "http://" URL; the mark "#_webcam.jpg" at the end of a URL is not sent. Fetching may take
+// a minute, so do this before waiting for a turn. Returns nullopt if memory is out.
+std::optional<PictureSource> picture_open(const std::string& path_or_url);
+
+// The source's pixels, according to its header; 0 if it has no size or is too large to be loaded.
 std::int64_t picture_source_pixels(const PictureSource& source);
 
-// Decodes and scales to width x height as the mode says (meta/scale.h). A source that is no good JPEG gives a picture
-// of 100 x 100 pixels in mid grey, and a line in the log.
+// Decodes the source and scales it to width x height pixels as the mode says (meta/scale.h). For a source that is not a
+// good JPEG returns a mid-grey picture of 100 x 100 pixels, the placeholder.
 RgbPicture jpeg_load_scaled(const PictureSource& source, int width, int height, int mode);

@@ -1,22 +1,31 @@
 // Whose picture is made next. Decoding and scaling keep a processor busy and take memory by the size of the picture, so
-// few are made at once; finished ones wait in memory for clients that read slowly or not at all.
+// few pictures are made at once. Finished ones wait in memory for clients that read slowly or not at all.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 #include "core/semaphore.h"
 
+// The right to make one picture. Everything it holds is given back when it dies.
 struct PictureTurn {
-    Reservation unsent;   // memory for the finished picture: resized to what it took, held until it is sent
-    Reservation scaling;  // given back when the picture is finished
-    bool alone() const;
+    Reservation unsent;   // memory for the finished picture
+    Reservation scaling;  // one of the pictures that are being made
+
+    // Runs the work and waits for its end. A single picture is made as fast as it can be; several are made on threads
+    // of lower priority, so that other answers do not wait for them.
+    void run(const std::function<void()>& work) const;
+    // Lets the next picture have its turn. What stays reserved is the memory of the finished one: this many bytes.
+    void finish(std::size_t bytes);
 };
 
-// For a picture of so many bytes. Missing when nobody is there at the socket to have it, and after ten minutes.
+// Waits for the turn of a picture of at most this many bytes. Returns nullopt if the client at the socket has gone, or
+// after ten minutes.
 //
-// Nobody is there after a reset. The end of the peer's sending may be that of its interest: the system does not tell a
-// peer that has closed from one that only sends no more, and could find out only by sending it something. Clients
-// that end their sending early are rare and those that give up are not, so such a one counts as gone as soon as one
-// waits that surely is there.
+// A reset connection means that the client has gone. A half-closed one looks the same whether the client has gone or
+// has merely stopped sending, and only sending something would tell. We treat such a client as gone only while another
+// client that is certainly connected is waiting: clients that end their sending early are rare, those that give up are
+// not.
 std::optional<PictureTurn> picture_take_turn(int socket, std::int64_t bytes);

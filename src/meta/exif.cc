@@ -1,88 +1,51 @@
-// A JPEG file is a row of segments, each a marker (0xFF and a byte), a length and data. jpeg_find_size() steps from
-// segment to segment up to the first frame (SOF), which holds height and width.
+// How it works
 //
-// The EXIF block is the first segment, apart from a JFIF header and a comment. It holds a small TIFF file:
+// The EXIF block is the first segment of a JPEG file, apart from a comment and a JFIF header. It holds a small TIFF
+// file:
 //
 //     byte order, magic number, offset of IFD0
 //     IFD0   entries: tag, type, count, value or its offset; then the offset of IFD1
 //              one of them, ExifIFD, is the offset of another directory of the same form
 //     IFD1   the same for the thumbnail
 //
-// The directories are read in the order IFD0, ExifIFD, IFD1, and of each tag the first value counts, so the picture's
-// own data goes before that of its thumbnail. Each directory is read once, so offsets that lead in a circle do no harm.
+// exif_read_block() finds the segment and copies it. TiffBlock hands out its bytes and numbers, with every offset
+// checked. BlockReader walks the directories in the order IFD0, ExifIFD, IFD1 and keeps the first value of each tag, so
+// the picture's own data goes before that of its thumbnail. It walks each once, so offsets that form a loop do no harm.
 #include "meta/exif.h"
 
 #include <algorithm>
-#include <array>
 #include <ctime>
 #include <optional>
 #include <utility>
 
+#include "core/bytes.h"
 #include "core/file.h"
 #include "core/time_text.h"
+#include "meta/jpeg_size.h"
 
 namespace {
 
-// ---- frames
-
-bool is_frame(unsigned marker) {
-    // SOF0 to SOF15 without DHT (C4), JPG (C8) and DAC (CC).
-    return marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
-}
-
-// The longest thing before a frame is a colour profile: at most 255 segments of 64 KiB (ICC.1, annex B.4). After four
-// times as much no frame is looked for.
-constexpr std::uint64_t kMaxBeforeFrame = 64 * 1024 * 1024;
-
-// Reads a file from one place on.
-class Walk {
-public:
-    explicit Walk(FileWindow& file) : file_(file) {}
-
-    std::uint64_t left() const { return file_.size() > at_ ? file_.size() - at_ : 0; }
-    void skip(std::uint64_t bytes) { at_ += bytes; }
-    // nullopt at the end of the file.
-    std::optional<std::uint32_t> big_endian(std::size_t width) {
-        const auto value = ByteCursor{file_.at(at_, width)}.big_endian(width);
-        if (value) at_ += width;
-        return value;
-    }
-    bool skip_to_marker() {
-        while (at_ < kMaxBeforeFrame) {
-            const Bytes here = file_.from(at_);
-            if (here.empty()) return false;
-            const auto mark = std::find(here.begin(), here.end(), std::byte{0xFF});
-            at_ += static_cast<std::uint64_t>(mark - here.begin());
-            if (mark != here.end()) return true;
-        }
-        return false;
-    }
-
-private:
-    FileWindow& file_;
-    std::uint64_t at_ = 0;
-};
-
 // ---- the block
 
+// Tags of TIFF 6.0 and of JEITA CP-3451. Software (305) and everything else says nothing that clients are shown.
 constexpr std::uint16_t kImageDescription = 270, kOrientation = 274, kXResolution = 282, kYResolution = 283,
                         kDateTime = 306, kExifIfd = 34665, kDateTimeOriginal = 36867, kPixelXDimension = 40962,
                         kPixelYDimension = 40963;
 constexpr std::uint32_t kShortType = 3;
 
 constexpr std::size_t kEntryBytes = 12;
-constexpr std::size_t kInlineBytes = 4;   // a shorter text stands in the entry itself
-constexpr std::uint32_t kMaxText = 1024;  // longer ones are not descriptions
-constexpr std::uint32_t kMaxIfd1 = 50;    // more entries are no thumbnail's
+constexpr std::size_t kInlineBytes = 4;   // texts up to this length lie in the entry itself
+constexpr std::uint32_t kMaxText = 1024;  // longer texts are not descriptions
+constexpr std::uint32_t kMaxIfd1 = 50;    // a directory of more entries does not describe a thumbnail
 
 struct Entry {
     std::uint16_t tag = 0;
     std::uint32_t type = 0, count = 0;
-    Bytes value;  // four bytes
+    Bytes value;  // four bytes: the value, or the offset where it lies
 };
 
-// The TIFF structure without its first four bytes, which the search for the block has read. Offsets still count from
-// its start.
+// The TIFF structure, from its fifth byte on: the search for the block has read the first four. Offsets count from its
+// true start.
 class TiffBlock {
 public:
     TiffBlock(Bytes data, bool little_endian) : data_(data), little_endian_(little_endian) {}
@@ -135,7 +98,7 @@ public:
     }
 
 private:
-    // Returns the offset of the next directory; nullopt if the block ends before.
+    // Returns the offset of the next directory, or nullopt if the block ends before it.
     std::optional<std::uint32_t> walk(std::uint32_t offset) {
         const auto count = block_.number(offset, 2);
         if (!count) return std::nullopt;
@@ -168,21 +131,24 @@ private:
                 return take_side(entry, info_.width);
             case kPixelYDimension:
                 return take_side(entry, info_.height);
-            default:  // Software (305) and everything else says nothing that clients are shown
+            default:
                 return;
         }
     }
 
+    // Zero counts as not found, so it does not keep a later value out.
     template <typename Number>
     void keep_first(Number& field, Number value) {
         if (field == 0) field = value;
     }
 
+    // Only where there is no frame header: that one says what a decoder gives.
     void take_side(const Entry& entry, std::int32_t& side) {
         const std::uint32_t value = block_.value_of(entry);
         if (!size_known_ && value <= INT32_MAX) keep_first(side, static_cast<std::int32_t>(value));
     }
 
+    // The text up to its NUL, or all of it where the NUL was left out.
     void take_text(const Entry& entry, Text& field) {
         if (field || entry.count == 0 || entry.count > kMaxText) return;
         const auto bytes = entry.count <= kInlineBytes ? std::optional{entry.value.first(entry.count)}
@@ -200,12 +166,12 @@ private:
 
 // ---- the search for the block
 
-constexpr std::size_t kHeadBytes = 14;  // marker, length, "Exif" and two zeros, byte order and magic number
-// How many of them the segment's length counts. We read the whole rest: programs that write few tags put the date last.
+// Marker, length, "Exif" and two zeros, byte order and magic number. The segment's length counts them from itself on.
+constexpr std::size_t kHeadBytes = 14;
 constexpr std::uint32_t kReadOfSegment = 12;
-constexpr std::uint32_t kLeastSegment = 16 + 12;  // below it no directory fits
+constexpr std::uint32_t kLeastSegment = 16 + 12;  // in a shorter one there is no room for a directory
 
-// Steps over the segment at offset if it has this marker.
+// If the segment at offset has this marker, the offset of the next one.
 std::uint64_t after_segment(FileWindow& file, std::uint64_t offset, std::uint32_t marker) {
     ByteCursor cursor{file.at(offset, 4)};
     const auto found = cursor.big_endian(2), length = cursor.big_endian(2);
@@ -220,8 +186,10 @@ std::optional<bool> is_little_endian(Bytes mark) {
 
 // ---- dates
 
-constexpr std::int32_t kFirstYear = 1931;  // a camera that was never set says less
+// A camera whose clock was never set writes a lower year, or none.
+constexpr std::int32_t kFirstYear = 1931;
 
+// Cameras write "2005:07:14 10:00:00", clients expect "2005-07-14".
 std::string listed_date(const Text& camera_date, std::time_t modified) {
     if (!camera_date || text_int(*camera_date) < kFirstYear) return date_text(modified);
     std::string date = camera_date->substr(0, 10);
@@ -232,29 +200,9 @@ std::string listed_date(const Text& camera_date, std::time_t modified) {
 
 }  // namespace
 
-JpegSize jpeg_find_size(FileWindow& file) {
-    Walk walk{file};
-    if (walk.big_endian(2) != 0xFFD8U) return {};
-    while (walk.skip_to_marker()) {
-        walk.skip(1);
-        const auto marker = walk.big_endian(1), length = walk.big_endian(2);
-        if (!marker || *marker == 0 || !length) return {};
-        if (is_frame(*marker)) {
-            walk.skip(1);  // the precision
-            const auto height = walk.big_endian(2), width = walk.big_endian(2);
-            if (!height || !width) return {};
-            return {.width = static_cast<std::int32_t>(*width), .height = static_cast<std::int32_t>(*height)};
-        }
-        // A segment that would end after the file is searched for markers instead.
-        const std::uint32_t rest = std::max(*length, 2U) - 2;
-        if (rest <= walk.left()) walk.skip(rest);
-    }
-    return {};
-}
-
 void exif_read_block(FileWindow& file, PictureInfo& info) {
     if (as_text(file.at(0, 2)) != "\xFF\xD8") return;
-    // Some programs put a comment before the block, and all that also write a JFIF header put that there.
+    // Some programs write a comment before the block, and those that also write a JFIF header put it there, too.
     std::uint64_t offset = after_segment(file, 2, 0xFFFE);
     offset = after_segment(file, offset, 0xFFE0);
 
@@ -267,7 +215,7 @@ void exif_read_block(FileWindow& file, PictureInfo& info) {
 
     if (*length < kLeastSegment) return;
     const std::size_t wanted = *length - kReadOfSegment;
-    // Two windows at the most, and none of them is looked at as a whole unless the block is that long.
+    // Up to its very end: programs that write few tags put the date last. A segment has at most 64 KiB.
     std::string data;
     while (data.size() < wanted) {
         const Bytes piece = file.from(offset + kHeadBytes + data.size());

@@ -1,3 +1,13 @@
+// How it works
+//
+//     signature | screen, flags | [colour table] | extensions ... | image descriptor | [colour table] | data
+//
+// gif_decode() walks the blocks up to the first image and remembers two things on the way: the colour table, and the
+// transparent colour from a graphic control extension. The image data then passes through a chain, each asking the one
+// before it:
+//
+//     next_sub_block (up to 255 bytes) -> CodeReader (codes of 3 to 12 bits) -> LzwDecoder (colour indexes)
+//         -> decode_image (pixels and mask, in the LineOrder)
 #include "meta/gif.h"
 
 #include <algorithm>
@@ -21,7 +31,7 @@ struct Colour {
 };
 using Palette = std::array<Colour, 256>;
 
-// The sixteen colours of old text screens, for files that bring no table.
+// The sixteen colours of text screens, for files without a colour table.
 constexpr std::array<Colour, 16> kBuiltIn{{{0, 0, 0},
                                            {128, 0, 0},
                                            {0, 128, 0},
@@ -45,7 +55,7 @@ Palette built_in_palette() {
     return palette;
 }
 
-// A colour table of the size that the flags tell; the rest of the palette stays.
+// Reads a colour table, whose size is in the flags. Colours above it stay what they were.
 bool read_palette(ByteCursor& file, std::uint32_t flags, Palette& palette) {
     const std::size_t colours = std::size_t{2} << (flags & kTableSizeBits);
     const auto table = file.take(colours * 3);
@@ -55,7 +65,8 @@ bool read_palette(ByteCursor& file, std::uint32_t flags, Palette& palette) {
     return true;
 }
 
-// The data of sub-blocks up to the empty one that ends them, or to the end of the file.
+// Image data and extensions are chains of sub-blocks, each with its length in front and an empty one at the end.
+// Returns nullopt at that one, and at the end of the file.
 std::optional<Bytes> next_sub_block(ByteCursor& file) {
     const auto length = file.big_endian(1);
     if (!length || *length == 0) return std::nullopt;
@@ -67,7 +78,7 @@ void skip_sub_blocks(ByteCursor& file) {
     }
 }
 
-// Codes of growing width, least significant bit first, across sub-blocks.
+// Reads codes of any width, least significant bit first, that run on from one sub-block to the next.
 class CodeReader {
 public:
     explicit CodeReader(ByteCursor& file) : file_(file) {}
@@ -103,12 +114,14 @@ private:
     unsigned bit_count_ = 0;
 };
 
-// The variable-length-code LZW of GIF89a, appendix F.
+// The variable-length-code LZW of GIF89a, appendix F. A code stands for a text of colour indexes. A code above
+// end_code() is stored as the code of its text without the last index (prefix_) and that last index (suffix_). Every
+// code that is read defines another one: the previous text, followed by the first index of this one.
 class LzwDecoder {
 public:
     LzwDecoder(ByteCursor& file, unsigned least_width) : codes_(file), least_width_(least_width) { clear(); }
 
-    // The next index values, at least one; empty at the end of the data and at a code that cannot be.
+    // The next colour indexes, at least one. Empty at the end of the data and at a code that is not defined.
     std::span<const std::uint8_t> next() {
         for (;;) {
             const auto code = codes_.next(width_);
@@ -128,6 +141,7 @@ private:
     std::uint32_t clear_code() const { return 1U << least_width_; }
     std::uint32_t end_code() const { return clear_code() + 1; }
 
+    // Forgets all codes that were defined. Codes begin one bit wider than colours: two more of them have a meaning.
     void clear() {
         width_ = least_width_ + 1;
         next_code_ = end_code() + 1;
@@ -138,8 +152,8 @@ private:
         const bool not_yet = code == next_code_ && has_previous_ && next_code_ < kMaxCodes;
         if (code >= next_code_ && !not_yet) return {};
 
-        // From the back, along the chain of prefixes. A code that is only being made is the previous text and its own
-        // first value once more.
+        // The text is built from its end, along the prefixes. A code that this very step will define is the previous
+        // text followed by that text's own first index.
         std::size_t start = text_.size();
         if (not_yet) text_[--start] = first_;
         std::uint32_t at = not_yet ? previous_ : code;
@@ -168,7 +182,8 @@ private:
     std::array<std::uint8_t, kMaxCodes + 1> text_{};
 };
 
-// The lines of an image in the order in which they come (GIF89a, appendix E).
+// The order in which the lines of an image come. An interlaced one comes in four passes (GIF89a, appendix E): every
+// eighth line, those in the middle between them, and so on.
 class LineOrder {
 public:
     LineOrder(int height, bool interlaced) : height_(height), interlaced_(interlaced) {}
@@ -188,6 +203,7 @@ private:
     int line_ = 0;
 };
 
+// Draws the pixels up to the end of the data. The picture is black and transparent where nothing is drawn.
 void decode_image(ByteCursor& file, unsigned least_width, const Palette& palette, int transparent, bool interlaced,
                   GifPicture& picture) {
     LzwDecoder decoder{file, least_width};
@@ -211,8 +227,9 @@ void decode_image(ByteCursor& file, unsigned least_width, const Palette& palette
     }
 }
 
+// From the image descriptor to the end of the first image. The image may bring a colour table of its own.
 bool read_image(ByteCursor& file, Palette palette, int transparent, GifPicture& picture) {
-    if (!file.skip(4)) return false;  // the place on the screen
+    if (!file.skip(4)) return false;  // its position on the screen
     const auto width = file.little_endian(2), height = file.little_endian(2), flags = file.big_endian(1);
     if (!width || !height || !flags || *width == 0 || *height == 0) return false;
     if (std::int64_t{*width} * *height > kMaxPixels) return false;
@@ -229,7 +246,7 @@ bool read_image(ByteCursor& file, Palette palette, int transparent, GifPicture& 
     return true;
 }
 
-// The index that the next image leaves out; -1 for none.
+// The colour index that is transparent in the next image; -1 for none, `before` if the extension is too short to say.
 int read_transparency(ByteCursor& file, int before) {
     const auto block = next_sub_block(file);
     if (!block) return before;
@@ -247,7 +264,7 @@ bool gif_decode(Bytes bytes, GifPicture& picture) {
     ByteCursor file{bytes};
     const auto signature = file.take(6);
     if (!signature || (as_text(*signature) != "GIF87a" && as_text(*signature) != "GIF89a")) return false;
-    if (!file.skip(4)) return false;  // the screen's size: its images have their own
+    if (!file.skip(4)) return false;  // the screen's size; the image has its own
     const auto flags = file.big_endian(1);
     if (!flags || !file.skip(2)) return false;
     Palette palette = built_in_palette();

@@ -12,10 +12,10 @@ struct Colour {
 constexpr Colour kBackground{24, 40, 72}, kOutline{120, 80, 16}, kPaper{244, 244, 236};
 
 struct Box {
-    int left, top, right, bottom;  // right and bottom are the first pixels outside
+    int left, top, right, bottom;  // right and bottom are outside
 };
 
-// From the colour of the first row to that of the last.
+// A gradient from the upper colour to the lower one.
 void fill(RgbPicture& picture, const Box& box, Colour upper, Colour lower) {
     const int rows = box.bottom - box.top;
     for (int y = box.top; y < box.bottom; ++y) {
@@ -30,6 +30,7 @@ void fill(RgbPicture& picture, const Box& box, Colour upper, Colour lower) {
     }
 }
 
+// The same within a border of two pixels.
 void fill_outlined(RgbPicture& picture, const Box& box, Colour upper, Colour lower) {
     fill(picture, box, kOutline, kOutline);
     fill(picture, {box.left + 2, box.top + 2, box.right - 2, box.bottom - 2}, upper, lower);
@@ -40,9 +41,10 @@ void fill_outlined(RgbPicture& picture, const Box& box, Colour upper, Colour low
 RgbPicture icon_draw() {
     RgbPicture picture{kWidth, kHeight};
     fill(picture, {0, 0, kWidth, kHeight}, kBackground, kBackground);
-    fill_outlined(picture, {38, 14, 88, 40}, {216, 164, 60}, {200, 148, 48});    // the tab
-    fill_outlined(picture, {38, 24, 130, 96}, {216, 164, 60}, {200, 148, 48});   // the back
-    fill(picture, {46, 32, 122, 60}, kPaper, kPaper);                            // what is in it
-    fill_outlined(picture, {34, 44, 134, 98}, {255, 214, 110}, {236, 176, 64});  // the front
+    // From the back to the front: tab, back cover, paper, front cover.
+    fill_outlined(picture, {38, 14, 88, 40}, {216, 164, 60}, {200, 148, 48});
+    fill_outlined(picture, {38, 24, 130, 96}, {216, 164, 60}, {200, 148, 48});
+    fill(picture, {46, 32, 122, 60}, kPaper, kPaper);
+    fill_outlined(picture, {34, 44, 134, 98}, {255, 214, 110}, {236, 176, 64});
     return picture;
 }

@@ -1,8 +1,17 @@
+// How it works
+//
+// The library keeps everything in a C struct and calls back for more input, for room for output, and for errors. An
+// error must not return to the library, so jump_back() leaves it by a long jump. The rules that keep this safe:
+//  - Every call that can fail is inside a step, a static function that guarded() calls. A jump ends in guarded().
+//  - Steps and callbacks have no locals with destructors, since the jump would not run these. What has to be freed
+//    belongs to the State or Encoder, which outlives the jump; its destructor frees the library's memory, too.
+//  - No exception may leave a callback: append() turns it into a return value.
+// The client data of the library's structs points to the ErrorExit, and from there callbacks find the State or Encoder.
 #include "meta/jpeg_codec.h"
 
 #include <csetjmp>
 #include <cstddef>
-#include <cstdio>  // the library's header needs it first
+#include <cstdio>  // jpeglib.h needs it
 #include <new>
 #include <vector>
 
@@ -10,8 +19,7 @@
 
 namespace {
 
-// Where errors go: the library's own handler would print and end the process. The client data of the library's records
-// leads here.
+// Where errors go. The library's own handler would print a message and end the process.
 struct ErrorExit {
     jpeg_error_mgr manager{};
     std::jmp_buf back;
@@ -21,7 +29,7 @@ struct ErrorExit {
     std::longjmp(static_cast<ErrorExit*>(info->client_data)->back, 1);
 }
 
-// Warnings: the library has mended what it could.
+// Warnings are not passed on: the library has repaired what it could and goes on.
 void ignore_message(j_common_ptr) {}
 void ignore_warning(j_common_ptr, int) {}
 
@@ -33,7 +41,7 @@ jpeg_error_mgr* quiet_manager(ErrorExit& exit) {
     return &exit.manager;
 }
 
-// Runs a step that calls the library; false when it jumped back. Steps have no locals with destructors.
+// Runs a step that calls the library. False if it failed, that is, jumped back.
 template <typename State>
 bool guarded(State& state, void (*step)(State&)) {
     if (setjmp(state.back) != 0) return false;
@@ -51,6 +59,7 @@ struct JpegDecoder::State : ErrorExit {
     State(const State&) = delete;
     State& operator=(const State&) = delete;
 
+    // The library's struct is not usable after an error, so nothing is run after a first failure.
     bool run(void (*step)(State&)) {
         failed = failed || !guarded(*this, step);
         return !failed;
@@ -64,7 +73,7 @@ struct JpegDecoder::State : ErrorExit {
     static void decode_line(State& state);
     static void close(State& state) { jpeg_finish_decompress(&state.info); }
 
-    // What the library calls.
+    // Callbacks.
     static State& of(void* client_data) { return static_cast<State&>(*static_cast<ErrorExit*>(client_data)); }
     static void nothing(j_decompress_ptr) {}
     static boolean fill(j_decompress_ptr info);
@@ -75,16 +84,18 @@ struct JpegDecoder::State : ErrorExit {
     jpeg_source_mgr source{};
     jpeg_progress_mgr progress{};
     FileWindow& file;
-    std::uint64_t offset = 0;  // behind what the library has
+    std::uint64_t offset = 0;  // in the file, after the bytes that the library has been given
     bool failed = false;
-    std::vector<std::uint8_t> spare;  // for lines that nobody wants, and grey ones
+    std::vector<std::uint8_t> spare;  // a line's room for skipped and for grey lines
     std::uint8_t* line = nullptr;     // where the next line goes
 };
 
+// Hands the library the next window of the file, without copying it.
 boolean JpegDecoder::State::fill(j_decompress_ptr info) {
     State& state = of(info->client_data);
     const Bytes bytes = state.file.from(state.offset);
-    // The library would be content with an end that it makes up itself, and with a picture that is grey from there on.
+    // At the end of the file, decoders usually make up an end marker, and the rest of the picture is grey. Here it is
+    // an error.
     if (bytes.empty() || state.offset > kMaxSourceBytes) jump_back(reinterpret_cast<j_common_ptr>(info));
     state.offset += bytes.size();
     state.source.next_input_byte = reinterpret_cast<const JOCTET*>(bytes.data());
@@ -92,6 +103,7 @@ boolean JpegDecoder::State::fill(j_decompress_ptr info) {
     return TRUE;
 }
 
+// Steps over a segment, which may reach beyond the window: then the next fill() goes on after it.
 void JpegDecoder::State::skip(j_decompress_ptr info, long bytes) {
     if (bytes <= 0) return;
     State& state = of(info->client_data);
@@ -105,7 +117,8 @@ void JpegDecoder::State::skip(j_decompress_ptr info, long bytes) {
     }
 }
 
-// A progressive picture is read scan by scan before its first line comes; a few bytes may announce another scan.
+// All scans of a progressive picture are read before its first line is returned, and a scan of a few bytes costs as
+// much time as any other: without a limit a small file could keep a processor busy for long.
 void JpegDecoder::State::count_scans(j_common_ptr info) {
     if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > kMaxScans) jump_back(info);
 }
@@ -126,6 +139,7 @@ void JpegDecoder::State::open(State& state) {
     info.progress = &state.progress;
 
     jpeg_read_header(&info, TRUE);
+    // Refused here, before the library allocates what the size in the header asks for.
     const auto common = reinterpret_cast<j_common_ptr>(&info);
     if (info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK) jump_back(common);
     if (static_cast<std::int64_t>(info.image_width) * info.image_height > kMaxSourcePixels) jump_back(common);
@@ -148,6 +162,7 @@ bool JpegDecoder::start() {
     return true;
 }
 
+// Grey lines are decoded into the spare line and widened from there.
 bool JpegDecoder::read_line(std::uint8_t* rgb) {
     if (state_->info.out_color_space == JCS_RGB) return state_->next_line(rgb);
     if (!skip_line()) return false;
@@ -155,6 +170,7 @@ bool JpegDecoder::read_line(std::uint8_t* rgb) {
     return true;
 }
 
+// The library has to decode a skipped line, too; only widening a grey one is saved.
 bool JpegDecoder::skip_line() {
     return state_->next_line(state_->spare.data());
 }
@@ -175,7 +191,7 @@ int JpegDecoder::height() const {
 
 namespace {
 
-// Appends without throwing: an exception must not travel through the library.
+// False instead of an exception, which must not travel through the library.
 bool append(std::string& text, const JOCTET* bytes, std::size_t count) noexcept {
     try {
         text.append(reinterpret_cast<const char*>(bytes), count);
@@ -185,6 +201,7 @@ bool append(std::string& text, const JOCTET* bytes, std::size_t count) noexcept 
     return true;
 }
 
+// Encodes the whole picture in one step.
 struct Encoder : ErrorExit {
     explicit Encoder(const RgbPicture& rgb) : picture(rgb), block(kBlockBytes) {}
     ~Encoder() { jpeg_destroy_compress(&info); }
@@ -194,6 +211,7 @@ struct Encoder : ErrorExit {
     static void encode(Encoder& encoder);
 
     static Encoder& of(void* client_data) { return static_cast<Encoder&>(*static_cast<ErrorExit*>(client_data)); }
+    // The library fills the block; each time it is full its bytes are appended to `out`.
     static void use_block(j_compress_ptr info) {
         Encoder& encoder = of(info->client_data);
         encoder.destination.next_output_byte = encoder.block.data();

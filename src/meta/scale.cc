@@ -1,3 +1,14 @@
+// How it works
+//
+// Positions in the source are fixed-point numbers in thousandths of a pixel. Output column x looks at source position
+// x * step, which lies between two neighbouring pixels; the nearer one counts for more. The same goes for rows.
+//
+//     source line n      A-----B        output value = A, B, C and D blended by their distance to +:
+//                        |  +  |          Line::blend   across, A with B and C with D, once a source line
+//     source line n + 1  C-----D          blend_lines   down, between the two results, once an output row
+//
+// Only two source lines are in memory, as a LinePair; it moves down the source as the output rows do. Results are exact
+// to the last bit: every product fits 32 bits (255 * 1000 * 1000), and division rounds down.
 #include "meta/scale.h"
 
 #include <algorithm>
@@ -12,15 +23,16 @@ constexpr std::uint32_t kOne = 1000;  // one pixel in fixed point
 
 // Where an output column looks into a source line.
 struct Column {
-    std::uint32_t offset;  // bytes
-    std::uint32_t weight;  // of the pixel to the right, 0 to 999
+    std::uint32_t offset;  // of the left pixel, in bytes
+    std::uint32_t weight;  // of the pixel to its right, 0 to 999
 };
 
-// A step rounded up leads behind the line's end: by half a thousandth a column, so by three pixels at the most on a
-// canvas of 4096. What stands there is black, and so is the right neighbour of the last pixel: a picture that is
-// enlarged fades out at its right edge.
+// Black pixels after the end of a line. The last pixel has one as its right neighbour, so an enlarged picture fades to
+// black at its right edge. A rounded-up step leads further, by half a thousandth a column: at most three pixels on a
+// canvas of 4096.
 constexpr std::size_t kBlackPixels = 4;
 
+// Rounded to the nearest thousandth.
 std::uint32_t step_of(int source, int fitted) {
     return static_cast<std::uint32_t>((static_cast<std::int64_t>(source) * kOne * 2 + fitted) / (2 * fitted));
 }
@@ -37,7 +49,8 @@ std::vector<Column> columns_of(int source_width, int fitted_width) {
     return columns;
 }
 
-// A source line, and what becomes of it at the output's width: computed when first looked at, as thousands of a value.
+// A source line, and the same line blended to the output's width, in thousandths of a value. The blended form is
+// computed when it is first asked for: enlarging uses a line for many rows, reducing leaves most lines unused.
 class Line {
 public:
     Line(int source_width, int fitted_width)
@@ -71,7 +84,7 @@ private:
     bool is_blended_ = false;
 };
 
-// A plain loop over arrays that do not overlap: the compiler makes vector code of it, the division included.
+// The hot loop: plain, over arrays that do not overlap, so that the compiler vectorises it, the division included.
 void blend_lines(const std::uint32_t* __restrict current, const std::uint32_t* __restrict next, std::uint32_t weight,
                  std::uint8_t* __restrict out, std::size_t count) {
     const std::uint32_t rest = kOne - weight;
@@ -79,7 +92,7 @@ void blend_lines(const std::uint32_t* __restrict current, const std::uint32_t* _
         out[i] = static_cast<std::uint8_t>((next[i] * weight + current[i] * rest) / (kOne * kOne));
 }
 
-// The two source lines between which an output row lies.
+// The two neighbouring source lines between which an output row lies.
 class LinePair {
 public:
     LinePair(LineSource& source, int fitted_width)
@@ -87,6 +100,7 @@ public:
 
     bool start() {
         if (!first_.read(source_)) return false;
+        // The only line is its own neighbour.
         if (source_.height() == 1) {
             next_ = current_;
             return true;
@@ -94,7 +108,7 @@ public:
         return second_.read(source_);
     }
 
-    // Goes on until line number `target` is the current one. Behind the last but one line the last one counts twice.
+    // Moves down until line number `target` is the current one. At the last line, current and next are the same.
     bool advance(int target) {
         for (; number_ < target; ++number_) {
             if (number_ >= source_.height() - 2) {
@@ -102,18 +116,20 @@ public:
                 continue;
             }
             std::swap(current_, next_);
-            // Lines that no output row lies between are passed without a look.
+            // Only the target and the line after it are looked at; those before are skipped.
             if (number_ + 2 < target ? !source_.skip_line() : !next_->read(source_)) return false;
         }
         return true;
     }
 
+    // Lets the source reach its end, where a decoder sees whether the file is whole.
     bool skip_rest() {
         for (; number_ < source_.height() - 2; ++number_)
             if (!source_.skip_line()) return false;
         return true;
     }
 
+    // Writes an output row; weight is that of the next line, 0 to 999.
     void blend(const std::vector<Column>& columns, std::uint32_t weight, std::uint8_t* out) {
         const std::uint32_t* const current = current_->blended(columns);
         const std::uint32_t* const next = weight == 0 ? current : next_->blended(columns);
@@ -128,13 +144,14 @@ private:
     int number_ = 0;  // of the current line
 };
 
+// For a picture that keeps its size: blending would give the same values, more slowly.
 bool copy_lines(LineSource& source, RgbPicture& output) {
     for (int y = 0; y < output.height; ++y)
         if (!source.read_line(output.line(y))) return false;
     return true;
 }
 
-void blacken_border(const Placement& placement, RgbPicture& output) {
+void blacken_border(const PicturePlacement& placement, RgbPicture& output) {
     const std::size_t left = static_cast<std::size_t>(placement.left) * 3;
     const std::size_t end = left + static_cast<std::size_t>(placement.fitted_width) * 3;
     for (int y = 0; y < output.height; ++y) {
@@ -148,6 +165,7 @@ void blacken_border(const Placement& placement, RgbPicture& output) {
     }
 }
 
+// A picture in memory as a source of lines.
 class MemoryLines : public LineSource {
 public:
     explicit MemoryLines(const RgbPicture& picture) : picture_(picture) {}
@@ -176,18 +194,19 @@ int rounded(float value) {
 RgbPicture::RgbPicture(int picture_width, int picture_height)
     : width(picture_width), height(picture_height), pixels(std::make_unique_for_overwrite<std::uint8_t[]>(bytes())) {}
 
-Placement picture_place(int source_width, int source_height, int width, int height, int mode) {
+PicturePlacement picture_place(int source_width, int source_height, int width, int height, int mode) {
     if (mode == kModeOriginal) {
         return {.output_width = source_width,
                 .output_height = source_height,
                 .fitted_width = source_width,
                 .fitted_height = source_height};
     }
-    // Single precision, as clients have always been given it.
+    // Kept on purpose: single precision, which decides where a half is rounded to. Clients see the sizes.
     const int shown_width = mode == kModeStretched ? rounded(static_cast<float>(source_width) * 1.125F) : source_width;
     const auto across = static_cast<float>(width), down = static_cast<float>(height);
     const auto shown_across = static_cast<float>(shown_width), source_down = static_cast<float>(source_height);
-    Placement place{.output_width = width, .output_height = height, .fitted_width = width, .fitted_height = height};
+    PicturePlacement place{
+        .output_width = width, .output_height = height, .fitted_width = width, .fitted_height = height};
     if (across / down < shown_across / source_down) {
         place.fitted_height = std::clamp(rounded(source_down * (across / shown_across)), 1, height);
     } else {
@@ -202,7 +221,7 @@ Placement picture_place(int source_width, int source_height, int width, int heig
     return place;
 }
 
-bool picture_scale(LineSource& source, const Placement& placement, RgbPicture& output) {
+bool picture_scale(LineSource& source, const PicturePlacement& placement, RgbPicture& output) {
     output = RgbPicture{placement.output_width, placement.output_height};
     if (placement.output_width == source.width() && placement.fitted_width == source.width() &&
         placement.output_height == source.height() && placement.fitted_height == source.height())

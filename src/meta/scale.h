@@ -1,12 +1,12 @@
-// Pictures as RGB buffers, where they go on the canvas that a client asks for, and the bilinear scaler that puts them
-// there. Fixed point throughout, in thousandths of a pixel.
+// Pictures as RGB buffers, their placement on the canvas that a client asks for, and the bilinear scaler that draws
+// them there. Sizes are in pixels.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
-// Three bytes a pixel, lines from the top down without gaps. Fresh pixels are not set.
+// Three bytes a pixel, lines from the top down without gaps. A new picture's pixels are undefined.
 struct RgbPicture {
     RgbPicture() = default;
     RgbPicture(int picture_width, int picture_height);
@@ -20,33 +20,33 @@ struct RgbPicture {
     std::unique_ptr<std::uint8_t[]> pixels;
 };
 
-// The lines of a picture from the top down, each handed out once.
+// Hands out the lines of a picture from the top down, each once.
 class LineSource {
 public:
     virtual ~LineSource() = default;
     virtual int width() const = 0;
     virtual int height() const = 0;
-    // Writes three bytes a pixel. False when there are no more lines or they cannot be had.
+    // Writes three bytes a pixel. False after the last line, and if the line cannot be decoded.
     virtual bool read_line(std::uint8_t* rgb) = 0;
     virtual bool skip_line() = 0;
 };
 
-// The fourth number of a picture URL. Every other number means letterbox.
-constexpr int kModeOriginal = 0;   // not scaled, whatever size was asked for
-constexpr int kModeLetterbox = 1;  // fitted, in the middle of a black canvas of the size asked for
-constexpr int kModeFit = 2;        // fitted, nothing around it
-constexpr int kModeStretched = 3;  // letterbox for television pixels, which are 1.125 times as wide as high
+// How a picture becomes width x height pixels: the fourth number of a picture URL. Any other number means letterbox.
+constexpr int kModeOriginal = 0;   // not scaled at all
+constexpr int kModeLetterbox = 1;  // fitted into the size, centred on a black canvas of that size
+constexpr int kModeFit = 2;        // fitted into the size, no canvas
+constexpr int kModeStretched = 3;  // letterbox for television pixels: 1.125 times as wide
 
-struct Placement {
+struct PicturePlacement {
     int output_width = 0, output_height = 0;
     int fitted_width = 0, fitted_height = 0;  // at least 1
     int left = 0, top = 0;                    // of the fitted picture in the output
 };
-// All sizes in pixels, at least 1.
-Placement picture_place(int source_width, int source_height, int width, int height, int mode);
+// All four sizes are at least 1.
+PicturePlacement picture_place(int source_width, int source_height, int width, int height, int mode);
 
-// Takes every line of the source, once. False when a line could not be had.
-bool picture_scale(LineSource& source, const Placement& placement, RgbPicture& output);
+// Draws the source into a new output picture. Reads the source to its last line; false if it failed on the way.
+bool picture_scale(LineSource& source, const PicturePlacement& placement, RgbPicture& output);
 
-// A picture in memory at exactly this size.
+// The picture at exactly this size, whatever becomes of its proportions.
 RgbPicture picture_resize(const RgbPicture& picture, int width, int height);

@@ -1,5 +1,6 @@
 // Anything that claims to be a JPEG file: its EXIF block and the search for its frame.
 #include "meta/exif.h"
+#include "meta/jpeg_size.h"
 #include "target.h"
 
 void fuzz(Bytes input) {

@@ -1,4 +1,5 @@
 #include "meta/exif.h"
+#include "meta/jpeg_size.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
