@@ -40,7 +40,7 @@
 namespace {
 
 constexpr const char* kProduct = "MediaServer";
-constexpr const char* kVersion = "2.71";
+constexpr const char* kVersion = PELORAMA_VERSION;
 constexpr std::string_view kUserAgent = "Mozilla/4.0 (Compatible, Pelorama UPnP MediaServer)";
 
 constexpr std::string_view kLoopback = "127.0.0.1";
