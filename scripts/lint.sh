@@ -1,5 +1,6 @@
 #!/bin/bash
-# Layout of every C++ file, then the static checks of .clang-tidy over src/ (minutes: they compile everything again).
+# Everything that can be said about the sources without running them: layout and static checks of the C++ files
+# (.clang-format, .clang-tidy; minutes: clang compiles everything again), shellcheck, flake8.
 #
 # usage: scripts/lint.sh [FILE.cc ...]     with files only these are checked
 set -euo pipefail
@@ -14,9 +15,11 @@ if [ $# -gt 0 ]; then
 else
   mapfile -t sources < <(find src -name '*.cc' | sort)
   find src tests bench \( -name '*.h' -o -name '*.cc' \) -print0 | xargs -0 clang-format --dry-run --Werror || status=1
+  shellcheck -x scripts/*.sh .ci/run || status=1
+  /usr/bin/python3 -m flake8 scripts tests bench || status=1
 fi
 
-# A compilation database of clang's own: the flags of g++ alone (-Wno-... and the like) would be its first complaint.
-cmake -S . -B build/lint -G Ninja -DCMAKE_CXX_COMPILER=g++ -DBUILD_TESTING=OFF >/dev/null
-printf '%s\0' "${sources[@]}" | xargs -0 -n 1 -P "$(nproc)" clang-tidy --quiet -p build/lint --warnings-as-errors='*' || status=1
+cmake --preset lint >/dev/null
+printf '%s\0' "${sources[@]}" |
+  xargs -0 -n 1 -P "$(nproc)" clang-tidy-19 --quiet -p build/lint --warnings-as-errors='*' 2>/dev/null || status=1
 exit "$status"

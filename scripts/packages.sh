@@ -13,7 +13,7 @@ SERVER_PACKAGES=(icecast2 pure-ftpd libwrap0)
 BENCH_PACKAGES=("${BUILD_PACKAGES[@]}" libbenchmark-dev libjpeg-turbo-progs netpbm iproute2 util-linux curl
                 python3-pyftpdlib)
 FUZZ_PACKAGES=("${BUILD_PACKAGES[@]}" clang libclang-rt-dev libgtest-dev libgmock-dev)
-LINT_PACKAGES=("${BUILD_PACKAGES[@]}" clang-format clang-tidy)
+LINT_PACKAGES=("${BUILD_PACKAGES[@]}" clang-format clang-tidy-19 shellcheck python3-flake8)
 
 package_is_installed() {
   [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
@@ -38,6 +38,16 @@ install_packages() {
   echo "Installing ${missing[*]}"
   "${as_root[@]}" apt-get update -qq
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -qq -y --no-install-recommends "${missing[@]}" </dev/null
+}
+
+# A server that cannot be installed beside another one: its package is unpacked into build/, and goes to the front of PATH.
+unpack_vsftpd() {
+  PATH=$PWD/build/vsftpd/usr/sbin:$PATH
+  if command -v vsftpd >/dev/null; then return; fi
+  rm -rf build/vsftpd
+  mkdir -p build/vsftpd
+  apt-get update -qq
+  (cd build/vsftpd && apt-get download -qq vsftpd && dpkg -x vsftpd_*.deb .)
 }
 
 # Sets the array LAUNCHER to what makes cmake compile through ccache where that is installed.

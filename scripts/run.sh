@@ -26,8 +26,7 @@ fi
 
 build_server() {
   install_packages "${RUN_PACKAGES[@]}"
-  cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF "${LAUNCHER[@]}" >"$build.log" 2>&1 ||
-    { cat "$build.log" >&2; exit 1; }
+  (cd "$root" && cmake --preset run -B "$build" "${LAUNCHER[@]}" >"$build.log" 2>&1) || { cat "$build.log" >&2; exit 1; }
   cmake --build "$build" --target pelorama-mediaserver
 }
 

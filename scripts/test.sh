@@ -25,11 +25,7 @@ build=build/$preset
 install_packages "${TEST_PACKAGES[@]}"
 
 build_tree() {
-  if [ "$preset" = plain ]; then
-    cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF "${LAUNCHER[@]}"
-  else
-    cmake --preset "$preset" -G Ninja -DPython3_EXECUTABLE="$python" "${LAUNCHER[@]}"
-  fi
+  cmake --preset "$preset" "${LAUNCHER[@]}"
   if [ "$ctest" = yes ]; then
     cmake --build "$build"
   else
