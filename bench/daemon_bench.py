@@ -287,7 +287,8 @@ class Bench:
         ended = datetime.datetime.now()
         begun = re.search(r"^(\d\d):(\d\d):(\d\d):(\d{3}) DB:DB scanning", server.log()[seen:], re.M).groups()
         hour, minute, second, ms = map(int, begun)
-        return (ended - ended.replace(hour=hour, minute=minute, second=second, microsecond=ms * 1000)).total_seconds() % 86400
+        begin = ended.replace(hour=hour, minute=minute, second=second, microsecond=ms * 1000)
+        return (ended - begin).total_seconds() % 86400
 
 class Session:
     """One kept connection on which prepared requests are timed."""
@@ -326,8 +327,11 @@ class Session:
 
 def scanner_rests(server):
     """Whether no thread but those that wait is at work: all of them sleep."""
-    tasks = pathlib.Path(f"/proc/{server.process.pid}/task").iterdir()
-    return all((task / "stat").read_text().rpartition(")")[2].split()[0] == "S" for task in tasks)
+    try:
+        tasks = pathlib.Path(f"/proc/{server.process.pid}/task").iterdir()
+        return all((task / "stat").read_text().rpartition(")")[2].split()[0] == "S" for task in tasks)
+    except FileNotFoundError:  # a thread that ended meanwhile
+        return False
 
 
 def main():

@@ -75,6 +75,11 @@ void ReadTags(benchmark::State& state) {
 }
 BENCHMARK(ReadTags)->Unit(benchmark::kMillisecond);
 
+void scan(const RunningFlag& running) {
+    FoundPlaylists playlists;
+    scan_directory(library().root(), running, {}, playlists);
+}
+
 void FirstScan(benchmark::State& state) {
     RunningFlag running;
     running.set_running();
@@ -84,7 +89,7 @@ void FirstScan(benchmark::State& state) {
         db_destroy();
         db_create();
         state.ResumeTiming();
-        scan_directory(library().root(), running, {});
+        scan(running);
     }
     if (db_count_all_tracks() != kFolders * kFilesPerFolder) state.SkipWithError("not every file was added");
     count_files(state);
@@ -97,8 +102,8 @@ void UnchangedScan(benchmark::State& state) {
     running.set_running();
     settings_set_defaults();
     db_create();
-    scan_directory(library().root(), running, {});
-    for (auto _ : state) scan_directory(library().root(), running, {});
+    scan(running);
+    for (auto _ : state) scan(running);
     count_files(state);
     db_destroy();
 }
