@@ -55,21 +55,23 @@ std::vector<NetworkInterface> configured_interface(const std::string& ip) {
 }
 
 std::vector<NetworkInterface> detected_interfaces() {
-    auto interfaces = get_interface_addresses();
-    if (!interfaces) {
+    auto detected = get_interface_addresses();
+    if (!detected) {
         log_message(LOG_CRITICAL, LOG_SYSTEM, "Error in get_interface_addresses() function.\nPlease use -ip param!\n");
+        return {};
     }
-    std::erase_if(*interfaces,
+    std::vector<NetworkInterface> interfaces = std::move(*detected);
+    std::erase_if(interfaces,
                   [](const NetworkInterface& found) { return !found.up || ipv4_text(found.address) == kLoopback; });
-    if (interfaces->empty()) {
+    if (interfaces.empty()) {
         log_message(LOG_PROBLEM, LOG_SYSTEM, "no network interface to serve on, please use -ip param!\n");
     }
-    return *interfaces;
+    return interfaces;
 }
 
 std::vector<NetworkInterface> served_interfaces() {
     const Text ip = settings_get(Setting::ip);
-    return has_text(ip) ? configured_interface(*ip) : detected_interfaces();
+    return ip && !ip->empty() ? configured_interface(*ip) : detected_interfaces();
 }
 
 // ---- the instances

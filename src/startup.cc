@@ -158,7 +158,7 @@ void run_server(int argc, const char* const* argv) {
     // Kept on purpose: the address of `dev` is looked up and not used, the served ones come from `ip` or from
     // detection.
     const Text device = settings_get(Setting::dev);
-    if (has_text(device)) static_cast<void>(get_device_address(*device));
+    if (device && !device->empty()) static_cast<void>(get_device_address(*device));
 
     register_http_handlers();
     register_packet_handlers();

@@ -13,7 +13,7 @@
 namespace {
 
 // Adds an item that the store has to the playlist, unless it is in it.
-void join_playlist(const StoreLock& lock, MediaItem& item, const std::string& playlist, std::int32_t position) {
+void join_playlist(const StoreLock& lock, MediaItem& item, std::string_view playlist, std::int32_t position) {
     MediaContainer* const playlists = store(lock).playlists;
     if (playlists == nullptr) return;
     MediaContainer& list = tree_find_or_add_container(
@@ -57,9 +57,9 @@ void take_seats(const StoreLock& lock, MediaItem& item, const FormerSeats& forme
 // Whether the present item stays. One that is older than the file is removed, with all its references; former gets its
 // seats.
 bool keeps_present(const StoreLock& lock, MediaItem& present, const NewItem& wanted, FormerSeats& former) {
-    if (has_text(wanted.playlist)) {
-        if (!present.playlist) present.playlist = tree_intern(lock, *wanted.playlist);
-        join_playlist(lock, present, *wanted.playlist, wanted.track);
+    if (const std::string_view playlist = text_or_empty(wanted.playlist); !playlist.empty()) {
+        if (!present.playlist) present.playlist = tree_intern(lock, playlist);
+        join_playlist(lock, present, playlist, wanted.track);
         return true;
     }
     if (wanted.track != 0 && wanted.track != present.track) {
@@ -96,8 +96,9 @@ std::string clean_title(std::string_view wanted, std::string_view path) {
 CleanTexts clean(const NewItem& wanted) {
     const bool audio =
         wanted.media_class == ObjectClass::music_track || wanted.media_class == ObjectClass::audio_broadcast;
-    return {.title = clean_title(text_or_empty(wanted.title), *wanted.path),
-            .relative_path = view_relative_path(*wanted.path),
+    const std::string_view path = text_or_empty(wanted.path);
+    return {.title = clean_title(text_or_empty(wanted.title), path),
+            .relative_path = view_relative_path(path),
             .artist = cleaned(wanted.artist),
             .album = audio ? cleaned(wanted.album) : kept(wanted.album),
             .genre = cleaned(wanted.genre),
@@ -121,7 +122,7 @@ MediaItem make_item(const StoreLock& lock, const NewItem& wanted, const CleanTex
     item.genre = shared(texts.genre);
     item.playlist = shared(texts.playlist);
     item.date = shared(texts.date);
-    item.path = SharedText{*wanted.path};
+    item.path = SharedText{text_or_empty(wanted.path)};
     item.duration = own(texts.duration);
     item.description = own(texts.description);
     item.keywords = own(texts.keywords);
@@ -147,7 +148,7 @@ AddResult link_station(const StoreLock& lock, MediaItem&& item, const CleanTexts
     if (own) {
         const std::int32_t position = item.track;
         MediaItem& added = tree_add_item(lock, *places.own_radio_stations, std::move(item));
-        join_playlist(lock, added, *texts.playlist, position);
+        join_playlist(lock, added, text_or_empty(texts.playlist), position);
         return AddResult::added;
     }
     if (!has_text(texts.genre)) return AddResult::failed;
@@ -165,7 +166,7 @@ AddResult link_listed(const StoreLock& lock, MediaContainer* top, MediaContainer
     MediaItem& added = tree_add_item(lock, *all, std::move(item));
     view_add_item(lock, added, texts.relative_path, *top);
     if (added.object_class == ObjectClass::music_track && has_text(texts.playlist))
-        join_playlist(lock, added, *texts.playlist, position);
+        join_playlist(lock, added, text_or_empty(texts.playlist), position);
     return AddResult::added;
 }
 
@@ -196,30 +197,30 @@ AddResult link(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts)
 }  // namespace
 
 AddResult db_add_item(const NewItem& wanted) {
-    if (!has_text(wanted.path)) return AddResult::failed;
+    const std::string path{text_or_empty(wanted.path)};
+    if (path.empty()) return AddResult::failed;
     FormerSeats former;
     {
         StoreLock lock;
-        MediaItem* const present = db_find_in_type(lock, *wanted.path, wanted.media_class);
+        MediaItem* const present = db_find_in_type(lock, path, wanted.media_class);
         if (present != nullptr && keeps_present(lock, *present, wanted, former)) return AddResult::already_present;
     }
-    if (!is_there(*wanted.path)) {
-        log_message(LOG_PROBLEM, LOG_DB, "item could not be found on disk: %s\n", wanted.path->c_str());
+    if (!is_there(path)) {
+        log_message(LOG_PROBLEM, LOG_DB, "item could not be found on disk: %s\n", path.c_str());
         return AddResult::failed;
     }
     const CleanTexts texts = clean(wanted);
 
     StoreLock lock;
     // Another thread may have added the same file while the lock was free.
-    MediaItem* const present = db_find_in_type(lock, *wanted.path, wanted.media_class);
+    MediaItem* const present = db_find_in_type(lock, path, wanted.media_class);
     if (present != nullptr && keeps_present(lock, *present, wanted, former)) {
         take_seats(lock, *present, former);
         return AddResult::already_present;
     }
     const AddResult result = link(lock, make_item(lock, wanted, texts), texts);
     if (former.seats.empty() || result != AddResult::added) return result;
-    if (MediaItem* const added = db_find_in_type(lock, *wanted.path, wanted.media_class))
-        take_seats(lock, *added, former);
+    if (MediaItem* const added = db_find_in_type(lock, path, wanted.media_class)) take_seats(lock, *added, former);
     return result;
 }
 

@@ -34,7 +34,7 @@ std::atomic<bool>& reading() {
 // The file's path when there is one and it can be a file.
 Text usable_path() {
     Text path = settings_get(Setting::dbfile);
-    if (!has_text(path)) return std::nullopt;
+    if (!path || path->empty()) return std::nullopt;
     const auto status = file_status(*path);
     if (!status || !status->directory) return path;
     log_message(LOG_PROBLEM, LOG_DB, "give a filename not a path for DB: %s\n", path->c_str());

@@ -73,7 +73,7 @@ bool is_worth_remembering(const MediaContainer& container) {
 
 ListingOrder listing_order(const Text& sort_criteria) {
     ListingOrder order{.defaults = sort_read_defaults()};
-    if (!has_text(sort_criteria)) return order;
+    if (!sort_criteria || sort_criteria->empty()) return order;
     order.requested = sort_compile(*sort_criteria);
     if (str_contains(*sort_criteria, kShuffle)) {
         const std::string_view seed = std::string_view{*sort_criteria}.substr(sort_criteria->rfind(':') + 1);

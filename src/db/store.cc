@@ -16,7 +16,7 @@ namespace {
 
 // A fixed container titled by a setting; null (and no id taken) when the setting is empty or the parent does not exist.
 MediaContainer* add_place(const StoreLock& lock, MediaContainer* parent, const Text& title, ObjectClass object_class) {
-    if (parent == nullptr || !has_text(title)) return nullptr;
+    if (parent == nullptr || !title || title->empty()) return nullptr;
     return &tree_add_container(lock, *parent,
                                {.title = tree_intern(lock, *title), .object_class = object_class, .permanent = true});
 }

@@ -57,7 +57,7 @@ int db_update_field(const StoreLock& lock, MediaItem& item, std::string_view nam
 }  // namespace
 
 int db_update_object(const Text& id_text, const Text& field_name, const Text& current_value, const Text& new_value) {
-    if (!id_text || !has_text(field_name)) return kFailed;
+    if (!id_text || !field_name || field_name->empty()) return kFailed;
     const std::string_view value = text_or_empty(new_value);
     StoreLock lock;
     MediaItem* const item = db_find_item_by_id_text(lock, *id_text);

@@ -96,7 +96,7 @@ std::optional<std::string> encode(const RgbPicture& picture, std::string_view su
 // The bytes to send. Returns nullopt if memory is out, or if a JPEG cannot have that size.
 std::optional<std::string> render(const PictureUrl& url, const PictureSource& source, const Text& description) try {
     RgbPicture picture = load_scaled(url, source);
-    if (has_text(description)) overlay_description(picture, *description);
+    if (description && !description->empty()) overlay_description(picture, *description);
     return encode(picture, url.suffix);
 } catch (const std::bad_alloc&) {
     return std::nullopt;

@@ -186,9 +186,9 @@ HandlerResult handle_continue(const HttpRequest& request, HttpResponse& response
 }
 
 Text idx_path_for(std::string_view media_path) {
-    const Text setting = settings_get(Setting::idxdir);
-    if (!has_text(setting)) return std::nullopt;
-    std::string path{str_left(*setting, 1024)};
+    const Text directory = settings_get(Setting::idxdir);
+    if (!directory || directory->empty()) return std::nullopt;
+    std::string path{str_left(*directory, 1024)};
     if (!path.ends_with('/')) path += '/';
     // A "/" at the start of the whole path does not count.
     const std::size_t slash = media_path.rfind('/');

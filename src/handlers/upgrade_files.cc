@@ -9,7 +9,7 @@
 
 HandlerResult handle_upgrade_file(const HttpRequest& request, HttpResponse& response) {
     const Text folder = settings_get(Setting::netgearupgrade);
-    if (!has_text(folder)) return http_send_not_found(request, response);
+    if (!folder || folder->empty()) return http_send_not_found(request, response);
 
     // Only what follows the last "/" counts, undecoded, so no name leads out of the folder.
     std::string path = *folder;

@@ -65,8 +65,9 @@ struct DataObject {
     std::uint32_t total = 0, type = 0, text_length = 0;
 };
 
+// The caller has made sure that the number is there.
 std::uint32_t u32(Bytes bytes, std::size_t at) {
-    return *ByteCursor{bytes.subspan(at)}.little_endian(4);
+    return ByteCursor{bytes.subspan(at)}.little_endian(4).value_or(0);
 }
 
 // How much is left of a length when this much was read already; a length that is too small leaves nothing.

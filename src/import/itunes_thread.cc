@@ -41,7 +41,7 @@ void itunes_thread(RunningFlag& running, const std::string& path, LibraryReading
 
 void start(RunningFlag& running, Setting setting, LibraryReading read, LibraryMayBegin may_begin) {
     const Text path = settings_get(setting);
-    if (!has_text(path)) return;
+    if (!path || path->empty()) return;
     thread_start_flagged(running,
                          [&running, path = *path, read, may_begin] { itunes_thread(running, path, read, may_begin); });
 }

@@ -40,20 +40,21 @@ std::string pack(const LibrarySong& song) {
 LibrarySong unpack(std::int32_t id, const std::string& packed) {
     LibrarySong song{.id = id};
     ByteCursor cursor{as_bytes(packed)};
-    song.bitrate = static_cast<std::int32_t>(*cursor.little_endian(4));
-    const std::uint32_t flags = *cursor.little_endian(1);
+    song.bitrate = static_cast<std::int32_t>(cursor.little_endian(4).value_or(0));
+    const std::uint32_t flags = cursor.little_endian(1).value_or(0);
     song.artwork = (flags & 1) != 0;
     song.compilation = (flags & 2) != 0;
     for (const auto field : kTexts) {
-        const std::uint32_t length = *cursor.little_endian(4);
-        if (length != kMissing) song.*field = as_text(*cursor.take(length));
+        const std::uint32_t length = cursor.little_endian(4).value_or(kMissing);
+        if (length != kMissing) song.*field = as_text(cursor.take(length).value_or(Bytes{}));
     }
     return song;
 }
 
 // A song without a play time gets no duration.
 Text duration_of(const LibrarySong& song) {
-    return has_text(song.total_time) ? Text{format_minutes(text_int64(*song.total_time))} : Text{};
+    const std::string_view milliseconds = text_or_empty(song.total_time);
+    return milliseconds.empty() ? Text{} : Text{format_minutes(text_int64(milliseconds))};
 }
 
 NewItem item_of_entry(const LibrarySong& song, const std::string& playlist, std::int32_t position) {
@@ -106,8 +107,9 @@ const std::string& LibraryImport::name_for(const std::string& playlist) {
 bool LibraryImport::add(const LibrarySong& song, const std::string& playlist, std::int32_t position) {
     if (!goes_on()) return false;
     NewItem item = item_of_entry(song, name_for(playlist), position);
-    const auto spelled = resolver_.file_at(*item.path);
-    const bool is_file = spelled || !file_status(*item.path);  // a file that does not exist is for the store to report
+    const std::string path{text_or_empty(item.path)};
+    const auto spelled = resolver_.file_at(path);
+    const bool is_file = spelled || !file_status(path);  // a file that does not exist is for the store to report
     if (spelled) item.path = *spelled;
     if (!is_file || db_add_item(item) == AddResult::failed)
         log_message(LOG_INFO, LOG_DB, "failed to add item: %s\n", std::string{text_or_empty(song.title)}.c_str());

@@ -175,7 +175,8 @@ private:
         if (db_add_item(item) != AddResult::failed) return true;
         const char* const path = entry.place.path.c_str();
         if (refusal_ == Refusal::with_title)
-            log_message(LOG_PROBLEM, LOG_DB, "failed to add plylist item: %s, %s\n", item.title->c_str(), path);
+            log_message(LOG_PROBLEM, LOG_DB, "failed to add plylist item: %s, %s\n",
+                        std::string{text_or_empty(item.title)}.c_str(), path);
         else
             log_message(LOG_PROBLEM, LOG_DB, "failed to add item: %s\n", path);
         return false;

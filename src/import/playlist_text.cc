@@ -75,6 +75,6 @@ void xml_playlist_read(std::string_view document, const PlaylistEntrySink& sink)
     for (const XmlNode* media = xml_find(root.get(), "media"); media != nullptr; media = media->next.get()) {
         if (media->name != "media") continue;
         const Text source = xml_get_attribute(media, "src");
-        if (has_text(source) && !sink(xml_unescape(*source), {})) return;
+        if (source && !source->empty() && !sink(xml_unescape(*source), {})) return;
     }
 }

@@ -77,7 +77,7 @@ private:
     bool fits(std::size_t p) const {
         std::size_t text = p + kLengthBytes;
         for (std::size_t field = 0; field < kLengthFields; ++field) {
-            const std::size_t length = *u16_at(header_, p + 2 * field);
+            const std::size_t length = u16_at(header_, p + 2 * field).value_or(0);
             const bool must_be_there = field < 2;  // title and author
             if (length >= 0x8000 || length > header_.size() - text) return false;
             if (must_be_there && (length < 2 || u16_at(header_, text + length - 2) != 0u)) return false;
@@ -95,7 +95,7 @@ private:
 // Where the five lengths stand.
 std::optional<std::size_t> find_description(Bytes head) {
     if (as_text(head.subspan(kFirstChild)).starts_with(kContentDescriptionMark)) return kFirstChildData;
-    const std::size_t length = *u16_at(head, kHeaderLength);
+    const std::size_t length = u16_at(head, kHeaderLength).value_or(0);
     return DescriptionSearch{head.first(std::min(length, head.size()))}.find();
 }
 
@@ -121,7 +121,8 @@ std::optional<std::int64_t> seconds_of_format(Bytes head, std::size_t at, std::u
     const auto bytes_per_second = cursor.little_endian(4);
     cursor.skip(4);  // block alignment, bits a sample
     const auto extra = cursor.little_endian(2);
-    if (!extra || *channels > kMostChannels || *sample_rate < kLeastSampleRate) return std::nullopt;
+    if (!channels || !sample_rate || !bytes_per_second || !extra) return std::nullopt;
+    if (*channels > kMostChannels || *sample_rate < kLeastSampleRate) return std::nullopt;
     if (*bytes_per_second == 0) return 0;
     const std::int64_t audio =
         static_cast<std::int64_t>(file_size) - static_cast<std::int64_t>(at) - std::int64_t{*extra} - kFormatBytes;
@@ -154,7 +155,7 @@ std::optional<std::size_t> find_descriptors(Bytes head) {
     for (std::size_t at = kBefore; (at = text.find(any_name, at)) != npos; ++at) {
         if (zero < at) zero = text.find("\0\0"sv, at);
         if (zero == npos) break;
-        if (zero - at + 3 == *u16_at(head, at - 2)) return at - kBefore;
+        if (u16_at(head, at - 2) == zero - at + 3) return at - kBefore;
     }
     return std::nullopt;
 }

@@ -92,7 +92,7 @@ public:
         if (!start) return;
         const auto next = walk(*start);
         if (exif_ifd_ != 0) walk(exif_ifd_);
-        if (next.value_or(0) == 0) return;
+        if (!next || *next == 0) return;
         const auto count = block_.number(*next, 2);
         if (count && *count <= kMaxIfd1) walk(*next);
     }

@@ -39,6 +39,6 @@ Text id3_genre_name(std::int32_t number) {
 }
 
 Text id3_resolved_genre(Text genre) {
-    if (!has_text(genre) || genre->front() != '(') return genre;
+    if (!genre || !genre->starts_with('(')) return genre;
     return id3_genre_name(text_int(std::string_view{*genre}.substr(1)));
 }

@@ -93,12 +93,12 @@ private:
         const Bytes header = take(kTagHeaderBytes);
         if (header.size() < kTagHeaderBytes || !may_read_header()) return false;
         ByteCursor cursor{header};
-        if (as_text(*cursor.take(3)) != "ID3") return false;
-        const std::uint32_t version = *cursor.big_endian(1);
+        if (as_text(cursor.take(3).value_or(Bytes{})) != "ID3") return false;
+        const std::uint32_t version = cursor.big_endian(1).value_or(0);
         if (version < 2 || version > 4) return false;
         cursor.skip(1);  // revision
-        const std::uint32_t flags = *cursor.big_endian(1);
-        tag_.end = std::min<std::uint64_t>(id3_syncsafe(*cursor.big_endian(4)) + kTagHeaderBytes, kTagLimit);
+        const std::uint32_t flags = cursor.big_endian(1).value_or(0);
+        tag_.end = std::min<std::uint64_t>(id3_syncsafe(cursor.big_endian(4).value_or(0)) + kTagHeaderBytes, kTagLimit);
 
         // Kept on purpose: in a second tag, too, positions count from the start of the file.
         std::uint64_t position = kTagHeaderBytes;
@@ -120,8 +120,8 @@ private:
             if (header.size() < layout.header_bytes()) return;
             position += header.size();
             ByteCursor cursor{header};
-            const std::string_view id = as_text(*cursor.take(layout.id_bytes));
-            const std::uint32_t number = *cursor.big_endian(layout.size_bytes);
+            const std::string_view id = as_text(cursor.take(layout.id_bytes).value_or(Bytes{}));
+            const std::uint32_t number = cursor.big_endian(layout.size_bytes).value_or(0);
             const std::uint32_t size = syncsafe_sizes_ ? id3_syncsafe(number) : number;
             const bool padding = id.starts_with(std::string_view{"\0\0\0", 3});
             if (padding || id.starts_with("3DI") || size == 0 || size > tag_.end) return;

@@ -109,9 +109,9 @@ Text ftp_user_from_url(std::string_view url) {
 }
 
 std::string ftp_password_from_url(std::string_view url) {
-    const auto login = login_of(url);
-    const std::size_t colon = login ? login->find(':') : std::string_view::npos;
-    return std::string{colon == std::string_view::npos ? kAnonymousPassword : login->substr(colon + 1)};
+    const std::string_view login = login_of(url).value_or("");
+    const std::size_t colon = login.find(':');
+    return std::string{colon == std::string_view::npos ? kAnonymousPassword : login.substr(colon + 1)};
 }
 
 Text ftp_path_from_url(std::string_view url) {

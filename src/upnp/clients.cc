@@ -127,7 +127,7 @@ void set_client_kind(ClientKind kind, std::string_view address_text) {
         std::scoped_lock lock{table().mutex};
         recorded = record(profile, address, must_ask, notice);
     }
-    if (recorded == Recorded::after_asking) {
+    if (recorded == Recorded::after_asking && profile.proof) {
         const bool proved = is_proved(*profile.proof, address);
         std::scoped_lock lock{table().mutex};
         notice = record_asked(proved ? profile : client_profile(ClientKind::generic), address);

@@ -22,7 +22,7 @@ CachedId& cached() {
 
 // Two servers behind one network card differ by their names.
 std::string digits_of(const Text& friendly_name) {
-    if (!has_text(friendly_name)) return std::string{kDefaultDigits};
+    if (!friendly_name || friendly_name->empty()) return std::string{kDefaultDigits};
     std::string digits = friendly_name->substr(0, kMaxDigits);
     for (char& c : digits) c = static_cast<char>('0' + static_cast<unsigned char>(c) % 10);
     return digits;

@@ -34,7 +34,8 @@ std::uint32_t sid_number(std::string_view text) {
 
 std::int32_t asked_timeout(std::string_view header) {
     const auto line = line_after(header, "TIMEOUT:");
-    const std::size_t dash = line ? line->text.find('-') : std::string_view::npos;
+    if (!line) return 0;
+    const std::size_t dash = line->text.find('-');
     return dash == std::string_view::npos ? 0 : text_int(line->text.substr(dash + 1));
 }
 
