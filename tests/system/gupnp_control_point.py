@@ -19,8 +19,7 @@ gi.require_version("GUPnP", "1.6")
 gi.require_version("GSSDP", "1.6")
 from gi.repository import GLib, GObject, GSSDP, GUPnP  # noqa: E402
 
-DC = "{http://purl.org/dc/elements/1.1/}"
-DIDL = "{urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/}"
+from wire import DC, DIDL  # noqa: E402
 
 
 def tell(found):
@@ -56,16 +55,16 @@ def look_around(directory):
 def list_resources(directory, titles):
     tell({"resources": {
         title: [(res.get("protocolInfo"), res.get("resolution"), res.text) for res in element.iter(DIDL + "res")]
-        for title, element in content_of(directory, titles).items()
-    }})
+        for title, element in content_of(directory, titles).items()}})
 
 
-def subscribe(directory):
+def subscribe(directory, loop):
     def on_event(_, variable, value, *__):
         tell({variable: value if isinstance(value, (str, int)) else value.get_string()})
     directory.add_notify("SystemUpdateID", GObject.TYPE_UINT, on_event, None)
     directory.add_notify("ContainerUpdateIDs", GObject.TYPE_STRING, on_event, None)
     directory.set_subscribed(True)
+    threading.Thread(target=lambda: (sys.stdin.read(), loop.quit()), daemon=True).start()
 
 
 def main(interface, *titles):
@@ -75,11 +74,10 @@ def main(interface, *titles):
         kept.append(device.get_service("urn:schemas-upnp-org:service:ContentDirectory"))
         try:
             if titles == ("--events",):
-                subscribe(kept[-1])
-                threading.Thread(target=lambda: (sys.stdin.read(), loop.quit()), daemon=True).start()
-            else:
-                list_resources(kept[-1], titles) if titles else look_around(kept[-1])
-                loop.quit()
+                subscribe(kept[-1], loop)
+                return
+            list_resources(kept[-1], titles) if titles else look_around(kept[-1])
+            loop.quit()
         except Exception:  # the main loop would only print it
             traceback.print_exc()
             os._exit(1)
