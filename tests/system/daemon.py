@@ -35,8 +35,8 @@ def wait_until(condition, what, deadline=30):
 
 
 class Daemon:
-    """A server process. Settings go to its command line, but those that are None. ini is what its ini file says before
-    it starts, wrapper a command that runs the server in its turn."""
+    """A server process, which wait_until_up() or wait_for_log() tell to be ready. Settings go to its command line, but
+    those that are None; ini is what its ini file says before, wrapper a command that runs the server in its turn."""
 
     def __init__(self, host, directory, folder=None, *, port=None, address=None, verbosity=511, wrapper=(), ini=None,
                  radio_host=None, arguments=(), **settings):
@@ -46,29 +46,24 @@ class Daemon:
         # Without a directory to ask, none is looked for: that would add a placeholder to every test's tree.
         defaults = {"inifile": self.ini, "v": verbosity, "contentdir": folder,
                     "ip": host.address if host.interface == "lo" else None, "radio": 0 if radio_host is None else None}
-        self.arguments = [word for key, value in (defaults | settings).items() if value is not None
-                          for word in (f"-{key}", str(value))] + [*arguments]
-        self.wrapper, self.radio_host, self.process = wrapper, radio_host, None
+        arguments = [word for key, value in (defaults | settings).items() if value is not None
+                     for word in (f"-{key}", str(value))] + [*arguments]
         self.directory.mkdir(parents=True, exist_ok=True)
         if ini is not None:
             self.ini.write_bytes(ini)
-
-    def start(self):
-        """Starts the process; wait_until_up() or wait_for_log() tell when it is ready."""
         environment = {"PELORAMA_CHARSET": "UTF-8"} | (
-            {} if self.radio_host is None else {"PELORAMA_RADIO_HOST": self.radio_host})
+            {"PELORAMA_RADIO_HOST": radio_host} if radio_host is not None else {})
         with open(self.log_path, "ab") as log:
-            self.process = subprocess.Popen(self.host.command(*self.wrapper, EXECUTABLE, *self.arguments),
-                                            cwd=self.directory, env=os.environ | environment,
-                                            stdin=subprocess.DEVNULL, stdout=log, stderr=log)
-        return self
+            self.process = subprocess.Popen(host.command(*wrapper, EXECUTABLE, *arguments), cwd=self.directory,
+                                            env=os.environ | environment, stdin=subprocess.DEVNULL, stdout=log,
+                                            stderr=log)
 
     def client(self, host=None, address=None):
         """A control point, on the host at the other end of the cable if no other is named."""
         return wire.Client(host or self.host.peer, address or self.address, self.port)
 
     def log(self):
-        return self.log_path.read_bytes().decode("utf-8", "replace") if self.log_path.exists() else ""
+        return self.log_path.read_bytes().decode("utf-8", "replace")
 
     def wait_for_log(self, pattern, after=0, deadline=30):
         """Waits for a line that matches; returns the match. after counts characters of the log already seen."""
@@ -96,11 +91,8 @@ class Daemon:
         for _ in range(3):
             wait_until(lambda: self.client().get(f"/rescan{directory}").text == taken, "a rescan is taken", deadline)
 
-    def alive(self):
-        return self.process.poll() is None
-
     def check_alive(self):
-        assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+        assert self.process.poll() is None, f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
 
     def resident_bytes(self):
         return self._status("VmRSS") * 1024
@@ -125,7 +117,7 @@ class Daemon:
     def stop(self):
         """Ends it the usual way and checks that it ended well."""
         try:
-            if self.alive():
+            if self.process.poll() is None:
                 self.signal(signal.SIGTERM)
                 assert self.wait() == 0, f"status {self.process.returncode}:\n{self.log()[-2000:]}"
         finally:
@@ -133,9 +125,8 @@ class Daemon:
         self.check_sanitizers()
 
     def kill(self):
-        if self.alive():
-            self.process.kill()
-            self.process.wait()
+        self.process.kill()  # nothing if it has ended
+        self.process.wait()
 
     def check_sanitizers(self):
         found = re.search(r"((ERROR|WARNING): \w+Sanitizer|runtime error:|LeakSanitizer)[\s\S]{,6000}", self.log())
@@ -161,20 +152,17 @@ class Daemon:
 
     @contextlib.contextmanager
     def _answers_within(self, limit):
-        """Asks for the device description before, again and again meanwhile, and after; no answer may take longer."""
+        """Asks for the device description again and again meanwhile, and once after; no answer may take longer."""
         end, faults = threading.Event(), []
 
-        def ask():
-            begun = time.monotonic()
-            if not self.answers():
-                faults.append("no answer of 200")
-            if (took := time.monotonic() - begun) >= limit:
-                faults.append(f"took {took:.2f} s")
-
         def ask_on():
-            while not end.wait(0.1) and not faults:
-                ask()
-        ask()
+            ended = False
+            while not ended and not faults:
+                ended, begun = end.wait(0.1), time.monotonic()
+                if not self.answers():
+                    faults.append("no answer of 200")
+                if (took := time.monotonic() - begun) >= limit:
+                    faults.append(f"took {took:.2f} s")
         watch = threading.Thread(target=ask_on)
         watch.start()
         try:
@@ -182,7 +170,6 @@ class Daemon:
         finally:
             end.set()
             watch.join()
-        ask()
         assert not faults, f"the device description: {faults}"
 
 
@@ -199,7 +186,7 @@ class Servers:
         are those of Daemon. It scans once, without repetition, if they say nothing else."""
         options = {"scantime": 0, "httpport": next(self._ports)} | options
         server = Daemon(host or self._host, self._directory / f"server{len(self._started)}", folder, **options)
-        self._started.append(server.start())
+        self._started.append(server)
         if scan:
             server.wait_until_up().wait_for_scan()
         return server

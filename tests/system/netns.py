@@ -70,10 +70,6 @@ class Host:
         with self.entered():
             return socket.create_server((address or self.address, port), backlog=backlog)
 
-    def udp(self):
-        with self.entered():
-            return socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-
 
 def join(left, left_address, left_interface, right, right_address, right_interface):
     """Puts a virtual cable between two hosts; both ends are /24 addresses of one subnet."""

@@ -34,11 +34,7 @@ class Answer:
 
 
 class Closed(Exception):
-    """The server closed the connection before an answer was complete."""
-
-    def __init__(self, received):
-        super().__init__(f"after {len(received)} bytes: {received[:300]!r}")
-        self.received = received
+    """The server closed the connection before an answer was complete. It began with these bytes."""
 
 
 def read_answer(connection, method="GET", have=b""):
@@ -48,7 +44,7 @@ def read_answer(connection, method="GET", have=b""):
     def receive(optional=False):
         received.extend(piece := connection.recv(1 << 16))
         if not piece and not optional:
-            raise Closed(bytes(received))
+            raise Closed(bytes(received[:300]))
         return piece
     while b"\r\n\r\n" not in received:
         receive()
@@ -70,7 +66,7 @@ class Client:
 
     def __init__(self, host, address, port):
         self.host, self.address, self.port = host, address, port
-        self.source, self.headers = None, []  # of its host's addresses; lines of every request, by which it may be known
+        self.source, self.headers = None, []  # which of its host's; lines that tell what it is
 
     def connect(self, timeout=20):
         return self.host.connect(self.address, self.port, timeout, self.source)
@@ -157,6 +153,10 @@ class Client:
             if entry.is_container:
                 yield from self.walk(entry.id)
 
+    def titles(self, *path):
+        """What a container of "Music" lists."""
+        return [entry.title for entry in self.browse(self.child("0", "Music", *path).id)]
+
     def tracks(self):
         """The items of "All Tracks"."""
         return list(self.browse(self.child("0", "Music", "All Tracks").id))
@@ -220,7 +220,8 @@ def msearch(target, mx="1"):
 
 class _Ssdp:
     def __init__(self, host):
-        self.socket = host.udp()
+        with host.entered():
+            self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
 
     def __enter__(self):
         return self
