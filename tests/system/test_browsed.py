@@ -156,20 +156,17 @@ def test_answers_to_the_byte(receiver):
         assert answer.header("Content-Type") == 'text/xml; charset="UTF-8"'
         response = f'<u:{name}Response xmlns:u="{CONTENT_DIRECTORY}">{inner}</u:{name}Response>'
         assert answer.text == f"{HEAD}{response}</s:Body></s:Envelope>", action
-
-
-@pytest.mark.parametrize("action, inner", [
-    ("GetProtocolInfo", "    <Source>http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*"
-     "</Source>      <Sink></Sink>"),
-    ("GetCurrentConnectionIDs", "    <ConnectionIDs>0</ConnectionIDs>"),
-    ("GetCurrentConnectionInfo", "    <RcsID>-1</RcsID>    <AVTransportID>-1</AVTransportID>    <ProtocolInfo>"
-     "</ProtocolInfo>    <PeerConnectionManager></PeerConnectionManager>    <PeerConnectionID>-1</PeerConnectionID>"
-     "    <Direction>Output</Direction>    <Status>Unknown</Status>"),
-])
-def test_no_account_is_kept_of_connections(receiver, action, inner):
-    answer = receiver.post_soap(action, "<ConnectionID>5</ConnectionID>", CONNECTION_MANAGER)
-    response = f'<u:{action}Response xmlns:u="{CONNECTION_MANAGER}">{inner}  </u:{action}Response>'
-    assert answer.text == f"{HEAD}  {response}</s:Body></s:Envelope>"
+    for action, inner in (  # no account is kept of connections
+        ("GetProtocolInfo", "    <Source>http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*"
+         "</Source>      <Sink></Sink>"),
+        ("GetCurrentConnectionIDs", "    <ConnectionIDs>0</ConnectionIDs>"),
+        ("GetCurrentConnectionInfo", "    <RcsID>-1</RcsID>    <AVTransportID>-1</AVTransportID>    <ProtocolInfo>"
+         "</ProtocolInfo>    <PeerConnectionManager></PeerConnectionManager>    <PeerConnectionID>-1</PeerConnectionID>"
+         "    <Direction>Output</Direction>    <Status>Unknown</Status>"),
+    ):
+        answer = receiver.post_soap(action, "<ConnectionID>5</ConnectionID>", CONNECTION_MANAGER)
+        response = f'<u:{action}Response xmlns:u="{CONNECTION_MANAGER}">{inner}  </u:{action}Response>'
+        assert answer.text == f"{HEAD}  {response}</s:Body></s:Envelope>"
 
 
 def test_the_action_header_names_the_action(receiver):

@@ -12,8 +12,6 @@ import wire
 from daemon import wait_until
 from servers import Origin, running
 
-HERE = pathlib.Path(__file__).parent
-
 
 def needs(program):
     if not shutil.which(program):
@@ -22,8 +20,8 @@ def needs(program):
 
 def test_gupnp_reads_the_services_and_browses_to_a_track(server, receiver, network, library):
     pytest.importorskip("gi")
-    done = network.receiver.run("/usr/bin/python3", str(HERE / "gupnp_control_point.py"), network.receiver.interface,
-                                "Music", "Artists", "Queen", check=False, timeout=90)
+    done = network.receiver.run("/usr/bin/python3", f"{pathlib.Path(__file__).parent}/gupnp_control_point.py",
+                                network.receiver.interface, "Music", "Artists", "Queen", check=False, timeout=90)
     assert done.returncode == 0, done.stderr
     found = json.loads(done.stdout)
     assert {"Browse", "Search", "GetSearchCapabilities", "UpdateObject", "X_BrowseByLetter"} <= set(found["actions"])
