@@ -1,5 +1,6 @@
 """Fixtures of the system tests: the test network, a served library, servers of one's own."""
 
+import contextlib
 import os
 import types
 
@@ -15,40 +16,28 @@ def pytest_configure(config):
         raise pytest.UsageError("PELORAMA_DAEMON must name the server's executable; scripts/test.sh sets it")
 
 
-def _hosts(count):
-    made = []
-    try:
-        for _ in range(count):
-            made.append(netns.Host())
-    except (PermissionError, FileNotFoundError) as error:
-        for host in made:
-            host.close()
-        # A run that is to vouch for a change must not pass by testing nothing.
-        (pytest.fail if os.environ.get("CI") else pytest.skip)(f"{error}")
-    return made
+def _hosts():
+    """hosts(count): hosts that are not yet joined."""
+    with contextlib.ExitStack() as stack:
+        def make(count):
+            try:
+                return [stack.enter_context(contextlib.closing(netns.Host())) for _ in range(count)]
+            except (PermissionError, FileNotFoundError) as error:
+                # A run that is to vouch for a change must not pass by testing nothing.
+                (pytest.fail if os.environ.get("CI") else pytest.skip)(f"{error}")
+        yield make
+
+
+hosts = pytest.fixture(_hosts)
+session_hosts = pytest.fixture(_hosts, scope="session")
 
 
 @pytest.fixture(scope="session")
-def network():
+def network(session_hosts):
     """A server and a receiver on two hosts with a cable between them."""
-    server, receiver = _hosts(2)
+    server, receiver = session_hosts(2)
     netns.join(server, "10.77.1.1", "media0", receiver, "10.77.1.2", "recv0")
-    yield types.SimpleNamespace(server=server, receiver=receiver)
-    server.close()
-    receiver.close()
-
-
-@pytest.fixture
-def hosts():
-    """hosts(count): hosts of the test's own, not yet joined."""
-    made = []
-
-    def make(count):
-        made.extend(_hosts(count))
-        return made[-count:]
-    yield make
-    for host in made:
-        host.close()
+    return types.SimpleNamespace(server=server, receiver=receiver)
 
 
 @pytest.fixture

@@ -15,10 +15,7 @@ import wire
 EXECUTABLE = os.environ.get("PELORAMA_DAEMON", "")
 SANITIZER = os.environ.get("PELORAMA_SANITIZER", "")
 
-# A sanitized server on a busy machine is slow for reasons that are none of the server's.
-SLOWNESS = 5 if SANITIZER else 1
-
-_SANITIZER_SPEAKS = re.compile(r"(ERROR|WARNING): \w+Sanitizer|runtime error:|LeakSanitizer")
+SLOWNESS = 5 if SANITIZER else 1  # a sanitized server on a busy machine is slow for reasons that are none of its own
 
 
 def wait_until(condition, what, deadline=30):
@@ -26,26 +23,20 @@ def wait_until(condition, what, deadline=30):
 
     A condition that reads a changing tree in several steps may ask for an object that has just gone: not yet, then."""
     end = time.monotonic() + deadline * SLOWNESS
-    pause = threading.Event()
-    while True:
-        gone = None
+    while time.monotonic() <= end:
         try:
             if value := condition():
                 return value
         except wire.Fault as fault:
             if fault.code != wire.NO_SUCH_OBJECT:
                 raise
-            gone = fault
-        if time.monotonic() > end:
-            raise AssertionError(f"not within {deadline * SLOWNESS} s: {what}") from gone
-        pause.wait(0.02)
+        threading.Event().wait(0.02)
+    raise AssertionError(f"not within {deadline * SLOWNESS} s: {what}")
 
 
 class Daemon:
-    """A server process. Its output is kept in a file, so that nobody has to drain a pipe.
-
-    Settings go to its command line, but those that are None. ini is what its ini file says before it starts, wrapper a
-    command that runs the server in its turn."""
+    """A server process, which wait_until_up() or wait_for_log() tell to be ready. Settings go to its command line, but
+    those that are None; ini is what its ini file says before, wrapper a command that runs the server in its turn."""
 
     def __init__(self, host, directory, folder=None, *, port=None, address=None, verbosity=511, wrapper=(), ini=None,
                  radio_host=None, arguments=(), **settings):
@@ -55,49 +46,35 @@ class Daemon:
         # Without a directory to ask, none is looked for: that would add a placeholder to every test's tree.
         defaults = {"inifile": self.ini, "v": verbosity, "contentdir": folder,
                     "ip": host.address if host.interface == "lo" else None, "radio": 0 if radio_host is None else None}
-        self.arguments = [word for key, value in (defaults | settings).items() if value is not None
-                          for word in (f"-{key}", str(value))] + [*arguments]
-        self.wrapper, self.radio_host = wrapper, radio_host
-        self.process = None
+        arguments = [word for key, value in (defaults | settings).items() if value is not None
+                     for word in (f"-{key}", str(value))] + [*arguments]
         self.directory.mkdir(parents=True, exist_ok=True)
         if ini is not None:
             self.ini.write_bytes(ini)
-
-    def start(self):
-        """Starts the process; wait_until_up() or wait_for_log() tell when it is ready."""
-        environment = os.environ | {"PELORAMA_CHARSET": "UTF-8"}
-        if self.radio_host is not None:
-            environment["PELORAMA_RADIO_HOST"] = self.radio_host
-        command = self.host.command(*self.wrapper, EXECUTABLE, *self.arguments)
+        environment = {"PELORAMA_CHARSET": "UTF-8"} | (
+            {"PELORAMA_RADIO_HOST": radio_host} if radio_host is not None else {})
         with open(self.log_path, "ab") as log:
-            self.process = subprocess.Popen(command, cwd=self.directory, env=environment, stdin=subprocess.DEVNULL,
-                                            stdout=log, stderr=log)
-        return self
+            self.process = subprocess.Popen(host.command(*wrapper, EXECUTABLE, *arguments), cwd=self.directory,
+                                            env=os.environ | environment, stdin=subprocess.DEVNULL, stdout=log,
+                                            stderr=log)
 
     def client(self, host=None, address=None):
         """A control point, on the host at the other end of the cable if no other is named."""
         return wire.Client(host or self.host.peer, address or self.address, self.port)
 
-    # What it says
-
     def log(self):
-        return self.log_path.read_bytes().decode("utf-8", "replace") if self.log_path.exists() else ""
+        return self.log_path.read_bytes().decode("utf-8", "replace")
 
     def wait_for_log(self, pattern, after=0, deadline=30):
         """Waits for a line that matches; returns the match. after counts characters of the log already seen."""
-        def look():
-            self.check_alive()
-            return re.compile(pattern, re.M).search(self.log(), after)
-        return wait_until(look, f"log line {pattern!r}", deadline)
+        return wait_until(lambda: self.check_alive() or re.compile(pattern, re.M).search(self.log(), after),
+                          f"log line {pattern!r}", deadline)
 
     def wait_for_scan(self, after=0, deadline=60):
         return self.wait_for_log(r"DB scan on .* completed", after, deadline)
 
     def wait_until_up(self):
-        def look():
-            self.check_alive()
-            return self.answers()
-        wait_until(look, "the device description is served")
+        wait_until(lambda: self.check_alive() or self.answers(), "the device description is served")
         return self
 
     def answers(self):
@@ -114,13 +91,8 @@ class Daemon:
         for _ in range(3):
             wait_until(lambda: self.client().get(f"/rescan{directory}").text == taken, "a rescan is taken", deadline)
 
-    # How it is
-
-    def alive(self):
-        return self.process is not None and self.process.poll() is None
-
     def check_alive(self):
-        assert self.alive(), f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
+        assert self.process.poll() is None, f"the server ended with {self.process.returncode}:\n{self.log()[-2000:]}"
 
     def resident_bytes(self):
         return self._status("VmRSS") * 1024
@@ -128,14 +100,12 @@ class Daemon:
     def threads(self):
         return self._status("Threads")
 
-    def descriptors(self):
-        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
-
     def _status(self, field):
         status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
         return int(re.search(rf"^{field}:\s+(\d+)", status, re.M)[1])
 
-    # How it ends
+    def descriptors(self):
+        return len(os.listdir(f"/proc/{self.process.pid}/fd"))
 
     def signal(self, number):
         self.process.send_signal(number)
@@ -146,10 +116,8 @@ class Daemon:
 
     def stop(self):
         """Ends it the usual way and checks that it ended well."""
-        if self.process is None:
-            return
         try:
-            if self.alive():
+            if self.process.poll() is None:
                 self.signal(signal.SIGTERM)
                 assert self.wait() == 0, f"status {self.process.returncode}:\n{self.log()[-2000:]}"
         finally:
@@ -157,16 +125,12 @@ class Daemon:
         self.check_sanitizers()
 
     def kill(self):
-        if self.alive():
-            self.process.kill()
-            self.process.wait()
+        self.process.kill()  # nothing if it has ended
+        self.process.wait()
 
     def check_sanitizers(self):
-        log = self.log()
-        found = _SANITIZER_SPEAKS.search(log)
-        assert not found, f"a sanitizer speaks:\n{log[found.start():found.start() + 6000]}"
-
-    # What it survives
+        found = re.search(r"((ERROR|WARNING): \w+Sanitizer|runtime error:|LeakSanitizer)[\s\S]{,6000}", self.log())
+        assert not found, f"a sanitizer speaks:\n{found[0]}"
 
     def survives(self, action, limit=1.0):
         """Runs action() and demands what holds for every bad input: the process stays up, the description is answered
@@ -188,23 +152,17 @@ class Daemon:
 
     @contextlib.contextmanager
     def _answers_within(self, limit):
-        """Asks for the device description again and again, before, meanwhile and after; no answer may take longer."""
-        client, end, faults = self.client(), threading.Event(), []
-
-        def ask():
-            begun = time.monotonic()
-            try:
-                if client.get("/DeviceDescription.xml").status != 200:
-                    faults.append("no 200")
-            except (OSError, wire.Closed) as error:
-                faults.append(repr(error))
-            if (took := time.monotonic() - begun) >= limit:
-                faults.append(f"took {took:.2f} s")
+        """Asks for the device description again and again meanwhile, and once after; no answer may take longer."""
+        end, faults = threading.Event(), []
 
         def ask_on():
-            while not end.wait(0.1) and not faults:
-                ask()
-        ask()
+            ended = False
+            while not ended and not faults:
+                ended, begun = end.wait(0.1), time.monotonic()
+                if not self.answers():
+                    faults.append("no answer of 200")
+                if (took := time.monotonic() - begun) >= limit:
+                    faults.append(f"took {took:.2f} s")
         watch = threading.Thread(target=ask_on)
         watch.start()
         try:
@@ -212,7 +170,6 @@ class Daemon:
         finally:
             end.set()
             watch.join()
-        ask()
         assert not faults, f"the device description: {faults}"
 
 
@@ -225,12 +182,11 @@ class Servers:
         self._host, self._directory, self._started = host, directory, []
 
     def __call__(self, folder=None, *, host=None, scan=True, **options):
-        """A server of the folder, once it has scanned it; with scan=False as soon as it is started.
-
-        The other options are those of Daemon. It scans once, without repetition, if they say nothing else."""
+        """A server of the folder, once it has scanned it; with scan=False as soon as it is started. The other options
+        are those of Daemon. It scans once, without repetition, if they say nothing else."""
         options = {"scantime": 0, "httpport": next(self._ports)} | options
         server = Daemon(host or self._host, self._directory / f"server{len(self._started)}", folder, **options)
-        self._started.append(server.start())
+        self._started.append(server)
         if scan:
             server.wait_until_up().wait_for_scan()
         return server
@@ -239,9 +195,6 @@ class Servers:
         return self
 
     def __exit__(self, *_):
-        try:
+        with contextlib.ExitStack() as stack:
             for server in self._started:
-                server.stop()
-        finally:
-            for server in self._started:
-                server.kill()
+                stack.callback(server.stop)

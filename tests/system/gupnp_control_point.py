@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """A control point on GUPnP: finds the server and prints what it sees, one JSON object a line.
 
-usage: gupnp_control_point.py INTERFACE [TITLE ...]   its services, the artists and a track; or what may be fetched of
-                                                      everything in the container that is reached by these titles
-       gupnp_control_point.py INTERFACE --events      the content's events as they come, until standard input ends
+usage: gupnp_control_point.py INTERFACE TITLE ...    its actions and variables, and what may be fetched of everything in
+                                                     the container that is reached by these titles
+       gupnp_control_point.py INTERFACE --events     the content's events as they come, until standard input ends
 """
 
 import json
@@ -19,8 +19,7 @@ gi.require_version("GUPnP", "1.6")
 gi.require_version("GSSDP", "1.6")
 from gi.repository import GLib, GObject, GSSDP, GUPnP  # noqa: E402
 
-DC = "{http://purl.org/dc/elements/1.1/}"
-DIDL = "{urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/}"
+from wire import DC, DIDL  # noqa: E402
 
 
 def tell(found):
@@ -40,32 +39,26 @@ def content_of(directory, titles, object_id="0"):
     return content_of(directory, titles[1:], content[titles[0]].get("id")) if titles else content
 
 
-def look_around(directory):
+def look_around(directory, titles):
     # The description is only fetched in the main loop.
     pending = []
     directory.introspect_async(None, lambda service, result: pending.append(service.introspect_finish(result)))
     while not pending:
         GLib.MainContext.default().iteration(True)
-    tracks = content_of(directory, ["Music", "Artists", "Queen"])
     tell({"actions": [action.name for action in pending[0].list_actions()],
           "variables": [variable.name for variable in pending[0].list_state_variables()],
-          "artists": list(content_of(directory, ["Music", "Artists"])),
-          "tracks": {title: track.findtext(DIDL + "res") for title, track in tracks.items()}})
+          "resources": {title: [(res.get("protocolInfo"), res.get("resolution"), res.text)
+                                for res in element.iter(DIDL + "res")]
+                        for title, element in content_of(directory, titles).items()}})
 
 
-def list_resources(directory, titles):
-    tell({"resources": {
-        title: [(res.get("protocolInfo"), res.get("resolution"), res.text) for res in element.iter(DIDL + "res")]
-        for title, element in content_of(directory, titles).items()
-    }})
-
-
-def subscribe(directory):
+def subscribe(directory, loop):
     def on_event(_, variable, value, *__):
         tell({variable: value if isinstance(value, (str, int)) else value.get_string()})
     directory.add_notify("SystemUpdateID", GObject.TYPE_UINT, on_event, None)
     directory.add_notify("ContainerUpdateIDs", GObject.TYPE_STRING, on_event, None)
     directory.set_subscribed(True)
+    threading.Thread(target=lambda: (sys.stdin.read(), loop.quit()), daemon=True).start()
 
 
 def main(interface, *titles):
@@ -75,11 +68,10 @@ def main(interface, *titles):
         kept.append(device.get_service("urn:schemas-upnp-org:service:ContentDirectory"))
         try:
             if titles == ("--events",):
-                subscribe(kept[-1])
-                threading.Thread(target=lambda: (sys.stdin.read(), loop.quit()), daemon=True).start()
-            else:
-                list_resources(kept[-1], titles) if titles else look_around(kept[-1])
-                loop.quit()
+                subscribe(kept[-1], loop)
+                return
+            look_around(kept[-1], titles)
+            loop.quit()
         except Exception:  # the main loop would only print it
             traceback.print_exc()
             os._exit(1)

@@ -1,26 +1,20 @@
 """Network namespaces for the system tests: hosts of our own, joined by virtual cables.
 
-A namespace lives as long as its holder process, which ends when our end of its standard input is closed. So nothing is
-left behind, however the test run ends. Needs the right to make namespaces: root, or the user namespace that
-scripts/test.sh makes.
-"""
+A namespace lives as long as its holder process, which ends when our end of its standard input is closed, however the
+run ends. Needs the right to make namespaces: root, or the user namespace that scripts/test.sh makes."""
 
 import contextlib
 import ctypes
 import os
-import shutil
 import socket
 import subprocess
 
-_CLONE_NEWNET = 0x40000000
 _libc = ctypes.CDLL(None, use_errno=True)
-_nsenter = shutil.which("nsenter") or "/usr/bin/nsenter"
 
 
 def _setns(descriptor):
-    if _libc.setns(descriptor, _CLONE_NEWNET) != 0:
-        error = ctypes.get_errno()
-        raise OSError(error, os.strerror(error))
+    if _libc.setns(descriptor, 0x40000000) != 0:  # CLONE_NEWNET
+        raise OSError(ctypes.get_errno(), "setns")
 
 
 class Host:
@@ -35,9 +29,7 @@ class Host:
             raise PermissionError(f"no network namespace to be had: {reason}")
         self.pid = self._holder.pid
         self._descriptor = os.open(f"/proc/{self.pid}/ns/net", os.O_RDONLY)
-        self.address = "127.0.0.1"
-        self.interface = "lo"
-        self.peer = self  # who is at the other end of the cable
+        self.address, self.interface, self.peer = "127.0.0.1", "lo", self  # who is at the other end of the cable
         self.ip("link set lo up multicast on")
 
     def close(self):
@@ -47,19 +39,16 @@ class Host:
     @contextlib.contextmanager
     def entered(self):
         """Sockets that this thread makes inside belong to the host, for as long as they live."""
-        home = os.open("/proc/thread-self/ns/net", os.O_RDONLY)
-        try:
+        with open("/proc/thread-self/ns/net", "rb") as home:
             _setns(self._descriptor)
             try:
                 yield
             finally:
-                _setns(home)
-        finally:
-            os.close(home)
+                _setns(home.fileno())
 
     def command(self, *words):
         """The command line that runs the given one on this host (its process id stays that of the process started)."""
-        return [_nsenter, f"--net=/proc/{self.pid}/ns/net", "--", *words]
+        return ["nsenter", f"--net=/proc/{self.pid}/ns/net", "--", *words]
 
     def run(self, *words, **options):
         options = {"check": True, "capture_output": True, "text": True, "timeout": 60} | options
@@ -74,25 +63,12 @@ class Host:
     def connect(self, address, port, timeout=20, source=None):
         """A TCP connection from this host, from another of its addresses if one is named."""
         with self.entered():
-            connection = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
-        connection.settimeout(timeout)
-        try:
-            if source:
-                connection.bind((source, 0))
-            connection.connect((address, port))
-        except OSError:
-            connection.close()
-            raise
-        return connection
+            return socket.create_connection((address, port), timeout, (source, 0) if source else None)
 
     def listen(self, port=0, address=None, backlog=512):
         """A listener for TCP connections to this host."""
         with self.entered():
             return socket.create_server((address or self.address, port), backlog=backlog)
-
-    def udp(self):
-        with self.entered():
-            return socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
 
 
 def join(left, left_address, left_interface, right, right_address, right_interface):

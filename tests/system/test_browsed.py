@@ -8,9 +8,6 @@ import pytest
 import wire
 from wire import CONNECTION_MANAGER, CONTENT_DIRECTORY
 
-MUSIC_VIEWS = [
-    "Artists", "Genres", "Albums", "Folders", "Artists/Albums", "Genres/Artists", "Year/Albums", "Year/Artist", "Alpha"
-]
 # Two references for each view of one level, four and eight for two and three, one for letter groups. The lists of
 # played tracks hold more; a first look fills them with what there is.
 REFERENCES_PER_TRACK = 33
@@ -25,34 +22,24 @@ def played_lists(receiver):
     return {entry.id for entry in lists}
 
 
-@pytest.fixture(scope="module")
-def everything(receiver):
-    """The id of "All Tracks"."""
-    return receiver.child("0", "Music", "All Tracks").id
-
-
 def test_the_whole_tree_holds_what_the_folder_holds(receiver, library, played_lists):
     objects = list(receiver.walk())
     assert len({entry.id for entry in objects}) == len(objects), "an id was given twice"
     assert {entry.title for entry in objects if entry.parent_id == "0"} == {"Music", "Pictures", "Videos"}
     children = collections.Counter(entry.parent_id for entry in objects)
     assert all(entry.child_count == children[entry.id] for entry in objects)
-
     items = [entry for entry in objects if not entry.is_container and entry.ref_id is None]
     titles = [tags["title"] for tags in library.tracks.values()] + ["untagged"]
     assert sorted(entry.title for entry in items) == sorted(titles)
     references = [entry for entry in objects if entry.ref_id is not None and entry.parent_id not in played_lists]
-    for item in items:
-        own = [entry for entry in references if entry.ref_id == item.id]
-        assert len(own) == REFERENCES_PER_TRACK, item
-        assert {entry.title for entry in own} == {item.title}
-    assert {entry.ref_id for entry in references} == {entry.id for entry in items}
+    assert collections.Counter((entry.ref_id, entry.title) for entry in references) == {
+        (item.id, item.title): REFERENCES_PER_TRACK for item in items}
 
 
 def test_views_group_by_what_the_tags_say(receiver, library):
-    def titles(*path):
-        return [entry.title for entry in receiver.browse(receiver.child("0", "Music", *path).id)]
-    assert sorted(titles()) == sorted(["All Tracks", "Playlists", "Internet Radio", *MUSIC_VIEWS])
+    titles = receiver.titles
+    assert sorted(titles()) == ["Albums", "All Tracks", "Alpha", "Artists", "Artists/Albums", "Folders", "Genres",
+                                "Genres/Artists", "Internet Radio", "Playlists", "Year/Albums", "Year/Artist"]
     artists = sorted({tags["artist"] for tags in library.tracks.values()}, key=str.lower)
     assert titles("Artists") == ["- All -", *artists, "Unknown"]
     assert titles("Alpha") == ["ABC", "MNO", "PQR", "STU"]
@@ -85,8 +72,9 @@ WINDOWS = [
 ]
 
 
-@pytest.mark.parametrize("sort", ["", "+dc:title", "-upnp:album,+upnp:originalTrackNumber", "+dc:date"])
-def test_pages_are_cut_from_one_order(receiver, everything, sort):
+@pytest.mark.parametrize("sort", ["", "-upnp:album,+upnp:originalTrackNumber"])
+def test_pages_are_cut_from_one_order(receiver, sort):
+    everything = receiver.child("0", "Music", "All Tracks").id
     whole = [entry.id for entry in receiver.browse(everything, sort=sort)]
     assert len(set(whole)) == 25
     for start, count, first, behind in WINDOWS:
@@ -102,32 +90,12 @@ def test_an_answer_of_200_kilobytes_takes_no_more(receiver, played_lists):
     assert 195_001 <= answer.body.index(b"&lt;/DIDL-Lite&gt;") < 195_001 + 2000
 
 
-def test_sort_orders(receiver, everything):
-    def column(sort, pick):
-        return [pick(entry) for entry in receiver.browse(everything, sort=sort) if entry.artist]
-    pairs = column("-upnp:artist,+dc:title", lambda entry: (entry.artist.lower(), entry.title.lower()))
-    assert pairs == sorted(sorted(pairs, key=lambda pair: pair[1]), key=lambda pair: pair[0], reverse=True)
-    # A blank after the comma makes the second key unknown: ties fall back to the title, ascending.
-    albums = column("+upnp:album, -dc:title", lambda entry: (entry.album.lower(), entry.title.lower()))
-    assert albums == sorted(albums)
-
-    folders = receiver.child("0", "Music", "Folders").id
-    kinds = [entry.is_container for entry in receiver.browse(folders, sort="-dc:title")]
-    assert kinds == sorted(kinds, reverse=True), "containers come first in descending order too"
-
-    shuffles = [[entry.id for entry in receiver.browse(everything, sort=f"Philips:shuffle:{seed}")]
-                for seed in (7, 7, 8)]
-    assert shuffles[0] == shuffles[1] != shuffles[2]
-
-
 @pytest.mark.parametrize("view, sort, letter, start, titles", [
-    ("Artists", "", "m", 2, ["Madonna", "Queen"]),
-    ("Artists", "", "m" * 10_000, 3, ["Queen", "Sigur Rós"]),
+    ("Artists", "", "m", 2, ["Madonna", "Queen"]), ("Artists", "", "m" * 10_000, 3, ["Queen", "Sigur Rós"]),
     # Titles that descend are looked through one by one.
     ("Artists", "-dc:title", "n", 0, ["Unknown", "Sigur Rós"]),
     # Folders stand before the tracks, with titles that ascend on their own.
-    ("Folders", "", "R", 4, ["Sigur Rós", "untagged"]),
-    ("Folders", "", "v", 6, []),
+    ("Folders", "", "R", 4, ["Sigur Rós", "untagged"]), ("Folders", "", "v", 6, []),
 ])
 def test_browsing_by_letter(receiver, view, sort, letter, start, titles):
     response = receiver.call("X_BrowseByLetter", ObjectID=receiver.child("0", "Music", view).id,
@@ -137,19 +105,12 @@ def test_browsing_by_letter(receiver, view, sort, letter, start, titles):
 
 
 @pytest.mark.parametrize("criteria, matches", [
-    ('upnp:artist = "Queen" and upnp:genre = "Rock" or upnp:artist = "Abba"', 8),
-    ('upnp:artist = "Queen" and (upnp:genre = "Rock" or upnp:artist = "Abba")', 2),
-    ('upnp:originalTrackNumber >= 3 and dc:date = "1993-01-01"', 8),
-    ('upnp:album contains "<second>"', 12),
-    ('dc:title = &quot;Queen F1&quot;', 1),  # escaped twice on its way
-    ('dc:title = "no such title"', 0),
-])
+    ('upnp:originalTrackNumber >= 3 and dc:date = "1993-01-01"', 8), ('upnp:album contains "<second>"', 12),
+    ('dc:title = &quot;Queen F1&quot;', 1)])  # escaped twice on its way
 def test_search_finds_items_and_references(receiver, played_lists, criteria, matches):
     every = f'({criteria}) and upnp:class derivedfrom "object.item"'
     own = f'{every} and @refID exists "false"'
-    assert receiver.search(own).total == matches
-    found = receiver.search_all(every)
-    in_views = [entry for entry in found if entry.parent_id not in played_lists]
+    in_views = [entry for entry in receiver.search_all(every) if entry.parent_id not in played_lists]
     assert len(in_views) == matches * (1 + REFERENCES_PER_TRACK)
     # The container does not narrow a search. Without criteria nothing is found.
     assert receiver.search(own, container=receiver.child("0", "Pictures").id).total == matches
@@ -195,20 +156,17 @@ def test_answers_to_the_byte(receiver):
         assert answer.header("Content-Type") == 'text/xml; charset="UTF-8"'
         response = f'<u:{name}Response xmlns:u="{CONTENT_DIRECTORY}">{inner}</u:{name}Response>'
         assert answer.text == f"{HEAD}{response}</s:Body></s:Envelope>", action
-
-
-@pytest.mark.parametrize("action, inner", [
-    ("GetProtocolInfo", "    <Source>http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*"
-     "</Source>      <Sink></Sink>"),
-    ("GetCurrentConnectionIDs", "    <ConnectionIDs>0</ConnectionIDs>"),
-    ("GetCurrentConnectionInfo", "    <RcsID>-1</RcsID>    <AVTransportID>-1</AVTransportID>    <ProtocolInfo>"
-     "</ProtocolInfo>    <PeerConnectionManager></PeerConnectionManager>    <PeerConnectionID>-1</PeerConnectionID>"
-     "    <Direction>Output</Direction>    <Status>Unknown</Status>"),
-])
-def test_no_account_is_kept_of_connections(receiver, action, inner):
-    answer = receiver.post_soap(action, "<ConnectionID>5</ConnectionID>", CONNECTION_MANAGER)
-    response = f'<u:{action}Response xmlns:u="{CONNECTION_MANAGER}">{inner}  </u:{action}Response>'
-    assert answer.text == f"{HEAD}  {response}</s:Body></s:Envelope>"
+    for action, inner in (  # no account is kept of connections
+        ("GetProtocolInfo", "    <Source>http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*"
+         "</Source>      <Sink></Sink>"),
+        ("GetCurrentConnectionIDs", "    <ConnectionIDs>0</ConnectionIDs>"),
+        ("GetCurrentConnectionInfo", "    <RcsID>-1</RcsID>    <AVTransportID>-1</AVTransportID>    <ProtocolInfo>"
+         "</ProtocolInfo>    <PeerConnectionManager></PeerConnectionManager>    <PeerConnectionID>-1</PeerConnectionID>"
+         "    <Direction>Output</Direction>    <Status>Unknown</Status>"),
+    ):
+        answer = receiver.post_soap(action, "<ConnectionID>5</ConnectionID>", CONNECTION_MANAGER)
+        response = f'<u:{action}Response xmlns:u="{CONNECTION_MANAGER}">{inner}  </u:{action}Response>'
+        assert answer.text == f"{HEAD}  {response}</s:Body></s:Envelope>"
 
 
 def test_the_action_header_names_the_action(receiver):
@@ -226,29 +184,22 @@ DESCRIPTIONS = {
 }
 NEW_TITLE = "<NewTagValue>&lt;title&gt;y&lt;/title&gt;</NewTagValue>"
 OTHER_TITLE = "<ObjectID>TRACK</ObjectID>" + NEW_TITLE.replace("New", "Current") + NEW_TITLE
-FAULTS = {
-    # name: (action, inner XML with TRACK for a track's id, code)
-    "unknown_action": ("Dance", "", 401),
-    "no_browse_flag": ("Browse", "<ObjectID>0</ObjectID>", 402),
-    "no_object_id": ("Browse", "<BrowseFlag>BrowseMetadata</BrowseFlag>", 701),
-    "no_such_object": ("Browse", ONE_CHILD.replace(">0<", ">999999<"), 701),
-    "children_of_a_track": ("Browse", ONE_CHILD.replace(">0<", ">TRACK<"), 402),
-    "letters_of_a_track": ("X_BrowseByLetter", ONE_CHILD.replace(">0<", ">TRACK<"), 402),
-    "optional_action": ("CreateObject", "", 602),
-    "search_by_object_id": ("Search", "<ObjectID>0</ObjectID>", 701),
-    "bad_criteria": ("Search", '<ContainerID>0</ContainerID><SearchCriteria>dc:foo = "1"</SearchCriteria>', 708),
-    "no_direction": ("PrepareForConnection", "", 402),
-    "direction": ("PrepareForConnection", "<Direction>Output</Direction>", 602),
-    "update_without_values": ("UpdateObject", "<ObjectID>TRACK</ObjectID>", 402),
-    "update_without_the_old": ("UpdateObject", "<ObjectID>TRACK</ObjectID>" + NEW_TITLE, 501),
-    "update_of_an_unknown_field": ("UpdateObject", OTHER_TITLE.replace("title", "dc:title"), 402),
-    "update_of_another_value": ("UpdateObject", OTHER_TITLE, 604),
-}
 
 
-@pytest.mark.parametrize("name", FAULTS)
-def test_faults(receiver, name):
-    action, inner, code = FAULTS[name]
+@pytest.mark.parametrize("action, inner, code", [  # TRACK is a track's id
+    ("Dance", "", 401),
+    ("Browse", "<ObjectID>0</ObjectID>", 402), ("Browse", "<BrowseFlag>BrowseMetadata</BrowseFlag>", 701),
+    ("Browse", ONE_CHILD.replace(">0<", ">999999<"), 701), ("Browse", ONE_CHILD.replace(">0<", ">TRACK<"), 402),
+    ("X_BrowseByLetter", ONE_CHILD.replace(">0<", ">TRACK<"), 402),
+    ("CreateObject", "", 602),
+    ("Search", "<ObjectID>0</ObjectID>", 701),
+    ("Search", '<ContainerID>0</ContainerID><SearchCriteria>dc:foo = "1"</SearchCriteria>', 708),
+    ("PrepareForConnection", "", 402), ("PrepareForConnection", "<Direction>Output</Direction>", 602),
+    ("UpdateObject", "<ObjectID>TRACK</ObjectID>", 402),
+    ("UpdateObject", "<ObjectID>TRACK</ObjectID>" + NEW_TITLE, 501),
+    ("UpdateObject", OTHER_TITLE.replace("title", "dc:title"), 402), ("UpdateObject", OTHER_TITLE, 604),
+])
+def test_faults(receiver, action, inner, code):
     answer = receiver.post_soap(action, inner.replace("TRACK", receiver.tracks()[0].id),
                                 CONNECTION_MANAGER if action == "PrepareForConnection" else CONTENT_DIRECTORY)
     as_good = code in (402, 501)  # these two come with the status of an answer

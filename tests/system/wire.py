@@ -1,7 +1,6 @@
 """What the tests put on the wire and read from it: plain HTTP, SOAP control, DIDL-Lite, SSDP; Python's library only."""
 
 import contextlib
-import dataclasses
 import re
 import socket
 import time
@@ -18,11 +17,9 @@ UPNP = "{urn:schemas-upnp-org:metadata-1-0/upnp/}"
 DIDL = "{urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/}"
 
 
-@dataclasses.dataclass
 class Answer:
-    status_line: str
-    headers: list          # (name, value as sent, leading blank included)
-    body: bytes
+    def __init__(self, status_line, headers, body):
+        self.status_line, self.headers, self.body = status_line, headers, body  # (name, value as sent, blanks included)
 
     status = property(lambda self: int(self.status_line.split()[1]))
     text = property(lambda self: self.body.decode())
@@ -37,34 +34,30 @@ class Answer:
 
 
 class Closed(Exception):
-    """The server closed the connection before an answer was complete."""
-
-    def __init__(self, received):
-        super().__init__(f"after {len(received)} bytes: {received[:300]!r}")
-        self.received = received
+    """The server closed the connection before an answer was complete. It began with these bytes."""
 
 
 def read_answer(connection, method="GET", have=b""):
     """One answer, read by its Content-Length (or to the end of the connection). Returns it and the bytes behind it."""
     received = bytearray(have)
 
-    def receive():
-        piece = connection.recv(1 << 16)
-        received.extend(piece)
+    def receive(optional=False):
+        received.extend(piece := connection.recv(1 << 16))
+        if not piece and not optional:
+            raise Closed(bytes(received[:300]))
         return piece
     while b"\r\n\r\n" not in received:
-        if not receive():
-            raise Closed(bytes(received))
-    body_start = received.index(b"\r\n\r\n") + 4
-    answer = Answer.of_head(bytes(received[:body_start - 4]))
+        receive()
+    start = received.index(b"\r\n\r\n") + 4
+    answer = Answer.of_head(bytes(received[:start - 4]))
     length = answer.header("Content-Length")
-    end = body_start if method == "HEAD" else float("inf") if length is None else body_start + int(length)
-    while len(received) < end and receive():
-        pass
-    if length is not None and len(received) < end:
-        raise Closed(bytes(received))
-    end = min(end, len(received))
-    answer.body = bytes(received[body_start:end])
+    if length is None and method != "HEAD":
+        while receive(optional=True):
+            pass
+    end = start if method == "HEAD" else len(received) if length is None else start + int(length)
+    while len(received) < end:
+        receive()
+    answer.body = bytes(received[start:end])
     return answer, bytes(received[end:])
 
 
@@ -73,8 +66,7 @@ class Client:
 
     def __init__(self, host, address, port):
         self.host, self.address, self.port = host, address, port
-        self.source = None  # its own address, where the host has several
-        self.headers = []   # lines of every request, by which a receiver may be known
+        self.source, self.headers = None, []  # which of its host's; lines that tell what it is
 
     def connect(self, timeout=20):
         return self.host.connect(self.address, self.port, timeout, self.source)
@@ -161,6 +153,10 @@ class Client:
             if entry.is_container:
                 yield from self.walk(entry.id)
 
+    def titles(self, *path):
+        """What a container of "Music" lists."""
+        return [entry.title for entry in self.browse(self.child("0", "Music", *path).id)]
+
     def tracks(self):
         """The items of "All Tracks"."""
         return list(self.browse(self.child("0", "Music", "All Tracks").id))
@@ -192,8 +188,7 @@ class Entry:
         self.child_count = int(element.get("childCount", 0))
 
     def text(self, name):
-        found = self.element.find(name)
-        return None if found is None else found.text or ""
+        return self.element.findtext(name)
 
     title = property(lambda self: self.text(DC + "title"))
     artist = property(lambda self: self.text(UPNP + "artist"))
@@ -201,7 +196,6 @@ class Entry:
     upnp_class = property(lambda self: self.text(UPNP + "class"))
     resource = property(lambda self: self.element.find(DIDL + "res"))
     url = property(lambda self: self.resource.text)
-
     path = property(lambda self: re.sub(r"^http://[^/]*", "", self.url))  # for a server that is already known
 
     def __repr__(self):
@@ -224,18 +218,10 @@ def msearch(target, mx="1"):
             f"ST: {target}\r\n\r\n").encode()
 
 
-def parse_packet(packet):
-    """(start line, {header in capitals: value}) of an SSDP message."""
-    lines = packet.decode("latin-1").split("\r\n")
-    fields = (line.split(":", 1) for line in lines[1:] if ":" in line)
-    return lines[0], {name.upper(): value.strip() for name, value in fields}
-
-
 class _Ssdp:
-    """A socket on a host's network."""
-
     def __init__(self, host):
-        self.socket = host.udp()
+        with host.entered():
+            self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
 
     def __enter__(self):
         return self
@@ -244,7 +230,7 @@ class _Ssdp:
         self.socket.close()
 
     def receive(self, count, deadline=20):
-        """The next count packets as (start line, header dictionary, sender); fails when they do not come."""
+        """The next count packets as (start line, {HEADER: value}, sender); fails when they do not come."""
         packets, end = [], time.monotonic() + deadline
         while len(packets) < count:
             self.socket.settimeout(max(0.01, end - time.monotonic()))
@@ -252,7 +238,9 @@ class _Ssdp:
                 packet, sender = self.socket.recvfrom(4096)
             except TimeoutError:
                 raise AssertionError(f"{len(packets)} of {count} packets within {deadline} s: {packets}") from None
-            packets.append((*parse_packet(packet), sender))
+            start, *lines = packet.decode("latin-1").split("\r\n")
+            fields = (line.split(":", 1) for line in lines if ":" in line)
+            packets.append((start, {name.upper(): value.strip() for name, value in fields}, sender))
         return packets
 
 
@@ -269,8 +257,8 @@ class Searcher(_Ssdp):
     def send(self, packet):
         self.socket.sendto(packet, GROUP)
 
-    def search(self, target, count, mx="1"):
-        self.send(msearch(target, mx))
+    def search(self, target, count):
+        self.send(msearch(target))
         return self.receive(count)
 
 
