@@ -14,10 +14,8 @@ def text_frame(name, text, size=None):
     return name.encode() + (len(body) if size is None else size).to_bytes(4, "big") + b"\0\0" + body
 
 
-def id3_tag(frames, version=3, flags=0, size=None):
-    """size: the four bytes that announce another one."""
-    syncsafe = bytes((len(frames) >> shift) & 0x7F for shift in (21, 14, 7, 0))
-    return b"ID3" + bytes([version, 0, flags]) + (size or syncsafe) + frames
+def id3_tag(frames, flags=0):
+    return b"ID3\3\0" + bytes([flags, *((len(frames) >> shift) & 0x7F for shift in (21, 14, 7, 0))]) + frames
 
 
 def mp3(title=None, artist=None, album=None, genre=None, year=None, track=None, seconds=1):

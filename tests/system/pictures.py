@@ -1,6 +1,5 @@
 """Pictures for the system tests: made by ffmpeg, marked by exiftool, taken apart by ffmpeg."""
 
-import pathlib
 import re
 import subprocess
 
@@ -13,7 +12,6 @@ def _run(*command, data=b""):
 
 def make(path, width, height, picture="testsrc2", pixels="yuvj420p"):
     """A JPEG file of one of ffmpeg's test pictures."""
-    path = pathlib.Path(path)
     path.parent.mkdir(parents=True, exist_ok=True)
     _run("ffmpeg", "-loglevel", "error", "-y", "-f", "lavfi", "-i", f"{picture}=size={width}x{height}",
          "-frames:v", "1", "-pix_fmt", pixels, "-strict", "unofficial", str(path))
@@ -27,15 +25,13 @@ def mark(path, *tags):
 
 def decode(jpeg):
     """(width, height, RGB bytes) of a JPEG, not turned whatever it says about the camera."""
-    image = _run("ffmpeg", "-loglevel", "error", "-noautorotate", "-f", "mjpeg", "-i", "-",
-                 "-f", "image2pipe", "-c:v", "ppm", "-", data=jpeg)
+    image = _run(*"ffmpeg -loglevel error -noautorotate -f mjpeg -i - -f image2pipe -c:v ppm -".split(), data=jpeg)
     head = re.match(rb"P6\n(\d+) (\d+)\n255\n", image)
     return int(head[1]), int(head[2]), image[head.end():]
 
 
 def size(jpeg):
-    width, height, _ = decode(jpeg)
-    return width, height
+    return decode(jpeg)[:2]
 
 
 def pixel(image, x, y):

@@ -84,9 +84,10 @@ TRACK, FILM, PHOTO, STATION = (f"object.item.{name}" for name in (
 
 def items_file(path, items):
     """A persistence file: items maps titles to {tag of that file: value}, "RE" being a path or a URL."""
-    records = ("".join(f"{tag}:{value}\n" for tag, value in ({"TI": title, "CL": TRACK} | tags).items())
-               for title, tags in items.items())
-    return music.write(path, "".join(f"<SOI>\n{record}<EOI>\n" for record in records).encode())
+    def record(tags):
+        return "<SOI>\n" + "".join(f"{tag}:{value}\n" for tag, value in tags.items()) + "<EOI>\n"
+    records = (record({"TI": title, "CL": TRACK} | tags) for title, tags in items.items())
+    return music.write(path, "".join(records).encode())
 
 
 def serve_items(serve, directory, items, **options):
@@ -122,8 +123,7 @@ def installed(program):
                             capture_output=True)
     if not executable or lesser.returncode != 0:
         # A run that is to vouch for a change must not pass by testing nothing.
-        (pytest.fail if os.environ.get("CI") else pytest.skip)(
-            f"{program} cannot become nobody" if executable else f"{program} is not installed")
+        (pytest.fail if os.environ.get("CI") else pytest.skip)(f"{program} is missing or cannot become nobody")
     return executable
 
 

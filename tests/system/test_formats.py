@@ -11,6 +11,7 @@ import types
 import pytest
 
 import music
+import pictures
 import wire
 
 pytestmark = pytest.mark.skipif(not (shutil.which("ffmpeg") and shutil.which("sox")),
@@ -18,15 +19,14 @@ pytestmark = pytest.mark.skipif(not (shutil.which("ffmpeg") and shutil.which("so
 
 
 def ffmpeg(path, seconds, *options, **tags):
-    path.parent.mkdir(parents=True, exist_ok=True)
     metadata = [word for key, value in tags.items() for word in ("-metadata", f"{key}={value}")]
     subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"sine=frequency=440:duration={seconds}", *options,
                     *metadata, "-y", path], check=True)
 
 
 def sox(path, seconds, rate=44100, channels=2, *options):
-    subprocess.run(["sox", "-n", "-r", str(rate), "-c", str(channels), "-b", "16", *options, path,
-                    "synth", str(seconds), "sine", "440", "vol", "0.5"], check=True)
+    subprocess.run(["sox", "-n", "-r", str(rate), "-c", str(channels), "-b", "16", *options, path, "synth",
+                    str(seconds), "sine", "440", "vol", "0.5"], check=True)
 
 
 @pytest.fixture(scope="module")
@@ -38,19 +38,12 @@ def formats(serve_file, network, tmp_path_factory):
     ffmpeg(folder / "song.m4a", 10, "-c:a", "aac", title="M4a Söng", artist="M4a Artist", album="M4a Album",
            date="2005-03-04", **tags)
     ffmpeg(folder / "tagged.wav", 4, title="Wav Song", artist="Wav Artist", album="Wav Album", genre="Jazz")
-    cover = tmp_path_factory.mktemp("cover") / "cover.jpg"
-    subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc=size=64x64:rate=1", "-frames:v", "1", cover],
-                   check=True)
-    ffmpeg(folder / "bare.m4a", 2, "-c:a", "aac", title="With cover")
-    subprocess.run(["ffmpeg", "-v", "error", "-i", folder / "bare.m4a", "-i", cover, "-map", "0", "-map", "1",
-                    "-c", "copy", "-disposition:v", "attached_pic", folder / "with.m4a"], check=True)
-    (folder / "bare.m4a").unlink()
+    ffmpeg(folder / "with.m4a", 2, "-f", "lavfi", "-i", "testsrc=size=64x64:duration=0.04", "-map", "0", "-map", "1",
+           "-c:a", "aac", "-c:v", "mjpeg", "-disposition:v", "attached_pic", title="With cover")
     sox(folder / "plain.wav", 3)
     sox(folder / "raw.pcm", 3, 44100, 2, "-e", "signed", "-B", "-t", "raw")
     sox(folder / "tone48Mono.lpcm", 7, 48000, 1, "-e", "signed", "-B", "-t", "raw")
     music.write(folder / "track.mp3", music.mp3("Mp3 Song", "Mp3 Artist", seconds=2))
-    music.write(folder / "film.mpg", bytes(1000), modified=1_000_000_000)
-
     music.write(folder / "lists" / "Mixed.m3u",
                 b"#EXTM3U\r\n#EXTINF:3,Other title\r\n../plain.wav\r\nsong.m4a\r\n" + os.fsencode(folder / "one.wma") +
                 b"\r\nnowhere.mp3\r\nhttp://radio.example/stream.mp3\r\n")
@@ -59,7 +52,7 @@ def formats(serve_file, network, tmp_path_factory):
                 b'<?wpl version="1.0"?>\r\n<smil><head><title>Media</title></head><body><seq>\r\n'
                 b'<media src="..\\bare.wma"/>\r\n<media src="..\\tagged.wav" tid="{1}"/>\r\n</seq></body></smil>\r\n')
     server = serve_file(folder)
-    return types.SimpleNamespace(server=server, client=server.client(), folder=folder, cover=cover.read_bytes(),
+    return types.SimpleNamespace(server=server, client=server.client(), folder=folder,
                                  receiver=network.receiver)
 
 
@@ -85,30 +78,27 @@ def test_tags_and_durations(formats):
     }
 
 
-@pytest.mark.parametrize("title, codec, seconds", [
-    ("Wma Söng", "wmav2", 30), ("M4a Söng", "aac", 10), ("Wav Song", "pcm_s16le", 4), ("Other title", "pcm_s16le", 3),
-])
-def test_plays(formats, title, codec, seconds):
-    url = tracks_by_title(formats.client)[title].url
-    probed = json.loads(formats.receiver.run("ffprobe", "-v", "error", "-of", "json", "-show_streams", "-show_format",
-                                             url).stdout)
-    assert probed["streams"][0]["codec_name"] == codec
-    assert abs(float(probed["format"]["duration"]) - seconds) < 0.3
+PLAYED = {  # codec, seconds, rate, channels. Only .lpcm has the last two in the answer's type; .pcm would be refused
+    "Wma Söng": ("wmav2", 30, "44100", 1), "M4a Söng": ("aac", 10, "44100", 1),
+    "Wav Song": ("pcm_s16le", 4, "44100", 1), "Other title": ("pcm_s16le", 3, "44100", 2),
+    "tone48Mono": ("pcm_s16be", None, "48000", 1)}
 
 
-def test_raw_sound_plays_as_labelled(formats):
-    # Only .lpcm has rate and channels in the answer's type; without them ffprobe refuses .pcm, so its bytes are read.
+def test_plays(formats):
     tracks = tracks_by_title(formats.client)
-    stream, = json.loads(formats.receiver.run("ffprobe", "-v", "error", "-of", "json", "-show_streams",
-                                              tracks["tone48Mono"].url).stdout)["streams"]
-    assert (stream["codec_name"], stream["sample_rate"], stream["channels"]) == ("pcm_s16be", "48000", 1)
+    for title, (codec, seconds, rate, channels) in PLAYED.items():
+        probed = json.loads(formats.receiver.run("ffprobe", "-v", "error", "-of", "json", "-show_streams",
+                                                 "-show_format", tracks[title].url).stdout)
+        stream, = probed["streams"]
+        assert (stream["codec_name"], stream["sample_rate"], stream["channels"]) == (codec, rate, channels), title
+        assert not seconds or abs(float(probed["format"]["duration"]) - seconds) < 0.3, title
     assert formats.client.get(tracks["raw"].path).body == (formats.folder / "raw.pcm").read_bytes()
 
 
 def test_cover(formats):
     track = tracks_by_title(formats.client)["With cover"]
     answer = formats.client.get(re.sub("^http://[^/]*", "", track.text(wire.UPNP + "albumArtURI")))
-    assert (answer.status, answer.header("Content-Type"), answer.body) == (200, "image/jpeg", formats.cover)
+    assert (answer.header("Content-Type"), pictures.size(answer.body)) == ("image/jpeg", (64, 64))
 
 
 def test_playlists_hold_what_they_name(formats):
@@ -122,14 +112,6 @@ def test_playlists_hold_what_they_name(formats):
     assert sorted(entries("Media")) == [("1", "bare"), ("2", "Wav Song")]
     assert len(formats.client.tracks()) == 9, "no file is there twice"
     assert "[Problem]DB:failed to locate/add playlist item: nowhere.mp3" in formats.server.log()
-
-
-def test_video_has_name_size_and_date(formats):
-    film = formats.client.child("0", "Videos", "All Videos", "film")
-    assert film.upnp_class == "object.item.videoItem.movie"
-    assert film.text(wire.DC + "date") == "2001-09-09"
-    assert film.resource.get("size") == "1000"
-    assert formats.client.get(film.path).body == bytes(1000)
 
 
 def test_changed_and_removed_playlists(serve, tmp_path):
@@ -153,13 +135,3 @@ def test_changed_and_removed_playlists(serve, tmp_path):
     server.rescan()
     assert lists() == {"new": ["B"]}
     assert len(client.tracks()) == 3
-    # The title of a list is for files without one in their tags, also for those that are in the library already.
-    for name in ("n1", "n2"):
-        music.write(folder / f"{name}.mp3", music.mp3())
-    music.write(folder / "titled.m3u", b"#EXTM3U\n#EXTINF:123,Artist - Song\nn1.mp3\nn2.mp3\na.mp3\n")
-    server.rescan()
-    assert lists()["titled"] == ["A", "Artist - Song", "Artist - Song"]
-    assert sorted(track.title for track in client.tracks()) == ["A", "Artist - Song", "Artist - Song", "B", "C"]
-    os.utime(folder / "n1.mp3")
-    server.rescan()
-    assert lists()["titled"] == ["A", "Artist - Song", "Artist - Song"], "a changed file is named again"

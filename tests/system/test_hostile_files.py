@@ -1,5 +1,6 @@
 """Folders and files that nobody made on purpose, and settings that somebody did."""
 
+import contextlib
 import os
 import pathlib
 import socket
@@ -59,15 +60,12 @@ BAD = {
     **{f"texts/{index}.mp3": music.mp3(text, text, text, text) for index, text in enumerate(TEXTS)},
     "texts/latin1.mp3": id3_tag(text_frame("TIT2", b"\0Caf\xe9") + text_frame("TPE1", b"\x03\xff\xfe broken")),
     "texts/surrogates.mp3": id3_tag(text_frame("TIT2", b"\x01\xff\xfe" + b"\x00\xd8" * 20)),
-    "texts/half_a_unit.mp3": id3_tag(text_frame("TIT2", b"\x01") + text_frame("TALB", b"\x01\xff\xfe\x41")),
-    "texts/numbers.mp3": id3_tag(text_frame("TRCK", b"\x0099999999999") + text_frame("TCON", b"\0(99999999999)")),
     **{os.fsdecode(b"names/" + name + b".mp3"): music.mp3() for name in NAMES},
     **{f"large/empty.{kind}": b"" for kind in ("mp3", "wma", "wav", "m4a")},
     "large/many_tags.mp3": id3_tag(TITLE) * 5000,
     "large/extended_headers.mp3": id3_tag(b"\0\0\0\0" + TITLE, flags=0x40) * 50,
     "large/all_sync.mp3": b"\xff" * 200_000,
     "large/many_attributes.wma": asf(b"\xff\xff" + "WMFSDKVersion\0".encode("utf-16-le") * 2000),
-    "large/names_without_end.wma": asf(b"\xff\xff" + "WM/".encode("utf-16-le") * 10000),
     "large/all_lengths.wma": asf(b"\xff" * 60000),
     "large/pairs.wma": asf((b"\1" * 254 + b"\0\0") * 240),
     "lists/song.mp3": music.mp3("Song"),
@@ -145,36 +143,27 @@ def test_bad_files(serve, tmp_path):
 def test_folders_that_loop_and_entries_that_are_no_files(serve, tmp_path):
     folder = tmp_path / "music"
     music.write(folder / "a" / "song.mp3", music.mp3("Song"))
-    (folder / "a" / "loop").symlink_to(folder)
-    (folder / "self.mp3").symlink_to("self.mp3")
-    (folder / "dangling.mp3").symlink_to("nowhere.mp3")
-    (folder / "linked.mp3").symlink_to("a/song.mp3")
+    for name, target in (("a/loop", folder), ("self.mp3", "self.mp3"), ("dangling.mp3", "nowhere.mp3"),
+                         ("linked.mp3", "a/song.mp3")):
+        (folder / name).symlink_to(target)
     (folder / "folder.mp3").mkdir()
     os.mkfifo(folder / "fifo.mp3")
     unix = socket.socket(socket.AF_UNIX)
     unix.bind(str(folder / "socket.mp3"))
     with unix:
-        if os.geteuid() == 0:
-            try:
-                os.mknod(folder / "zero.mp3", stat.S_IFCHR | 0o666, os.makedev(1, 5))
-            except OSError:
-                pass  # not in a user namespace
-        deep = folder
-        for level in range(50):
-            deep = deep / f"d{level}"
-        music.write(deep / "deep.mp3", music.mp3("Too deep"))
-        music.write(folder / pathlib.Path(*(f"d{level}" for level in range(20))) / "edge.mp3", music.mp3("At the edge"))
+        with contextlib.suppress(OSError):  # in a user namespace, or of an ordinary user
+            os.mknod(folder / "zero.mp3", stat.S_IFCHR | 0o666, os.makedev(1, 5))
+        for levels, title in (50, "Too deep"), (20, "At the edge"):
+            music.write(folder / pathlib.Path(*(f"d{level}" for level in range(levels))) / "a.mp3", music.mp3(title))
         (folder / "long").mkdir()  # with paths beyond what a buffer for them holds
         step = "l" * 250
         subprocess.run(f"for level in $(seq 18); do mkdir {step} && cd -P {step} || exit; done; : > far.mp3",
                        shell=True, cwd=folder / "long", check=True)
         server = serve(folder)
-        client = server.client()
-        titles = [track.title for track in client.tracks()]
-        assert sorted(titles) == ["At the edge", "Song", "Song"]
+        for end in lambda: None, lambda: server.survives(server.rescan):
+            end()
+            assert sorted(track.title for track in server.client().tracks()) == ["At the edge", "Song", "Song"]
         assert "do not descend further" in server.log()
-        server.survives(server.rescan)
-        assert sorted(track.title for track in client.tracks()) == sorted(titles)
 
 
 def test_unreadable_folder_is_reported_and_left_out(serve, tmp_path):
@@ -197,36 +186,31 @@ def test_a_file_that_is_cut_while_it_streams(serve, tmp_path):
         film.write_bytes(bytes(64 << 20))
         with client.connect() as connection:
             connection.sendall(f"GET {path} HTTP/1.1\r\n\r\n".encode())
-            received = len(connection.recv(1 << 16))
+            assert connection.recv(1 << 16)
             os.truncate(film, 1 << 20)
             # Fewer bytes than promised: the connection ends, so that the receiver notices.
-            while piece := connection.recv(1 << 20):
-                received += len(piece)
-        assert received < 64 << 20
+            assert sum(map(len, iter(lambda: connection.recv(1 << 20), b""))) < 63 << 20
     server.survives(cut)
 
 
 @pytest.mark.parametrize("name", ["%s%n%s", "n" * 5000, "a\tb\x01c", "\udcff\udcfe"],
                          ids=["format", "5000", "controls", "not_utf8"])
 def test_friendly_names(lone_host, serve, tmp_path, name):
-    server = serve(tmp_path, host=lone_host, friendlyname=name)
-    document = ElementTree.fromstring(server.client().get("/DeviceDescription.xml").body)
-    shown = document.findtext(".//{*}friendlyName")
+    document = serve(tmp_path, host=lone_host, friendlyname=name).client().get("/DeviceDescription.xml").body
+    shown = ElementTree.fromstring(document).findtext(".//{*}friendlyName")
     assert shown == name if name == "%s%n%s" else shown
 
 
-@pytest.mark.parametrize("content", [
-    b"friendlyname=x\n" * 700_000, os.urandom(100_000), b"a" * 5_000_000, b"=" * 100_000,
-    b"contentdir=" + b",/nowhere" * 100 + b"\n", b"\0" * 1000,
-], ids=["10_MB", "binary", "no_line_end", "equal_signs", "many_folders", "nul"])
-def test_ini_files(lone_host, serve, tmp_path, content):
-    music.write(tmp_path / "server0" / "pelorama.ini", content)
-    serve(host=lone_host, scan=False).wait_until_up()
+@pytest.mark.parametrize("content", [b"friendlyname=x\n" * 700_000, os.urandom(100_000) + bytes(1000), b"a" * 5_000_000,
+                                     b"contentdir=" + b",/nowhere" * 100 + b"\n"],
+                         ids=["10_MB", "binary", "no_line_end", "many_folders"])
+def test_ini_files(lone_host, serve, content):
+    serve(host=lone_host, scan=False, ini=content).wait_until_up()
 
 
-@pytest.mark.parametrize("port", [70_000, -1])
-def test_ports_that_are_none(lone_host, serve, port):
-    assert serve(host=lone_host, scan=False, httpport=port).wait() == 255
+def test_ports_that_are_none(lone_host, serve):
+    for port in 70_000, -1:
+        assert serve(host=lone_host, scan=False, httpport=port).wait() == 255
 
 
 def test_ten_thousand_folders_and_odd_views(lone_host, serve, tmp_path):
@@ -237,6 +221,5 @@ def test_ten_thousand_folders_and_odd_views(lone_host, serve, tmp_path):
     views = {f"musicnode{index + 1}": f"View {index},{view}" for index, view in enumerate(odd)}
     server = serve(f"{tmp_path}/music,{folders}", host=lone_host, scan=False, **views).wait_until_up()
     server.wait_for_log(rf"DB scan on {tmp_path}/music completed")
-    client = server.client()
-    assert [track.title for track in client.tracks()] == ["A"]
-    assert client.search('dc:title = "A"').total > 0
+    assert [track.title for track in server.client().tracks()] == ["A"]
+    assert server.client().search('dc:title = "A"').total > 0

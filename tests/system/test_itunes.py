@@ -2,11 +2,9 @@
 Their playlists are listed, their tracks stand where they belong and are played."""
 
 import datetime
-import json
 import os
 import plistlib
 import re
-import shutil
 import struct
 import urllib.parse
 
@@ -43,11 +41,7 @@ def location(path):
     return "file://localhost" + urllib.parse.quote(os.fspath(path))
 
 
-def ffprobe(host, url):
-    return json.loads(host.run("ffprobe", "-v", "error", "-of", "json", "-show_streams", url).stdout)["streams"][0]
-
-
-def test_a_library_of_5000_tracks(serve, network, tmp_path):
+def test_a_library_of_5000_tracks(serve, tmp_path):
     files = tmp_path / "iTunes & more"
     tracks = {}
     for n in range(TRACKS):
@@ -72,27 +66,23 @@ def test_a_library_of_5000_tracks(serve, network, tmp_path):
     found = client.search_all('upnp:class derivedfrom "object.item.audioItem" and @refID exists false')
     assert len(found) == TRACKS
     by_title = {track.title: track for track in found}
-    for n in (0, 1, 777, 2500, TRACKS - 1):
+    for n in range(TRACKS):
         track = by_title[f"Träck <{n:04d}> & more"]
-        assert (track.artist, track.album) == (f"Artist {n // PER_ARTIST:03d}", f"Album {n // PER_ALBUM:03d}")
-        assert track.text(wire.DC + "date") == str(1990 + n % 20)
-        assert track.resource.get("duration") == "0:01:01.500"
-    artists = next(view for view in client.browse(client.child("0", "Music").id) if "Artist" in view.title)
-    names = {entry.title for entry in client.browse(artists.id)}
+        assert (track.artist, track.album, track.text(wire.DC + "date"), track.resource.get("duration")) == (
+            f"Artist {n // PER_ARTIST:03d}", f"Album {n // PER_ALBUM:03d}", str(1990 + n % 20), "0:01:01.500")
+    names = {entry.title for entry in client.browse(client.child("0", "Music", "Artists").id)}
     assert {f"Artist {n:03d}" for n in range(TRACKS // PER_ARTIST)} <= names
-    if shutil.which("ffprobe"):
-        assert ffprobe(network.receiver, by_title["Träck <0777> & more"].url)["codec_name"] == "mp3"
+    assert client.get(by_title["Träck <0777> & more"].path).body == music.mp3(seconds=0.1)
 
 
-def test_an_ipod(serve, network, tmp_path):
+def test_an_ipod(serve, tmp_path):
     """Two songs, at ":i:Music:F00:a.mp3" and ":i:Music:F01:b.mp3"; the first playlist is the library itself, the second
     one names them the other way round."""
     for name in ("F00/a", "F01/b"):
         music.write(tmp_path / "ipod" / "i" / "Music" / f"{name}.mp3", music.mp3(seconds=2))
     database = music.write(tmp_path / "ipod" / "i" / "iTunes" / "iTunesDB",
                            (music.CORPUS / "fuzz_itunes_db" / "two_lists").read_bytes())
-    server = serve_library(serve, tmp_path, ipoddb=database)
-    client = server.client()
+    client = serve_library(serve, tmp_path, ipoddb=database).client()
     assert [entry.title for entry in client.browse(client.child("0", "Music", "Playlists").id)
             if not entry.title.startswith("-")] == ["L"]
     listed = client.browse(client.child("0", "Music", "Playlists", "L").id)
@@ -100,8 +90,6 @@ def test_an_ipod(serve, network, tmp_path):
         ("1", "Té中", ""), ("2", "One", "A")]
     assert {track.title for track in client.tracks()} == {"One", "Té中"}
     assert client.get(listed[0].path).body == music.mp3(seconds=2)
-    if shutil.which("ffprobe"):
-        assert ffprobe(network.receiver, listed[0].url)["codec_name"] == "mp3"
 
 
 def test_scanned_files_keep_their_tags_and_join(serve, tmp_path):
@@ -111,12 +99,11 @@ def test_scanned_files_keep_their_tags_and_join(serve, tmp_path):
                                            "Location": location(path)}}, [("Library", [5]), ("L", [5])]))
     server = serve_library(serve, tmp_path, ituneslib=library)
     client = server.client()
-    entry, = client.browse(client.child("0", "Music", "Playlists", "L").id)
-    assert (entry.title, entry.artist) == ("Own title", "Own artist")
-    # A rescan finds nothing newer, so the track stays in its playlist.
-    server.rescan()
-    assert len(client.tracks()) == 1
-    assert len(client.browse(client.child("0", "Music", "Playlists", "L").id)) == 1
+    for _ in range(2):  # a rescan finds nothing newer, so the track stays in its playlist
+        entry, = client.browse(client.child("0", "Music", "Playlists", "L").id)
+        assert (entry.title, entry.artist) == ("Own title", "Own artist")
+        server.rescan()
+        assert len(client.tracks()) == 1
     # A file that changed has another id and its own new tags, and its place.
     music.write(path, music.mp3("New title", "Own artist"), modified=1_700_000_100)
     server.rescan()
@@ -128,8 +115,7 @@ def test_scanned_files_keep_their_tags_and_join(serve, tmp_path):
     (b"mhdb" + struct.pack("<II", 2_000_000, 0), b"<plist><dict><key>Tracks</key>" + b"<dict><key>1</key>" * 100_000,
      "error: record size too large: 2000000\n"),
     (b"mhlt" + struct.pack("<II", 12, 0xFFFFFFFF), b"<" * 100_000, "error: reading song header: Success\n"),
-    (b"\0" * 5000, b"", "error: unknown record type: 00000000, \0\0\0\0\n"),
-], ids=["header_size_deep", "song_count_open", "zeros_empty"])
+], ids=["header_size_deep", "song_count_open"])
 def test_broken_libraries(serve, tmp_path, database, xml, message):
     music.write(tmp_path / "music" / "a.mp3", music.mp3("A"))
     server = serve_library(serve, tmp_path, ipoddb=music.write(tmp_path / "iTunesDB", database),

@@ -1,6 +1,6 @@
 """Files are fetched: whole, by range, from an offset, as a playlist; and the server says who plays what."""
 
-import json
+import itertools
 import os
 import re
 import shutil
@@ -39,8 +39,7 @@ def odd(serve_file, network, tmp_path_factory):
         "tiny": file("tiny.mp3", b"xy", DU="9:00:00"), "empty": file("empty.mp3", b"", DU="0:00:10"),
         "film": file("film.avi", CL=FILM), "ntsc": file("a.ntsc.mpg", bytes(3_000_000), CL=FILM, DU="0:01:00"),
         "photo": file("photo.jpg", CL=PHOTO), "other": file("other.unknown"),
-        "44": file("44.lpcm"), "48": file("rate48/stereo.lpcm"), "mono": file("rate48/Mono.lpcm"),
-        "slow": file("slow.mp3", bytes(21_000), DU="0:17:40"),
+        "44": file("44.lpcm"), "slow": file("slow.mp3", bytes(21_000), DU="0:17:40"),
     }, idxdir=folder / "idx", musicclient="127.0.0.7")
 
 
@@ -86,13 +85,10 @@ def test_headers_are_given_to_the_byte(odd):
         assert head == (f"{status}\r\nContent-Type: {kind}\r\nContent-Length: {length}\r\n{date}\r\n"
                         f"Connection: {connection}\r\n{lines}EXT:\r\n"
                         "Server:Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0"), request
-
-
-def test_not_found_names_the_url_without_letting_it_in(odd):
     page = ("<HTML><HEAD><TITLE>404 Not Found</TITLE></HEAD><BODY><H1>Not Found</H1>{} was not found on this server."
             "</BODY></HTML>")
-    assert odd.client().get("/disk/<b>\"&'").body.decode() == page.format("/disk/&lt;b&gt;&quot;&amp;&#39;")
-    assert odd.client().get("/disk/" + '"' * 249).body.decode() == page.format("/disk/" + "&quot;" * 249)
+    assert odd.client().get("/disk/<b>\"&'").text == page.format("/disk/&lt;b&gt;&quot;&amp;&#39;")
+    assert odd.client().get("/disk/" + '"' * 249).text == page.format("/disk/" + "&quot;" * 249)
 
 
 SEEK_TO = "TimeSeekRange.dlna.org: npt="
@@ -119,16 +115,12 @@ def test_ranges(odd):
         assert (answer.header("Content-Range"), answer.header("Content-Length")) == (content_range, length), line
 
 
-ODD_RANGES = ["-", "-500", "5-1", "0-", "abc", "0-0,5-9", "9223372036854775808-", "18446744073709551616-", "1-2-3",
-              "0-9223372036854775807", "0-99999999999999999999", "=5-9", "", "--1", "5", "-0"]
-ODD_SEEKS = ["npt=999999999:00:00-999999999:00:01", "npt=92233720368547758.07-", "npt=-5-", "npt=", "npt=-", ":" * 400,
-             "npt=" + "9" * 300 + "-", "npt=1:2:3:4:5:6-", "npt=0-0", "npt=.5-.9",
-             "npt=9223372036854775807-9223372036854775807"]
+ODD_RANGES = ["-", "-500", "5-1", "0-", "abc", "18446744073709551616-", "0-99999999999999999999", "=5-9", "", "--1"]
+ODD_SEEKS = ["999999999:00:00-999999999:00:01", "92233720368547758.07-", "-5-", "", ":" * 400, "9" * 300 + "-", "0-0"]
 
 
 def test_ranges_that_cannot_be_never_announce_nonsense(odd):
-    lines = [f"Range: bytes={text}" for text in ODD_RANGES] + [
-        f"{name}: {text}" for name in ("TimeSeekRange.dlna.org", "X-Seek-Range") for text in ODD_SEEKS]
+    lines = [f"Range: bytes={text}" for text in ODD_RANGES] + [f"X-Seek-Range: npt={text}" for text in ODD_SEEKS]
 
     def ask_for_all():
         for title in ("song", "untimed", "tiny", "empty"):
@@ -143,34 +135,28 @@ def test_ranges_that_cannot_be_never_announce_nonsense(odd):
     odd.survives(ask_for_all)
 
 
-CONTINUED = {
-    "_500.mp3": ("range: bytes=1-2", "bytes 500-999/1000"), "_500.": ("X-Seek-Range: npt=0.001-", "bytes 500-999/1000"),
-    "_500.wav": ("X-Filler: " + "x" * 2000, "bytes 500-999/1000"), ".mp3": ("", "bytes 0-999/1000"),
-    "_abc.mp3": ("Range: bytes=1-2", "bytes 0-999/1000"), "_-5.mp3": ("", "bytes 0-999/1000"),
-    "_" + "9" * 230: ("", "bytes 9223372036854775807-999/1000"), "_%0d%0a": ("", "bytes 0-999/1000"),
-}
+CONTINUED = {"_500.mp3": 500, "_500.": 500, ".mp3": 0, "_abc.mp3": 0, "_-5.mp3": 0, "_" + "9" * 230: 2 ** 63 - 1}
 
 
 def test_continue_ignores_the_clients_range(odd):
-    for rest, (line, content_range) in CONTINUED.items():
-        answer, _ = ask(odd, f"/continue/{odd.items['song'].id}{rest}", *filter(None, [line]))
-        assert (answer.status, answer.header("Content-Range")) == (206, content_range), rest
-        assert answer.body == THOUSAND[int(content_range.split()[1].partition("-")[0]):], rest
+    for (rest, first), line in itertools.product(CONTINUED.items(), ("range: bytes=1-2", "X-Seek-Range: npt=0.001-")):
+        answer, _ = ask(odd, f"/continue/{odd.items['song'].id}{rest}", line)
+        assert (answer.status, answer.header("Content-Range")) == (206, f"bytes {first}-999/1000"), rest
+        assert answer.body == THOUSAND[first:], rest
     answer, kept = ask(odd, f"/continue/{odd.items['empty'].id}_0.mp3")
     assert (answer.header("Content-Range"), answer.header("Content-Length"), kept) == ("bytes 0--1/0", "0", True)
 
 
 def test_large_file_beyond_two_gigabytes(serve, tmp_path):
     """A sparse film: offsets of more than 31 bits, whole length and tail."""
-    size = 5 * (1 << 29)
-    tail = b"the last bytes"
+    size, tail = 5 * (1 << 29), b"the last bytes"
     with open(music.write(tmp_path / "films" / "film.mpg", b""), "r+b") as film:
         film.seek(size - len(tail))
         film.write(tail)
-    server = serve(tmp_path / "films")
-    client = server.client()
+    os.utime(tmp_path / "films" / "film.mpg", (1_000_000_000, 1_000_000_000))
+    client = serve(tmp_path / "films").client()
     film = client.child("0", "Videos", "All Videos", "film")
-    assert film.resource.get("size") == str(size) and film.upnp_class == FILM
+    assert (film.resource.get("size"), film.upnp_class, film.text(wire.DC + "date")) == (str(size), FILM, "2001-09-09")
     assert client.request("HEAD", film.path).header("Content-Length") == str(size)
     answer = client.get(film.path, f"Range: bytes={size - 20}-")
     assert answer.header("Content-Range") == f"bytes {size - 20}-{size - 1}/{size}"
@@ -179,14 +165,6 @@ def test_large_file_beyond_two_gigabytes(serve, tmp_path):
 
 
 # ---- what the answer says besides
-
-def test_linear_pcm_is_labelled_by_what_the_path_tells(odd, tmp_path_factory):
-    if re.search("48|mono", str(tmp_path_factory.getbasetemp()), re.I):
-        pytest.skip("the folder's own name decides")
-    labels = {"44": "rate=44100;channels=2", "48": "rate=48000;channels=2", "mono": "rate=48000;channels=1"}
-    for title, label in labels.items():
-        assert odd.client().get(disk(odd.items[title], ".lpcm")).header("Content-Type") == f"audio/L16;{label}"
-
 
 FEATURES = {"song": "DLNA.ORG_OP=11", "ntsc": "DLNA.ORG_PN=MPEG_PS_NTSC;DLNA.ORG_OP=00", "film": "DLNA.ORG_OP=00",
             "photo": "*", "44": "DLNA.ORG_PN=LPCM;DLNA.ORG_OP=11"}
@@ -216,8 +194,8 @@ def test_what_is_not_there_is_not_found_and_not_played(serve, tmp_path):
     paths = {title: music.write(tmp_path / f"{title}.mp3", THOUSAND) for title in ("song", "vanished", "pipe")}
     server = serve_items(serve, tmp_path, {title: {"RE": path} for title, path in paths.items()} |
                          {"remote": {"RE": "http://radio.example/a.mp3"}})
-    paths["vanished"].unlink()
-    paths["pipe"].unlink()
+    for title in ("vanished", "pipe"):
+        paths[title].unlink()
     os.mkfifo(paths["pipe"])
     client, items = server.client(), server.items
     for number in (f"{items['song'].id}abc", items["vanished"].id, items["pipe"].id, items["remote"].id, 999_999):
@@ -226,9 +204,9 @@ def test_what_is_not_there_is_not_found_and_not_played(serve, tmp_path):
     assert client.get(f"/m3u/{items['song'].id}.m3u").status == 404
     with pytest.raises(wire.Closed):
         client.get("/diskette")
-    client.get(disk(items["song"]))
-    client.request("HEAD", disk(items["song"]))
-    client.get(f"/continue/{items['song'].id}_0.mp3")
+    for method, url in (("GET", disk(items["song"])), ("HEAD", disk(items["song"])),
+                        ("GET", f"/continue/{items['song'].id}_0.mp3")):
+        client.request(method, url)
     assert play_counts(server) == {"song": 3, "vanished": 0, "pipe": 0, "remote": 0}
 
 
@@ -300,31 +278,22 @@ def test_requests_in_a_row(receiver, track):
             f"Content-Length: {len(soap)}\r\n\r\n{soap}")
     get = f"GET {track.path} HTTP/1.1\r\nRange: bytes=0-9\r\n\r\n"
     with receiver.connect() as connection:
-        for _ in range(5):
-            connection.sendall((get.replace("GET", "HEAD") + get + post + get).encode())
-            rest = b""
-            for body in (b"", track.bytes[:10], b"<Id>", track.bytes[:10]):
-                answer, rest = wire.read_answer(connection, "GET" if body else "HEAD", rest)
-                assert body in answer.body and answer.header("Connection") == "keep-alive"
-            assert rest == b""
+        connection.sendall((get.replace("GET", "HEAD") + get + post + get).encode() * 5)
+        rest = b""
+        for body in (b"", track.bytes[:10], b"<Id>", track.bytes[:10]) * 5:
+            answer, rest = wire.read_answer(connection, "GET" if body else "HEAD", rest)
+            assert body in answer.body and answer.header("Connection") == "keep-alive"
+        assert rest == b""
 
 
 # ---- programs that nobody here wrote
 
-@pytest.mark.skipif(not shutil.which("curl"), reason="curl is not installed")
-def test_curl_gets_exact_bytes(receiver, track, network):
+@pytest.mark.skipif(not (shutil.which("curl") and shutil.which("ffprobe")), reason="curl or ffprobe is not installed")
+def test_curl_gets_exact_bytes_and_ffprobe_codec_and_duration(receiver, track, network):
     def curl(*words):
         return network.receiver.run("curl", "-sf", *words, track.url, text=False).stdout
     assert curl() == track.bytes
-    assert curl("-r", "417-833") == track.bytes[417:834]
-    assert curl("-C", "40000") == track.bytes[40000:]
-
-
-@pytest.mark.skipif(not shutil.which("ffprobe"), reason="ffprobe (ffmpeg) is not installed")
-def test_ffprobe_tells_codec_and_duration(track, network):
-    probed = json.loads(network.receiver.run("ffprobe", "-v", "error", "-of", "json", "-show_streams", "-show_format",
-                                             track.url).stdout)
-    stream, = probed["streams"]
-    assert (stream["codec_name"], stream["sample_rate"]) == ("mp3", "44100")
-    assert abs(float(probed["format"]["duration"]) - 3.0) < 0.1
-    assert probed["format"]["tags"]["title"] == "Queen F3"
+    assert (curl("-r", "417-833"), curl("-C", "40000")) == (track.bytes[417:834], track.bytes[40000:])
+    probed = network.receiver.run("ffprobe", "-v", "error", "-of", "csv=p=0", "-show_entries",
+                                  "stream=codec_name:format=duration:format_tags=title", track.url).stdout
+    assert re.fullmatch("mp3\n(2.99|3.00)[0-9]*,Queen F3\n", probed), probed

@@ -2,7 +2,6 @@
 
 import concurrent.futures
 import contextlib
-import hashlib
 import os
 import re
 import socket
@@ -84,10 +83,7 @@ DIRECTORIES = {
     "empty": (OK + b"Connection: close\r\n\r\n", STILL),
     "endless": (endless_entries, STILL),  # an answer without end is none
     "page": (OK + b"Content-Length: 33\r\n\r\n<html><body>Moved</body></html>\r\n", NONE),
-    "other_paths": (stations(("a", "Rock", "/etc/shadow"), ("b", "Rock", "ftp://127.0.0.1/b"),
-                             ("c", "Rock", "file:///etc/shadow"), ("d", "Rock", "")), NONE),
     "million": (OK + b"Connection: close\r\n\r\n<a>" + b"<entry/>" * 1_000_000, NONE),
-    "cut": (OK + b"Content-Length: 999\r\n\r\n<a><entry Playst", NONE),
 }
 
 
@@ -142,20 +138,18 @@ RELAYED = {  # what the source answers, what the receiver is told
     "/refused": (b"HTTP/1.1 416 No\r\nContent-Range: bytes */100\r\nContent-Length: 9\r\n\r\nsome page", 416, b""),
     "/chunks": (CHUNKED + b"3;x=y\r\nhel\r\n2\r\nlo\r\n0\r\n\r\nmore", 200, b"hello"),
     "/chunk_lies": (CHUNKED + b"3\r\nhel\r\nfffffffffffffff0\r\nlo", 200, b"hel"),
-    "/chunk_longer": (CHUNKED + b"3\r\nhello\r\n", 200, b"hel"),
-    "/chunk_negative": (CHUNKED + b"-1\r\nx", 200, b""),
+    "/icy": (b"ICY 200 OK\r\ncontent-type: audio/mpeg\r\n\r\nlive", 200, b"live"),
     "/injection": (OK + b"Content-Length: 1\r\nicy-name: a\nX-Evil: b\r\n\r\nx", 200, b"x"),
     "/stream": (STREAM, 200, b"live"), "/redirect": (moved("/stream"), 200, b"live"),
     "/to_playlist": (moved("/playlist"), 200, b"live"), "/playlist": (PLAYLIST, 200, b"live"),
-    **{f"/{count}_redirects": (moved(f"/{count - 1}_redirects" if count > 1 else "/stream"), 200 if count < 6 else 404,
-                               b"live" if count < 6 else None) for count in range(1, 7)},
-    "/loop": (moved("/loop"), 404, None),
+    **{f"/{count}": (moved(f"/{count - 1}"), 200, b"live") for count in range(1, 6)}, "/0": (STREAM, 200, b"live"),
+    "/6": (moved("/5"), 404, None), "/loop": (moved("/loop"), 404, None),
     "/few.pls": (b"HTTP/1.1 416 No\r\nContent-Length: 0\r\n\r\n", 404, None),
     **{f"/none_{index}": (answer, 404, None) for index, answer in enumerate((
         b"", b"HTTP/1.1 401 Unauthorized\r\n\r\n", OK + b"Content-Length: 3\r\nContent-Length: 4\r\n\r\nabcd",
         moved("https://127.0.0.1/"), moved("http://127.0.0.1:9/ HTTP/1.1"), moved("http://127.0.0.1:9100/"),
         OK + b"Content-Type: audio/x-mpegurl\r\n\r\n#EXTM3U\r\n/etc/passwd\r\n", b"SSH-2.0-x 200 OK\r\n\r\n",
-        OK + b"Content-Length: 9223372036854775808\r\n\r\nx", OK + b"Content-Length: -1\r\n\r\nx"))},
+        OK + b"Content-Length: -1\r\n\r\nx"))},
 }
 
 
@@ -163,9 +157,8 @@ def test_answers_of_sources(relay):
     _, server = relay({path: answer for path, (answer, _, _) in RELAYED.items()},
                       {"ourselves": "http://127.0.0.1:9100/configpage/index.htm", "ftp": "ftp://127.0.0.1/a.mp3",
                        "nowhere": "http://no-such-host.invalid/s"})
-    for number in (server.items[title].id for title in ("ourselves", "nowhere", "ftp")):
+    for number in (999999, *(server.items[title].id for title in ("ourselves", "nowhere", "ftp"))):
         assert server.client().get(f"/httpproxy/{number}.mp3").status == 404
-    assert server.client().get("/httpproxy/999999.mp3").status == 404
     for path, (_, status, body) in RELAYED.items():
         answer = play(server, path)
         assert answer.status == status and body in (None, answer.body), path
@@ -214,78 +207,31 @@ def test_headers_on_both_sides(relay):
     assert play(server, "/length", method="HEAD").body == b""
 
 
-def station_server(connection, request):
-    """A station whose stream carries titles, to those that ask for them."""
-    titles = "Icy-MetaData: 1" in request
-    connection.sendall(b"ICY 200 OK\r\nicy-name: Test FM\r\nicy-br: 128\r\ncontent-type: audio/mpeg\r\n%b\r\n" %
-                       (b"icy-metaint: 1000\r\n" if titles else b""))
-    block = b"\2" + b"StreamTitle='A Band - A Song';".ljust(2 * 16, b"\0")
-    while True:
-        connection.sendall(b"x" * 1000 + (block if titles else b""))
-        time.sleep(0.02)  # the pace of a stream, and nothing that a test waits for
-
-
-def listen(server, title, *lines):
-    """A connection to which the station has sent something, and that."""
+def listen(server, title):
+    """A connection to which the station has sent something."""
     connection = server.client().connect(60)
-    connection.sendall("\r\n".join((f"GET {server.items[title].path} HTTP/1.1", *lines, "", "")).encode())
-    data = b""
-    while len(data) < 20_000:
-        piece = connection.recv(65536)
-        assert piece, "the stream goes on"
-        data += piece
-    return connection, data
-
-
-def test_titles_reach_those_that_ask_and_fifty_listeners_are_served(relay):
-    _, server = relay({"/FM": station_server})
-    before = server.descriptors()
-    for lines in ["Icy-MetaData: 1"], []:
-        connection, data = listen(server, "/FM", *lines)
-        connection.close()
-        head = data.split(b"\r\n\r\n")[0].decode()
-        assert head.startswith("HTTP/1.1 200 OK\r\nContent-Type: audio/mpeg\r\n") and "Content-Length" not in head
-        assert "\r\nicy-name: Test FM" in head and ("icy-metaint: 1000" in head) == bool(lines)
-        assert (b"StreamTitle='A Band - A Song';" in data) == bool(lines)
-    assert "\t/FM\t" in server.client().get("/rpc?playing").body.decode()
-    with concurrent.futures.ThreadPoolExecutor(50) as pool:
-        listeners = list(pool.map(lambda _: listen(server, "/FM")[0], range(50)))
-    assert server.answers()
-    for listener in listeners:
-        listener.close()
-    wait_until(lambda: server.descriptors() <= before + 2, "every connection is closed again")
+    connection.sendall(f"GET {server.items[title].path} HTTP/1.1\r\n\r\n".encode())
+    assert len(connection.recv(20_000, socket.MSG_WAITALL)) == 20_000, "the stream goes on"
+    return connection
 
 
 def test_file_behind_the_relay_byte_for_byte(relay):
     content = os.urandom(1 << 20) * 64
-
-    def send(connection, request):
-        first = int(request.split("Range: bytes=")[1].split("-")[0]) if "Range:" in request else 0
-        connection.sendall(f"HTTP/1.1 {206 if first else 200} OK\r\nContent-Type: audio/mpeg\r\n"
-                           f"Content-Length: {len(content) - first}\r\n\r\n".encode() + content[first:])
-    _, server = relay({"/a.mp3": send})
-    with server.client().connect(60) as connection:  # one connection for all three
-        for first in 0, 1, 60_000_000:
-            line = f"Range: bytes={first}-\r\n" if first else ""
-            connection.sendall(f"GET {server.items['/a.mp3'].path} HTTP/1.1\r\n{line}\r\n".encode())
+    head = OK + b"Content-Type: audio/mpeg\r\nContent-Length: %d\r\n\r\n" % len(content)
+    _, server = relay({"/a.mp3": head + content})
+    with server.client().connect(60) as connection:
+        for _ in range(2):  # over one connection
+            connection.sendall(f"GET {server.items['/a.mp3'].path} HTTP/1.1\r\n\r\n".encode())
             answer, rest = wire.read_answer(connection)
-            assert answer.status == (206 if first else 200) and rest == b""
-            assert hashlib.sha256(answer.body).digest() == hashlib.sha256(content[first:]).digest()
+            assert (answer.status, answer.body == content, rest) == (200, True, b"")
 
 
 def silent_behind(beginning):
-    def respond(connection, _):
-        connection.sendall(beginning)
-        connection.recv(1)
-    return respond
+    return lambda connection, _: (connection.sendall(beginning), connection.recv(1))
 
 
 def drip(piece):
-    def respond(connection, _):
-        while True:
-            connection.sendall(piece)
-            time.sleep(0.001)
-    return respond
+    return lambda connection, _: [(connection.sendall(piece), time.sleep(0.001)) for _ in iter(int, 1)]
 
 
 def urgent(connection, _):
@@ -345,28 +291,28 @@ def test_icecast_station_of_a_playlist_goes_and_comes_back(lone_host, icecast, s
     server = serve(tmp_path / "music", host=lone_host)
     station = server.client().child("0", "Music", "Internet Radio", "- Favorites- ", "Live")
     assert station.path == f"/httpproxy/{station.id}.mp3"
-    server.items = {"Live": station}
+    server.items, before = {"Live": station}, server.descriptors()
 
     def probe():
         """What a player finds out about the stream; nothing while there is none."""
-        run = lone_host.run("ffprobe", "-v", "error", "-show_entries", "format=format_name:format_tags",
-                            "-show_entries", "stream=codec_name", station.url, check=False)
-        return run.stdout if run.returncode == 0 else None
+        return lone_host.run("ffprobe", "-v", "error", "-show_entries", "format_tags:stream=codec_name", station.url,
+                             check=False).stdout
 
     for _ in range(2):
         assert server.client().get(station.path).status == 404
         with running(lone_host, tmp_path / "source.log", *SOURCE):
             assert icecast.poll() is None
-            facts = wait_until(probe, "the station is relayed")
-            assert "codec_name=mp3" in facts and "TAG:icy-name=Test Station" in facts
             facts = wait_until(lambda: (text := probe()) and "StreamTitle" in text and text, "the title arrives")
-            assert "A Song" in facts
+            for fact in "codec_name=mp3", "TAG:icy-name=Test Station", "A Song":
+                assert fact in facts
             listeners = []
             for _ in range(10):  # a few at a time: fifty at once are more than Icecast queues up
                 with concurrent.futures.ThreadPoolExecutor(5) as pool:
-                    listeners += pool.map(lambda _: listen(server, "Live")[0], range(5))
+                    listeners += pool.map(lambda _: listen(server, "Live"), range(5))
+        assert server.answers()
         for listener in listeners:  # their end is the end of the source
             with listener:
                 while listener.recv(65536):
                     pass
         wait_until(lambda: server.client().get(station.path).status == 404, "the source is gone")
+        wait_until(lambda: server.descriptors() <= before + 2, "every connection is closed again")
