@@ -67,15 +67,10 @@ TEST_F(OddViews, ShowWhatTheyCan) {
 }
 
 TEST(LetterGroup, HoldsTheLetter) {
-    for (const auto& [first, letters, expected] : Rows<std::uint32_t, int, const char*>{{'K', 3, "JKL"},
-                                                                                        {'4', 3, "ABC"},
-                                                                                        {0xE9, 3, "DEF"},
-                                                                                        {0xD7, 3, "MNO"},
-                                                                                        {0xFC, 3, "STU"},
-                                                                                        {0xDF, 3, "YZ"},
-                                                                                        {0x416, 3, "YZ"},
-                                                                                        {'{', 2, "YZ"},
-                                                                                        {'n', 13, "NOPQRSTUVWXYZ"}})
+    using Row = std::tuple<std::uint32_t, int, const char*>;
+    for (const auto& [first, letters, expected] :
+         {Row{'K', 3, "JKL"}, Row{'4', 3, "ABC"}, Row{0xE9, 3, "DEF"}, Row{0xD7, 3, "MNO"}, Row{0xFC, 3, "STU"},
+          Row{0xDF, 3, "YZ"}, Row{0x416, 3, "YZ"}, Row{'{', 2, "YZ"}, Row{'n', 13, "NOPQRSTUVWXYZ"}})
         EXPECT_EQ(view_letter_group(first, letters), expected) << first;
 }
 

@@ -25,12 +25,8 @@ void run_target(const std::vector<char>& input, std::size_t length) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: %s CORPUS_DIRECTORY\n", argv[0]);
-        return 2;
-    }
     int files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator{argv[1]}) {
+    for (const auto& entry : std::filesystem::directory_iterator{argc == 2 ? argv[1] : ""}) {
         std::printf("%s\n", entry.path().c_str());  // the one at fault is the last
         std::fflush(stdout);
         std::ifstream stream{entry.path(), std::ios::binary};
@@ -40,6 +36,5 @@ int main(int argc, char** argv) {
         for (std::size_t length = 0; length < input.size(); length += step) run_target(input, length);
         ++files;
     }
-    if (files == 0) std::fprintf(stderr, "no corpus files in %s\n", argv[1]);
     return files > 0 ? 0 : 1;
 }
