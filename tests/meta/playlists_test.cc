@@ -95,14 +95,11 @@ protected:
     ScratchDirectory music_, more_;
 };
 
-TEST_F(Playlists, TitlesComeFromTagsThenFromTheList) {
-    import("My List.m3u", "#EXTINF:1,From the list\na.mp3\nb.mp3\nc.mp3\n");
-    // The title of the first entry's line goes on to the last one; only the tag of the first is stronger.
-    EXPECT_EQ(entries("My List"), (Strings{"1 Tag A", "2 From the list", "3 From the list"}));
+TEST_F(Playlists, AreNamedAsGivenOrByTheirFiles) {
     import(" .m3u", "b.mp3\n");
-    EXPECT_EQ(entries("Unknown"), (Strings{"1 From the list"}));
+    EXPECT_EQ(entries("Unknown"), (Strings{"1 b"}));
     pls_import(music_.write("l.pls", "File1=b.mp3\nFile2=http://radio.example:8000/\n"), "Given name");
-    EXPECT_EQ(entries("Given name"), (Strings{"1 From the list", "2 http://radio.example:8000/"}));
+    EXPECT_EQ(entries("Given name"), (Strings{"1 b", "2 http://radio.example:8000/"}));
 }
 
 TEST_F(Playlists, AKnownFileWithoutATitleTakesTheListsAndKeepsTheRest) {
