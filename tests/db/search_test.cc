@@ -41,7 +41,7 @@ TEST_F(Search, EvaluatesCriteriaOnAnItem) {
              {"dc:title != \"help!\"", 1},
              {"dc:title=\"help!\"", 0},
              {"dc:title doesNotContain \"elp\"", 0},
-             {"dc:title >= \"Help\" and dc:title < \"Helq\"", 1},
+             {"dc:title >= \"Help\" and dc:title < \"Helq\" and dc:title <= \"Help!\"", 1},
              {"dc:title contains elp! and dc:date > 1965", 1},
              {"upnp:album contains \"say \\\"help\\\"\"", 1},
              {"dc:creator = \"The Beatles\"\r\n\tand upnp:author = \"The Beatles\"", 1},
