@@ -76,37 +76,16 @@ protected:
 };
 
 TEST_F(DbFile, HoldsTheFieldsThatAreThereInOrder) {
-    add({.title = "T",
-         .media_class = ObjectClass::photo,
-         .artist = "Ar",
-         .album = "Al",
-         .genre = "Ge",
-         .date = "2001-02-03",
-         .path = "http://h/1",
-         .duration = "0:01:02",
-         .description = "De",
-         .keywords = "Ke",
-         .track = 1,
-         .width = 2,
-         .height = 3,
-         .album_art = 4,
-         .compilation = 5,
-         .bitrate = 6,
-         .size = 8,
-         .modified = 9,
-         .last_played = 10,
-         .play_count = 11});
-    add({.title = "a", .album = "", .path = "http://h/1", .size = 3221225472});
-    add({.title = "b", .path = "http://h/2"});
     const std::string tracks =
         "<SOI>\nTI:b\nCL:object.item.audioItem.musicTrack\nRE:http://h/2\n<EOI>\n"
         "<SOI>\nTI:a\nCL:object.item.audioItem.musicTrack\nAL:\nRE:http://h/1\nSI:3221225472\n<EOI>\n";
     const std::string photo =
         "<SOI>\nTI:T\nCL:object.item.imageItem.photo\nAR:Ar\nAL:Al\nGE:Ge\nDA:2001-02-03\nRE:http://h/1\n"
         "DU:0:01:02\nDE:De\nKE:Ke\nTR:1\nWI:2\nHE:3\nAA:4\nCO:5\nBI:6\nSI:8\nMT:9\nPT:10\nPC:11\n<EOI>\n";
-    EXPECT_EQ(written(), tracks + photo);
     start_again_with(photo);
-    EXPECT_EQ(written(), photo);
+    add({.title = "a", .album = "", .path = "http://h/1", .size = 3221225472});
+    add({.title = "b", .path = "http://h/2"});
+    EXPECT_EQ(written(), tracks + photo);
 }
 
 TEST_F(DbFile, NoTagSmugglesInALine) {

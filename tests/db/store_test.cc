@@ -83,12 +83,9 @@ TEST_F(Store, FindsTheNewestContainerOfATitle) {
 }
 
 TEST_F(Store, GivesResourcesForIdsOfItemsOnly) {
-    const auto added = [](std::int32_t bitrate) {  // the younger one takes the place of the first
-        return std::to_string(add({.title = "One",
-                                   .path = "http://h/1",
-                                   .duration = "0:01:30.500",
-                                   .bitrate = bitrate,
-                                   .modified = bitrate}));
+    const auto added = [](std::int32_t rate) {  // the younger one takes the place of the first
+        return std::to_string(
+            add({.path = "http://h/1", .duration = "0:01:30.500", .bitrate = rate, .modified = rate}));
     };
     EXPECT_EQ(db_get_resource(added(0))->seconds, 0) << "without a bitrate there are no time seeks";
     const std::string id = added(128);

@@ -5,6 +5,7 @@
 #include "support/rows.h"
 #include "support/store_fixture.h"
 
+using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -33,18 +34,13 @@ TEST_F(Views, TellMissingFromEmpty) {
 
 class OddViews : public StoreFixture {
     void configure() override {
-        settings_set(Setting::musicnode1, "Heights,%ARTIST,%HEIGHT");
-        settings_set(Setting::musicnode2, "Zero,[0]%ARTIST");
-        settings_set(Setting::musicnode3, "Huge,[99999999999]%ARTIST");
-        settings_set(Setting::musicnode4, "Open,[");
-        settings_set(Setting::musicnode5, "Literal,Shelf,%artist");
-        settings_set(Setting::musicnode6, "Flat");
-        settings_set(Setting::musicnode7, "Parts,%YEAR,%MONTH,%DAY");
-        settings_set(Setting::musicnode8,
-                     "Deep,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,"
-                     "%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK,%TRACK");
-        settings_set(Setting::musicnode9, "Time,%DURATION");
-        settings_set(Setting::musicnode10, ",%ARTIST");
+        std::string deep = "Deep";
+        for (int level = 0; level < 20; ++level) deep += ",%TRACK";
+        int n = 0;
+        for (const std::string& view :
+             {"Heights,%ARTIST,%HEIGHT"s, "Zero,[0]%ARTIST"s, "Huge,[99999999999]%ARTIST"s, "Open,["s,
+              "Literal,Shelf,%artist"s, "Flat"s, "Parts,%YEAR,%MONTH,%DAY"s, deep, "Time,%DURATION"s, ",%ARTIST"s})
+            settings_set(setting_of(Setting::musicnode1, ++n), view);
     }
 };
 
@@ -67,15 +63,10 @@ TEST_F(OddViews, ShowWhatTheyCan) {
 }
 
 TEST(LetterGroup, HoldsTheLetter) {
-    for (const auto& [first, letters, expected] : Rows<std::uint32_t, int, const char*>{{'K', 3, "JKL"},
-                                                                                        {'4', 3, "ABC"},
-                                                                                        {0xE9, 3, "DEF"},
-                                                                                        {0xD7, 3, "MNO"},
-                                                                                        {0xFC, 3, "STU"},
-                                                                                        {0xDF, 3, "YZ"},
-                                                                                        {0x416, 3, "YZ"},
-                                                                                        {'{', 2, "YZ"},
-                                                                                        {'n', 13, "NOPQRSTUVWXYZ"}})
+    using Row = std::tuple<std::uint32_t, int, const char*>;
+    for (const auto& [first, letters, expected] :
+         {Row{'K', 3, "JKL"}, Row{'4', 3, "ABC"}, Row{0xE9, 3, "DEF"}, Row{0xD7, 3, "MNO"}, Row{0xFC, 3, "STU"},
+          Row{0xDF, 3, "YZ"}, Row{0x416, 3, "YZ"}, Row{'{', 2, "YZ"}, Row{'n', 13, "NOPQRSTUVWXYZ"}})
         EXPECT_EQ(view_letter_group(first, letters), expected) << first;
 }
 

@@ -9,18 +9,16 @@ using namespace std::string_literals;
 
 namespace {
 
-std::string u16(std::size_t value) {
-    return little_endian_bytes(value, 2);
-}
+const auto u16 = [](std::size_t value) { return little_endian_bytes(value, 2); };
 
 // The head of a file from the format's definition: children come out in the order of the calls, the attributes as one
 // object behind them.
 class AsfHead {
 public:
-    AsfHead& description(std::string_view title, std::string_view artist, std::string_view copyright = {}) {
-        const std::string a = utf16le_text(title), b = utf16le_text(artist), c = utf16le_text(copyright);
+    AsfHead& description(std::string_view title, std::string_view artist) {
+        const std::string a = utf16le_text(title), b = utf16le_text(artist);
         return child("\x33\x26\xB2\x75\x8E\x66\xCF\x11\xA6\xD9\x00\xAA\x00\x62\xCE\x6C"s,
-                     u16(a.size()) + u16(b.size()) + u16(c.size()) + u16(0) + u16(0) + a + b + c);
+                     u16(a.size()) + u16(b.size()) + std::string(6, '\0') + a + b);
     }
     // Stream properties of a WMA 2 stream that announces ten bytes of its codec.
     AsfHead& format(std::uint32_t bytes_per_second, std::uint16_t channels = 2, std::uint32_t rate = 44100) {
@@ -77,7 +75,6 @@ TEST(Asf, TheDescriptionIsFoundWhereverItStands) {
     for (const auto& [head, title, artist] : Rows<std::string, Text, Text>{
              {described, "T", "A"},
              {AsfHead{}.filler(100).format(2000).description("Title", "Artist").bytes(), "Title", "Artist"},
-             {AsfHead{}.filler(5).description("T", "A", "(c) me").bytes(), "T", "A"},
              {AsfHead{}.filler(40).description("T", "").bytes(), "T", ""},
              {AsfHead{}.filler(40).format(2000).bytes(), {}, {}},
              // Of the header's length the low half is all that counts.
@@ -99,7 +96,6 @@ TEST(Asf, AttributesGiveTrackAndDate) {
              {marked().number("WM/Track", 0), 1, {}},
              {marked().text("WM/Track", "11"), 12, {}},
              {marked().text("WM/Track", "A"), -1, {}},
-             {marked().number("WM/TrackNumber", 5).number("WM/Track", 8), 5, {}},
              {marked().number("WM/Track", 8).number("WM/TrackNumber", 5), 5, {}},
              {marked().text("WM/Year", "1987"), 0, "1987-01-01"},
              {marked().text("WM/Year", "05"), 0, "2005-01-01"},

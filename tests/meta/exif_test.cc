@@ -22,63 +22,23 @@ std::string jpeg(const std::string& segments, int width = 1, int height = 1) {
            segment(0xFFC0, "\x08" + big_endian_bytes(height, 2) + big_endian_bytes(width, 2) + "\x01\x01\x11\x00"s);
 }
 
-enum Directory { kIfd0, kExif, kIfd1 };
-constexpr unsigned kDescription = 270, kDateTime = 306, kOriginal = 36867, kWidth = 40962, kHeight = 40963;
-constexpr unsigned kAscii = 2, kShort = 3, kLong = 4;
-constexpr unsigned kExifPointer = 34665;
-
-// An EXIF block from its definition.
-class ExifBlock {
-public:
-    explicit ExifBlock(bool little_endian) : little_endian_(little_endian) {}
-
-    // An entry as it stands, its value in its own four bytes; and an ASCII entry, with the NUL that it has to have.
-    ExifBlock& raw(Directory directory, unsigned tag, unsigned type, unsigned count, unsigned value) {
-        directories_[directory].push_back({tag, type, count, number(value, type == kShort ? 2 : 4)});
-        return *this;
-    }
-    ExifBlock& text(Directory directory, unsigned tag, const std::string& value) {
-        directories_[directory].push_back({tag, kAscii, value.size() + 1, value + '\0'});
-        return *this;
-    }
-
-    // Each directory at a place of its own, and behind them the values that do not fit into their entries.
-    std::string tiff() const {
-        constexpr std::size_t kPlaces[] = {8, 512, 1024}, kValues = 2048;
-        std::string out = (little_endian_ ? "II" : "MM") + number(42, 2) + number(kPlaces[kIfd0], 4), values;
-        for (const Directory directory : {kIfd0, kExif, kIfd1}) {
-            std::vector<Entry> entries = directories_[directory];
-            if (directory == kIfd0 && !directories_[kExif].empty())
-                entries.push_back({kExifPointer, kLong, 1, number(kPlaces[kExif], 4)});
-            out.resize(kPlaces[directory], '\0');
-            out += number(entries.size(), 2);
-            for (auto& [tag, type, count, value] : entries) {
-                const bool fits = value.size() <= 4;
-                const std::string stored = fits ? value : number(kValues + values.size(), 4);
-                out +=
-                    number(tag, 2) + number(type, 2) + number(count, 4) + stored + std::string(4 - stored.size(), '\0');
-                if (!fits) values += value;
-            }
-            out += number(directory == kIfd0 && !directories_[kIfd1].empty() ? kPlaces[kIfd1] : 0, 4);
-        }
-        out.resize(kValues, '\0');
-        return out + values;
-    }
-    std::string bytes() const { return segment(0xFFE1, "Exif\0\0"s + tiff()); }
-
-private:
-    struct Entry {
-        std::size_t tag, type, count;
-        std::string value;  // as it is stored
-    };
-    std::string number(std::size_t value, std::size_t bytes) const {
-        return little_endian_ ? little_endian_bytes(value, bytes) : big_endian_bytes(value, bytes);
-    }
-    bool little_endian_;
-    std::vector<Entry> directories_[3];
-};
-
 constexpr const char* kDate = "2005:07:14 10:00:00";
+
+// Where things stand in the block of the corpus's camera: a directory's number of entries, then 12 bytes an entry.
+constexpr std::size_t kIfd0 = 8, kDateText = 134, kExif = 154, kIfd1 = 264;
+constexpr std::size_t entry(std::size_t directory, std::size_t index) {
+    return directory + 2 + 12 * index;
+}
+constexpr std::size_t kDescription = entry(kIfd0, 0), kExifPointer = entry(kIfd0, 7);
+
+using Change = std::pair<std::size_t, std::string>;
+
+// A picture of that camera, its block with other bytes at some places, and more behind it.
+std::string camera(std::initializer_list<Change> changes, const std::string& behind = {}, const char* order = "II") {
+    std::string tiff = read_whole_file(PELORAMA_FUZZ_CORPUS "/fuzz_jpeg/camera_"s + order).substr(30, 1066);
+    for (const auto& [at, bytes] : changes) tiff.replace(at, bytes.size(), bytes);
+    return segment(0xFFE1, "Exif\0\0"s + tiff + behind);
+}
 
 PictureInfo read(const std::string& content, std::time_t modified = 1'000'000'000) {  // 2001-09-09
     const ScratchDirectory scratch;
@@ -87,51 +47,38 @@ PictureInfo read(const std::string& content, std::time_t modified = 1'000'000'00
     EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
     return exif_read_info(path);
 }
-PictureInfo read(const ExifBlock& block) {
-    return read(jpeg(block.bytes()));
-}
 
 TEST(Exif, BlocksOfBothByteOrdersWhereverTheyStand) {
     const std::string jfif = segment(0xFFE0, "JFIF\0\1\1\0\0\1\0\1\0\0"s), comment = segment(0xFFFE, "hello");
-    for (const bool little_endian : {true, false}) {
-        const std::string exif = ExifBlock{little_endian}
-                                     .text(kIfd0, kDescription, "A ship")
-                                     .text(kIfd0, kDateTime, kDate)
-                                     .text(kExif, kOriginal, "2004:01:02 03:04:05")
-                                     .text(kIfd1, kDescription, "A thumbnail")
-                                     .bytes();
+    for (const char* order : {"II", "MM"}) {
         for (const auto& before : {""s, jfif, comment, comment + jfif}) {
-            const PictureInfo info = read(jpeg(before + exif));
+            const PictureInfo info = read(jpeg(before + camera({}, {}, order)));
             EXPECT_EQ(std::tuple(info.description, info.date, info.original_date),
-                      std::tuple("A ship"s, "2005-07-14"s, "2004:01:02 03:04:05"s));
+                      std::tuple("A ship"s, "2005-07-14"s, kDate));
         }
         // A comment behind the JFIF header hides the block.
-        EXPECT_EQ(read(jpeg(jfif + comment + exif)).description, std::nullopt);
+        EXPECT_EQ(read(jpeg(jfif + comment + camera({}, {}, order))).description, std::nullopt);
     }
 }
 
 TEST(Exif, TheFirstValueOfATagAndTheFramesSizeCount) {
-    const std::string sizes = ExifBlock{false}
-                                  .raw(kExif, kWidth, kShort, 1, 1024)
-                                  .raw(kExif, kHeight, kLong, 1, 768)
-                                  .text(kExif, kDescription, "first")
-                                  .text(kIfd1, kDescription, "second")
-                                  .raw(kIfd1, kWidth, kShort, 1, 160)
-                                  .bytes();
-    EXPECT_EQ(read(jpeg(sizes, 640, 480)).width, 640);
-    const PictureInfo info = read("\xFF\xD8" + sizes);  // no frame
-    EXPECT_EQ(std::tuple(info.width, info.height, info.description), std::tuple(1024, 768, "first"s));
+    // The height as a long number; in the thumbnail's directory another description and another width.
+    const std::string block =
+        camera({{entry(kExif, 6) + 2, "\4"}, {entry(kIfd1, 0), "\x0E\1\2\0\4\0\0\0x\0\0\0\2\xA0\3\0\1\0\0\0\xA0"s}});
+    EXPECT_EQ(read(jpeg(block, 640, 480)).width, 640);
+    const PictureInfo info = read("\xFF\xD8" + block);  // no frame
+    EXPECT_EQ(std::tuple(info.width, info.height, info.description), std::tuple(16, 12, "A ship"s));
 }
 
 TEST(Exif, PicturesAreDatedByTheCameraOrTheFile) {
-    for (const auto& [camera, expected] : Rows<const char*, const char*>{
+    for (const auto& [date, expected] : Rows<std::string, const char*>{
              {"1931:01:02 00:00:00", "1931-01-02"},
              {"1930:12:31 23:59:59", "2001-09-09"},
              {"    :  :     :  :  ", "2001-09-09"},
-             {"2005/07/14", "2005-07-14"},
-             {"2005:0", "2005-0"},
+             {"2005/07/14\0"s, "2005-07-14"},
+             {"2005:0\0"s, "2005-0"},
          })
-        EXPECT_EQ(read(ExifBlock{true}.text(kIfd0, kDateTime, camera)).date, expected) << camera;
+        EXPECT_EQ(read(jpeg(camera({{kDateText, date}}))).date, expected) << date;
     EXPECT_EQ(read(jpeg(""), 2'208'988'800).date, "2040-01-01");
     EXPECT_EQ(read(jpeg(""), 2'208'988'800).modified, INT32_MAX);
     EXPECT_EQ(read("").date, std::nullopt);
@@ -141,36 +88,36 @@ TEST(Exif, PicturesAreDatedByTheCameraOrTheFile) {
 }
 
 TEST(Exif, TextsLieWithinTheBlock) {
-    for (const std::size_t length : {2u, 1023u, 1024u}) {  // the shortest stands in the entry itself
-        const std::string text(length, 'x');
-        EXPECT_EQ(read(ExifBlock{true}.text(kIfd0, kDescription, text)).description,
-                  length < 1024 ? Text{text} : Text{});
+    const std::string text(1024, 'x');
+    for (const auto& [count, value, expected] : Rows<std::size_t, std::string, Text>{
+             {0, "\x8\0\0\0"s, {}},
+             {16, "\xF8\xFF\xFF\xFF", {}},
+             {16, "\2\0\0\0"s, {}},
+             {3, "xx\0\0"s, "xx"},  // up to four bytes stand in the entry itself
+             {4, "AB\0\0"s, "AB"},  // and what else fits: cut at the NUL
+             {1024, little_endian_bytes(1066, 4), text.substr(1)},
+             {1025, little_endian_bytes(1066, 4), {}},
+         }) {
+        const std::string block =
+            camera({{kDescription + 4, little_endian_bytes(count, 4) + value}}, text.substr(0, count - 1) + '\0');
+        EXPECT_EQ(read(jpeg(block)).description, expected) << count;
     }
-    for (const auto& [count, value, expected] : Rows<unsigned, unsigned, Text>{
-             {0, 8, {}},
-             {16, 0xFFFFFFF8, {}},
-             {16, 2, {}},
-             {4, 0x00004241, "AB"},  // and what else fits: cut at the NUL
-         })
-        EXPECT_EQ(read(ExifBlock{true}.raw(kIfd0, kDescription, kAscii, count, value)).description, expected) << value;
 }
 
 TEST(Exif, ReadingEndsWhereDirectoriesDoNot) {
-    const std::string tiff = ExifBlock{false}.text(kIfd0, kDateTime, kDate).tiff();
+    const std::string next = std::string(1, '\x8') + std::string(3, '\0');
     for (const auto& [at, bytes, date] : Rows<std::size_t, std::string, const char*>{
-             {8, "\xFF\xFF"s, "2005-07-14"},           // 65,535 entries: those before the end count
-             {22, "\0\0\0\x08"s, "2005-07-14"},        // the next directory is the first
-             {22, "\xFF\xFF\xFF\xFF"s, "2005-07-14"},  // or far away
-             {4, "\xFF\xFF\xFF\xFE"s, "2001-09-09"},   // the first one is far away
-             {0, "XX"s, "2001-09-09"},
-         }) {
-        const std::string changed = std::string{tiff}.replace(at, bytes.size(), bytes);
-        EXPECT_EQ(read(jpeg(segment(0xFFE1, "Exif\0\0"s + changed))).date, date) << at;
-    }
-    ExifBlock block = ExifBlock{true}.text(kIfd1, kDescription, "thumbnail").raw(kIfd0, kExifPointer, kLong, 1, 8);
-    for (unsigned tag = 1000; tag < 1049; ++tag) block.raw(kIfd1, tag, kShort, 1, 1);
-    EXPECT_EQ(read(block).description, "thumbnail");
-    EXPECT_EQ(read(block.raw(kIfd1, 1049, kShort, 1, 1)).description, Text{}) << "fifty-one entries are no thumbnail's";
+             {kIfd0, "\xFF\xFF", "2005-07-14"},                    // entries up to the end count
+             {entry(kIfd0, 8), next, "2005-07-14"},                // the next directory is the first
+             {entry(kIfd0, 8), "\xFF\xFF\xFF\xFF", "2005-07-14"},  // or far away
+             {kExifPointer + 8, next, "2005-07-14"},               // the camera's directory is the first
+             {4, "\xFE\xFF\xFF\xFF", "2001-09-09"},                // the first one is far away
+             {0, "XX", "2001-09-09"},
+         })
+        EXPECT_EQ(read(jpeg(camera({{at, bytes}}))).date, date) << at;
+    const Change unnamed{kDescription, "\xFF"}, thumbnail{entry(kIfd1, 0), "\x0E\1\2\0\4\0\0\0ab\0\0"s};
+    EXPECT_EQ(read(jpeg(camera({unnamed, thumbnail, {kIfd1, "\x32"}}))).description, "ab");
+    EXPECT_EQ(read(jpeg(camera({unnamed, thumbnail, {kIfd1, "\x33"}}))).description, Text{}) << "no thumbnail has 51";
 }
 
 TEST(JpegFindSize, StopsAtTheFirstFrame) {

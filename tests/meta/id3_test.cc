@@ -14,27 +14,24 @@ Id3v2Tag read(const std::string& file) {
     return id3_read_v2(window, TagCharset::ascii);
 }
 
+constexpr const char* kNames[] = {"title=", "artist=", "album=", "genre=", "year="};
+
 // The fields that are there, then where the tag ends.
 std::string described(const std::string& file) {
     const Id3v2Tag tag = read(file);
     std::string out;
-    for (const auto& [name, text] : Rows<const char*, const Text*>{{"title=", &tag.title},
-                                                                   {"artist=", &tag.artist},
-                                                                   {"album=", &tag.album},
-                                                                   {"genre=", &tag.genre},
-                                                                   {"year=", &tag.year}})
-        if (*text) out += name + **text + " ";
+    const Text* const texts[] = {&tag.title, &tag.artist, &tag.album, &tag.genre, &tag.year};
+    for (const char* const* name = std::begin(kNames); const Text* text : texts) {
+        if (*text) out += *name + **text + " ";
+        ++name;
+    }
     if (tag.track != 0) out += "track=" + std::to_string(tag.track) + " ";
     if (tag.picture_offset != 0) out += "picture=" + std::to_string(tag.picture_offset) + " ";
     return out + "end=" + std::to_string(tag.end);
 }
 
-Id3Tag v23() {
-    return Id3Tag{3};
-}
-Id3Tag titled() {
-    return v23().text("TIT2", "a");
-}
+const auto v23 = [] { return Id3Tag{3}; };
+const auto titled = [] { return v23().text("TIT2", "a"); };
 
 TEST(Id3, FramesBecomeFields) {
     const std::string two_hundred(200, 'x'), longest(1023, 'x'), artist = v23().text("TPE1", "b").bytes();
@@ -97,7 +94,6 @@ TEST(Id3, TextsAreDecoded) {
              {"\2\0A\0\0\0B"s, "A", "A"},
              {"\2\0A\0"s, "A", "A"},
              {"\1\xFF\xFE"s, "", ""},
-             {"\1\xFF"s, "", ""},
              {"\4text"s, {}, {}},
              {"", {}, {}},
          }) {

@@ -19,17 +19,7 @@ const std::string kV1 =
     Id3v1Block{
         .title = "v1 title", .artist = "v1 artist", .album = "v1 album", .year = "1999", .track = 200, .genre = 17}
         .bytes();
-std::string v2(std::string_view id, std::string_view text) {
-    return Id3Tag{3}.text(id, text).bytes();
-}
-
-// "title|artist|album|genre|date|track"; a missing text is a "-".
-std::string described(const MediaFacts& tags) {
-    std::string out;
-    for (const Text* text : {&tags.title, &tags.artist, &tags.album, &tags.genre, &tags.date})
-        out += text->value_or("-") + "|";
-    return out + std::to_string(tags.track);
-}
+const auto v2 = [](std::string_view id, std::string_view text) { return Id3Tag{3}.text(id, text).bytes(); };
 
 TEST(Mp3, Id3v1FillsWhatId3v2LeftMissing) {
     const ScratchDirectory scratch;
@@ -42,7 +32,6 @@ TEST(Mp3, Id3v1FillsWhatId3v2LeftMissing) {
              {Id3Tag{3}.text("TIT2", "").text("TPE1", "").text("TALB", "").bytes(), kV1,
               "v1 title|||Rock|1999-01-01|-56"},
              // Genres by number; one that there is not is none, and stays so.
-             {v2("TCON", "(0)Ragtime"), "", "-|-|-|Blues|-|0"},
              {v2("TCON", "(RX)"), "", "-|-|-|Blues|-|0"},
              {v2("TCON", "(-1)"), "", "-|-|-|-|-|0"},
              {v2("TCON", "17"), "", "-|-|-|17|-|0"},
@@ -58,7 +47,8 @@ TEST(Mp3, Id3v1FillsWhatId3v2LeftMissing) {
         EXPECT_EQ(described(tags), expected);
         EXPECT_EQ(tags.bitrate, 128u);
     }
-    const MediaFacts variable = mp3_read_tags(scratch.write("a.mp3", xing_frame(142'198) + mpeg_frames(2)));
+    const MediaFacts variable =
+        mp3_read_tags(scratch.write("a.mp3", mpeg_frames(1).replace(36, 12, "Xing\0\0\0\1\0\2\x2B\x76"s)));
     EXPECT_EQ(variable.duration, "1:02:03.002");  // 142198 frames of 1152 samples at 44 kHz
     EXPECT_EQ(variable.bitrate, 0u);
 }
@@ -88,7 +78,7 @@ std::string block(const std::string& header, std::size_t xing_at = 0, std::uint3
     return out;
 }
 
-// Second byte: FB MPEG-1 III, FD MPEG-1 II, FF MPEG-1 I, F3 MPEG-2 III, F5 MPEG-2 II, F7 MPEG-2 I, E3 MPEG-2.5 III,
+// Second byte: FB MPEG-1 III, FD MPEG-1 II, FF MPEG-1 I, F3 MPEG-2 III, F7 MPEG-2 I, E3 MPEG-2.5 III,
 // EB reserved version, F9 MPEG-1 with the reserved layer. Third byte: bitrate index, then rate index and padding.
 TEST(Mpeg, HeadersAreUnderstood) {
     for (const auto& [bytes, audio_bytes, kbps, milliseconds, vbr] : Rows<std::string, int, int, int, bool>{
@@ -96,7 +86,6 @@ TEST(Mpeg, HeadersAreUnderstood) {
              {block("\xFF\xFD\x90\x00"s), 160'000, 160, 8000, false},
              {block("\xFF\xFF\x90\x00"s), 288'000, 288, 8000, false},
              {block("\xFF\xF3\x90\x00"s), 80'000, 80, 8000, false},
-             {block("\xFF\xF5\xE0\x00"s), 160'000, 160, 8000, false},
              {block("\xFF\xF7\xE0\x00"s), 256'000, 256, 8000, false},
              {block("\xFF\xE3\x10\x00"s), 8'000, 8, 8000, false},
              {block("\xFF\xF9\x10\x00"s), 32'000, 32, 8000, false},  // as layer 1
@@ -126,7 +115,6 @@ TEST(Mpeg, HeadersAreUnderstood) {
 
 TEST(Mpeg, SyncIsFoundAndTheSoundMeasuredFromThere) {
     for (const auto& [file, from, expected] : Rows<std::string, std::uint64_t, std::optional<std::uint64_t>>{
-             {"\xFF\xFB"s, 0, 0},
              {"\xFF\xDF\xFF\xFF"s, 0, 2},
              {"\xFF\xFB\xFF\xE0"s, 1, 2},
              {"xx\xFF"s, 0, {}},

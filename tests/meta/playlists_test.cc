@@ -31,7 +31,7 @@ TEST(PlaylistText, LinesBecomeEntries) {
     const std::string title(1014, 't');
     for (const auto& [format, text, expected] : Rows<decltype(&m3u_read), std::string, Entries>{
              // Line ends; three characters are none; a byte-order mark; a NUL ends a line.
-             {m3u_read, "a.mp3\r\nb.mp3\nc.mp3\t\x01\r\n\r\nabc\nd.mp3", {"a.mp3", "b.mp3", "c.mp3", "d.mp3"}},
+             {m3u_read, "a.mp3\r\nb.mp3\nc.mp3\t\x01\r\n\r\nabc\nabcd", {"a.mp3", "b.mp3", "c.mp3", "abcd"}},
              {m3u_read, "\xEF\xBB\xBF#EXTINF:1,T\n\xC3\xA4.mp3\0junk\n#EXTALB:x,y\n"s, {"\xC3\xA4.mp3|T"}},
              // Titles are carried over to entries without one.
              {m3u_read,
@@ -95,14 +95,11 @@ protected:
     ScratchDirectory music_, more_;
 };
 
-TEST_F(Playlists, TitlesComeFromTagsThenFromTheList) {
-    import("My List.m3u", "#EXTINF:1,From the list\na.mp3\nb.mp3\nc.mp3\n");
-    // The title of the first entry's line goes on to the last one; only the tag of the first is stronger.
-    EXPECT_EQ(entries("My List"), (Strings{"1 Tag A", "2 From the list", "3 From the list"}));
+TEST_F(Playlists, AreNamedAsGivenOrByTheirFiles) {
     import(" .m3u", "b.mp3\n");
-    EXPECT_EQ(entries("Unknown"), (Strings{"1 From the list"}));
+    EXPECT_EQ(entries("Unknown"), (Strings{"1 b"}));
     pls_import(music_.write("l.pls", "File1=b.mp3\nFile2=http://radio.example:8000/\n"), "Given name");
-    EXPECT_EQ(entries("Given name"), (Strings{"1 From the list", "2 http://radio.example:8000/"}));
+    EXPECT_EQ(entries("Given name"), (Strings{"1 b", "2 http://radio.example:8000/"}));
 }
 
 TEST_F(Playlists, AKnownFileWithoutATitleTakesTheListsAndKeepsTheRest) {

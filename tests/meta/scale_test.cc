@@ -11,7 +11,6 @@
 #include "core/str.h"
 #include "meta/jpeg_codec.h"
 #include "meta/planar.h"
-#include "support/rows.h"
 #include "support/scratch.h"
 
 #include <jpeglib.h>
@@ -142,21 +141,12 @@ void expect_as_model(const TestPicture& source, int width, int height, int mode)
 }
 
 TEST(Scale, GivesTheFormulasPixelsAtEverySize) {
-    for (const auto& [source_width, source_height, width, height] : Rows<int, int, int, int>{{640, 480, 160, 160},
-                                                                                             {480, 640, 160, 160},
-                                                                                             {64, 48, 640, 480},
-                                                                                             {1, 1, 160, 120},
-                                                                                             {1, 7, 30, 30},
-                                                                                             {7, 1, 30, 30},
-                                                                                             {2, 2, 4096, 3},
-                                                                                             {3, 2, 2000, 15},
-                                                                                             {5, 3, 3, 5},
-                                                                                             {33, 57, 684, 456},
-                                                                                             {161, 99, 160, 160},
-                                                                                             {160, 160, 160, 160},
-                                                                                             {400, 1, 160, 160},
-                                                                                             {1, 400, 160, 160},
-                                                                                             {90, 60, 1, 1}})
+    using Sizes = std::array<int, 4>;  // of the source, and wanted
+    for (const auto& [source_width, source_height, width, height] :
+         {Sizes{640, 480, 160, 160}, Sizes{480, 640, 160, 160}, Sizes{64, 48, 640, 480}, Sizes{1, 1, 160, 120},
+          Sizes{1, 7, 30, 30}, Sizes{7, 1, 30, 30}, Sizes{2, 2, 4096, 3}, Sizes{3, 2, 2000, 15}, Sizes{5, 3, 3, 5},
+          Sizes{33, 57, 684, 456}, Sizes{161, 99, 160, 160}, Sizes{160, 160, 160, 160}, Sizes{400, 1, 160, 160},
+          Sizes{1, 400, 160, 160}, Sizes{90, 60, 1, 1}})
         for (const int mode : {0, 1, 2, 3, 99, -1})
             expect_as_model(noise_picture(source_width, source_height), width, height, mode);
 

@@ -1,4 +1,4 @@
-// What a search for the picture in a file finds.
+// What the readers of media files find, in one text: the tags, and the picture.
 #pragma once
 
 #include <optional>
@@ -6,6 +6,15 @@
 
 #include "meta/embedded_picture.h"
 #include "meta/file_window.h"
+#include "meta/media_facts.h"
+
+// "title|artist|album|genre|date|track"; a missing text is a "-".
+inline std::string described(const MediaFacts& tags) {
+    std::string out;
+    for (const Text* text : {&tags.title, &tags.artist, &tags.album, &tags.genre, &tags.date})
+        out += text->value_or("-") + "|";
+    return out + std::to_string(tags.track);
+}
 
 using PictureFinder = std::optional<EmbeddedPicture> (*)(FileWindow&);
 

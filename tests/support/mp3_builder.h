@@ -71,7 +71,3 @@ inline std::string mpeg_frames(std::size_t count) {
     for (; count > 0; --count) out += "\xFF\xFB\x90\x64" + std::string(413, '\0');
     return out;
 }
-// The same frame with a Xing header behind its side information, which announces this many frames.
-inline std::string xing_frame(std::uint32_t frames) {
-    return mpeg_frames(1).replace(36, 12, "Xing" + big_endian_bytes(1, 4) + big_endian_bytes(frames, 4));
-}

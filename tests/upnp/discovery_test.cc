@@ -123,7 +123,6 @@ TEST(Msearch, TargetAndWaitAreRead) {
 
 TEST(Msearch, ClientsAreRecognisedByTheirMark) {
     using enum ClientKind;
-    using testing::ElementsAre;
     const auto senders = [](const std::string& line) { return msearch_parse(search("ST:a\r\n" + line))->senders; };
     EXPECT_THAT(senders("USER-AGENT: Netgear MP101\r\n"), ElementsAre(netgear_mp101));
     EXPECT_THAT(senders("MYNAME: \"D2730\"\r\n"), ElementsAre(go_video_d2730));
