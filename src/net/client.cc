@@ -20,7 +20,7 @@ constexpr std::size_t kAnswerBytes = 16 * 1024 * 1024;
 constexpr int kSilenceMs = 10'000;
 constexpr std::size_t kGetBytes = 512;
 constexpr std::size_t kStreamGetBytes = 8192;
-// Many stations show everything that calls itself a Mozilla a web page about the stream.
+// Many stations send a web page about the stream to every client that calls itself a Mozilla.
 constexpr std::string_view kStreamAgent = "Pelorama UPnP MediaServer";
 constexpr std::size_t kMaxHost = 256, kMaxUserAgent = 255;
 
