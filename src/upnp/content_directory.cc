@@ -21,7 +21,7 @@ enum Fault : int {
     kBadSearchCriteria = 708,
 };
 
-// An answer that has grown this long takes no further object, however many were asked for.
+// A response takes no further object once it has this many bytes, however many objects were asked for.
 constexpr std::size_t kAnswerStop = 195'001;
 constexpr std::size_t kFirstCapacity = 16 * 1024;
 
@@ -49,7 +49,7 @@ public:
         soap_.text().append(kListHead);
     }
 
-    // The only work on an answer that needs the store.
+    // The only part of a response that needs the store lock.
     void append(const StoreLock& lock, const MediaObject& object) {
         didl_append_object(lock, soap_.text(), object, filter_, client_);
         ++returned_;
@@ -199,7 +199,8 @@ HandlerResult search(const HttpRequest& request, HttpResponse& response, const B
     std::size_t total = 0;
     {
         StoreLock lock;
-        // Kept on purpose: the container that was named narrows nothing down, but its list is filled if it is one.
+        // Kept on purpose: a Search always covers the whole tree. Its ContainerID only has one effect: a list of played
+        // tracks is filled.
         db_map_browse_id(lock, id);
         const Listing listing = listing_search(lock, query);
         total = listing->size();
@@ -238,7 +239,7 @@ HandlerResult update_object(const HttpRequest& request, HttpResponse& response, 
     constexpr const char* kResponse =
         "<u:UpdateObjectResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\" />\r\n";
 
-    // Each tag value is an XML fragment ("<title>Old</title>") that travelled as text.
+    // Each tag value is an XML fragment ("<title>Old</title>") that was sent as escaped text.
     const auto fragment = [&](std::string_view argument) {
         return xml_parse(xml_unescape(text_or_empty(xml_get_text(body, argument))));
     };

@@ -57,7 +57,7 @@ HandlerResult search_tree(const HttpRequest& request, HttpResponse& response, co
     return search(request, response, soap_browse_arguments(body, "ContainerID"), xml_get_text(body, "SearchCriteria"));
 }
 
-// Kept on purpose: a complete request is told apart from one without its Direction, though neither is served.
+// Kept on purpose: a request without its Direction gets another fault than a complete one, though neither is served.
 HandlerResult prepare_for_connection(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
     return soap_send_fault(request, response, xml_get_text(body, "Direction") ? kNotImplemented : kInvalidArgs);
 }

@@ -37,7 +37,7 @@ constexpr auto kTargets = std::to_array<TargetRow>({
     {"urn:schemas-upnp-org:device:RenderingControl:1", ROLE_RENDERER},
 });
 
-// Withdrawing goes through the rows in an order of its own.
+// Kept on purpose: the withdrawal names the rows in another order than the announcement.
 constexpr auto kByebyeOrder = std::to_array<std::size_t>({0, 1, 2, 3, 4, 5, 8, 6, 7});
 static_assert(kByebyeOrder.size() == kTargets.size());
 
