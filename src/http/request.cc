@@ -3,7 +3,7 @@
 #include <array>
 
 #include "core/str.h"
-#include "net/answer.h"
+#include "net/http_header.h"
 
 namespace {
 

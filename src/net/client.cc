@@ -10,8 +10,8 @@
 #include "core/process_wide.h"
 #include "core/str.h"
 #include "core/url_decode.h"
-#include "net/answer.h"
 #include "net/body.h"
+#include "net/http_header.h"
 #include "net/read.h"
 
 namespace {

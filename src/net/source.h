@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "core/socket.h"
-#include "net/answer.h"
+#include "net/http_header.h"
 
 // A connection to a source. It is counted among the open ones while it lives, so that stopping the server wakes the
 // thread that waits for it.

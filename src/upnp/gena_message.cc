@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/text_buffer.h"
-#include "net/answer.h"
+#include "net/http_header.h"
 
 namespace {
 
