@@ -30,10 +30,10 @@ constexpr int kServerPassMs = 500;
 constexpr int kConnectionsLimitMs = 3000;
 constexpr std::size_t kInstancesWaitedFor = 2;
 
-// One served address. Threads and connections hold on to their halves for as long as they run.
+// One served address. Its threads share the two instances, so each lives until its last thread has ended.
 struct ServerInstance {
     std::shared_ptr<HttpServerInstance> http;
-    Socket listener;  // ours of the accept thread's socket, to wake it by: its own may be closed at any time
+    Socket listener;  // a duplicate of the accept thread's socket, to wake it: that one may be closed at any time
     std::shared_ptr<SsdpInstance> ssdp;
 };
 struct Instances {
@@ -45,6 +45,7 @@ std::vector<ServerInstance>& instances() {
 
 // ---- served addresses
 
+// An address that matches no interface is used as its own name, for the log.
 std::vector<NetworkInterface> configured_interface(const std::string& ip) {
     const in_addr address = ipv4_parse(ip);
     if (address.s_addr == 0) log_message(LOG_CRITICAL, LOG_SYSTEM, "invalid IP address: %s\n", ip.c_str());
@@ -82,6 +83,7 @@ int configured_port() {
     return kUpgradePort;
 }
 
+// The listener is open when this returns: discovery announces its port.
 ServerInstance start_listener(const NetworkInterface& served) {
     const auto http = std::make_shared<HttpServerInstance>();
     http->ip_text = ipv4_text(served.address);
@@ -132,7 +134,7 @@ void ask_to_stop(const ServerInstance& instance) {
     instance.ssdp->msearch_running.ask_to_stop();
 }
 
-// The threads that block on the sockets are woken here, and are the ones that close them.
+// Wakes the threads that block on sockets. Each thread closes its own sockets, so no descriptor is reused under it.
 void wake(const ServerInstance& instance) {
     log_message(LOG_INFO, LOG_SYSTEM, "Server stopping at %s\n", instance.http->ip_text.c_str());
     if (instance.listener) socket_shutdown(instance.listener.fd());
@@ -171,8 +173,7 @@ void server_stop(RunningFlag& flag) {
     std::ranges::for_each(instances(), wake);
     gena_shutdown();
 
-    // Kept on purpose: one or two instances are waited for until every thread has ended, more of them for one pass
-    // only.
+    // Kept on purpose: with one or two instances this waits until every thread has ended, with more for one pass only.
     do {
         wait_at_most(kServerPassMs, all_idle);
     } while (instances().size() <= kInstancesWaitedFor && !all_idle());

@@ -4,8 +4,8 @@
 
 #include "core/thread.h"
 
-// Starts them and switches eventing on; ends the process where an address cannot be served. Nothing happens when the
-// flag runs already.
+// Starts them and switches eventing on. Ends the process if an address cannot be served. Does nothing if the flag runs
+// already.
 void server_start(RunningFlag& flag);
 // Stops them and closes their connections; a few seconds at most. Logs the threads that have not ended by then.
 void server_stop(RunningFlag& flag);

@@ -1,4 +1,4 @@
-// The only list of all handlers: which URL goes to whom, and who sees the datagrams of the discovery group.
+// The only list of all handlers: which one serves a URL, and which one gets the datagrams of the discovery group.
 #pragma once
 
 // Once in the life of the process, before the first listener opens.

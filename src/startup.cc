@@ -1,3 +1,14 @@
+// How it works.
+//
+//     settings -> background -> signals blocked -> URL and packet tables -> start_all()
+//     -> wait for SIGTERM or SIGINT -> on_terminate(): stop_all(), close the log, _exit
+//
+// start_all() starts what is needed first: the content tree, then the listeners and discovery, then the threads that
+// fill the tree. The persistence file is read before the first scan pass, and music libraries are imported after it.
+// stop_all() asks every thread at once, waits a bounded time for all of them, and frees the tree.
+//
+// Every thread that outlives a request has a flag in RunningFlags and a row in kLongThreads. Invariant: start_all and
+// stop_all run only under `lifecycle`, so the tree is never freed while something is being started.
 #include "startup.h"
 
 #include <unistd.h>
@@ -48,7 +59,7 @@ ServerState& state() {
     return process_wide<ServerState>();
 }
 
-// What a shutdown does with a long-lived thread: all of them are waited for.
+// What a shutdown does with a long-lived thread. It waits for all of them.
 struct LongThread {
     RunningFlag RunningFlags::*flag;
     const char* name;  // in the report of those that did not end, in its order; null: never named
@@ -82,7 +93,7 @@ void report_unfinished() {
     log_message(LOG_PROBLEM, LOG_SYSTEM, "%s", report.c_str());
 }
 
-// The countdown begins behind the first pass and is at least ten seconds then.
+// The countdown to the next pass begins after the first one, at ten seconds or more.
 bool first_scan_is_over() {
     return scan_status().seconds_to_next > 0 || state().flags.file_scan.idle();
 }
@@ -133,7 +144,7 @@ void on_terminate(int signal) {
     if (state().terminating.exchange(true)) return;
     std::printf("terminating....signal=%d\n", signal);
     std::fflush(stdout);
-    // A restart in progress ends first; one that is asked for now never gets the lock.
+    // Waits for a restart in progress. Never released: a later restart blocks here until the process ends.
     std::scoped_lock lock{state().lifecycle};
     stop_all();
     settings_free_all();

@@ -1,6 +1,6 @@
 // Start and end of the whole server: the order in which its parts are started, and the shutdown. Every long-lived
-// thread has a running flag here; stopping asks them all, waits a bounded time and goes on regardless, telling which of
-// them did not end.
+// thread has a running flag here. Stopping asks all of them, waits a bounded time, logs those that have not ended and
+// goes on.
 #pragma once
 
 #include "core/thread.h"
@@ -30,10 +30,9 @@ void start_all();
 // Stops every part and frees the content tree; a few seconds at most. start_all may follow.
 void stop_all();
 
-// Stops everything, reads the ini file again and starts everything. In a thread of its own, because it outlives the
-// connection that asks for it; the answer to that has half a second to get out.
+// Stops everything, reads the ini file again and starts everything. Call it in a thread of its own, because it outlives
+// the connection that asks for it. It begins after half a second, so that the response still gets out.
 void restart_all();
 
-// The shutdown: runs once, whoever comes later returns at once. Ends the process with status 0. signal is 0 on a normal
-// exit.
+// The shutdown. Runs once; a second call returns at once. Ends the process with status 0. signal is 0 on a normal exit.
 void on_terminate(int signal);

@@ -21,9 +21,9 @@ constexpr std::size_t kStackBytes = 1024 * 1024;  // instrumented frames are lar
 constexpr std::size_t kStackBytes = 256 * 1024;
 #endif
 
-// The C library keeps the stacks of ended threads for the next ones, with the 16 KiB that were used last still in
-// memory. Given back here, a burst of connections leaves nothing worth mentioning. Called from the thread's outermost
-// frame: what lies below it is used by nobody any more, but for the page that this call itself stands on.
+// The C library keeps the stacks of ended threads for new ones, and what they used stays in memory. Returning it here
+// keeps a burst of connections from raising the server's memory for good. Called from the thread's outermost frame:
+// everything below it is unused by now, but for the page of this call itself.
 [[maybe_unused]] void release_used_stack() {
     constexpr std::size_t kReleased = kStackBytes / 4;
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));

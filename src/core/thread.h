@@ -13,11 +13,11 @@ void sleep_ms(std::int64_t milliseconds);
 // Milliseconds since the first call, which gives 0; wraps after 49 days as unsigned 32-bit counters do.
 std::uint32_t uptime_ms();
 
-// A joinable thread; missing when the system has none left, after saying so on standard error.
+// A joinable thread. Returns nullopt, after a line on standard error, if the system has none left.
 std::optional<std::thread> thread_start(std::function<void()> routine);
 
 // A detached thread with a small stack (256 KiB: thousands of idle connections must be cheap). It owns what the routine
-// captured. False when the system has none left, after saying so on standard error.
+// captured. False, after a line on standard error, if the system has none left.
 bool thread_start_detached(std::function<void()> routine);
 
 class RunningFlag;
@@ -26,8 +26,8 @@ class RunningFlag;
 // left; the flag is then as it was.
 bool thread_start_flagged(RunningFlag& flag, std::function<void()> routine);
 
-// Runs work that keeps a processor busy and waits for its end. It runs on a thread of its own that gives way to the
-// others, so that short answers do not wait for it; on the calling thread where the system has no other left.
+// Runs work that keeps a processor busy, and waits for its end. The work gets a thread of its own with a lower
+// priority, so that short requests do not wait for it. If the system has no thread left, it runs on the calling thread.
 void run_giving_way(const std::function<void()>& work);
 
 // The system's text for the current errno; safe in every thread.
@@ -43,7 +43,7 @@ public:
     int value() const { return value_.load(); }
     bool running() const { return value() == 1; }
     bool idle() const { return value() == 0; }
-    // False when it was not idle: somebody runs, or was asked to stop and has not ended yet.
+    // False if it was not idle: a thread runs, or was asked to stop and has not ended yet.
     bool set_running() {
         int idle = 0;
         return value_.compare_exchange_strong(idle, 1);

@@ -12,7 +12,7 @@
 
 namespace {
 
-// Adds an item that the store has to the playlist, unless it is in it.
+// Adds a reference to an item of the store to the playlist, unless it has one already.
 void join_playlist(const StoreLock& lock, MediaItem& item, std::string_view playlist, std::int32_t position) {
     MediaContainer* const playlists = store(lock).playlists;
     if (playlists == nullptr) return;
@@ -21,8 +21,8 @@ void join_playlist(const StoreLock& lock, MediaItem& item, std::string_view play
     if (db_find_item_by_path(lock, list, item.path.view()) == nullptr) tree_add_reference(lock, list, item, position);
 }
 
-// The playlist seats of an item that is replaced: its successor takes them over. Nobody else would restore them,
-// because the importer of a music library reads it again only when the library changes.
+// The references that playlists have to an item which is being replaced; its successor takes over these seats. Nobody
+// else would restore them: the importer of a music library reads it again only when the library changes.
 struct PlaylistSeat {
     ObjectId playlist = kNoObject;
     std::int32_t sort_key = 0;
@@ -54,8 +54,8 @@ void take_seats(const StoreLock& lock, MediaItem& item, const FormerSeats& forme
     }
 }
 
-// Whether the present item stays. One that is older than the file is removed, with all its references; former gets its
-// seats.
+// Whether the present item stays. If it is older than the file, it is removed with all its references, and former gets
+// its seats.
 bool keeps_present(const StoreLock& lock, MediaItem& present, const NewItem& wanted, FormerSeats& former) {
     if (const std::string_view playlist = text_or_empty(wanted.playlist); !playlist.empty()) {
         if (!present.playlist) present.playlist = tree_intern(lock, playlist);
@@ -140,21 +140,22 @@ MediaItem make_item(const StoreLock& lock, const NewItem& wanted, const CleanTex
     return item;
 }
 
-// A station that a playlist named joins the own stations, any other goes below its genre.
+// A station from a playlist joins the own stations. Any other one, from the station directory, is listed below its
+// genre.
 AddResult link_station(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts) {
-    const MediaStore& places = store(lock);
-    if (places.internet_radio == nullptr) return AddResult::failed;
-    const bool own = has_text(texts.playlist) && places.own_radio_stations != nullptr;
+    const MediaStore& media = store(lock);
+    if (media.internet_radio == nullptr) return AddResult::failed;
+    const bool own = has_text(texts.playlist) && media.own_radio_stations != nullptr;
     if (own) {
         const std::int32_t position = item.track;
-        MediaItem& added = tree_add_item(lock, *places.own_radio_stations, std::move(item));
+        MediaItem& added = tree_add_item(lock, *media.own_radio_stations, std::move(item));
         join_playlist(lock, added, text_or_empty(texts.playlist), position);
         return AddResult::added;
     }
     if (!has_text(texts.genre)) return AddResult::failed;
     item.bitrate = 0;  // kept on purpose: the bitrate that the station directory tells is not listed
     MediaContainer& genre = tree_find_or_add_container(
-        lock, *places.internet_radio, {.title = item.genre, .object_class = ObjectClass::music_container});
+        lock, *media.internet_radio, {.title = item.genre, .object_class = ObjectClass::music_container});
     tree_add_item(lock, genre, std::move(item));
     return AddResult::added;
 }
@@ -177,16 +178,17 @@ bool is_there(const std::string& path) {
     return status && status->regular;
 }
 
+// Puts the item where its class belongs. It is refused if its top-level container is switched off.
 AddResult link(const StoreLock& lock, MediaItem&& item, const CleanTexts& texts) {
-    const MediaStore& places = store(lock);
+    const MediaStore& media = store(lock);
     if (texts.title.empty()) return AddResult::failed;
     switch (item.object_class) {
         case ObjectClass::photo:
-            return link_listed(lock, places.pictures, places.all_pictures, std::move(item), texts);
+            return link_listed(lock, media.pictures, media.all_pictures, std::move(item), texts);
         case ObjectClass::movie:
-            return link_listed(lock, places.videos, places.all_videos, std::move(item), texts);
+            return link_listed(lock, media.videos, media.all_videos, std::move(item), texts);
         case ObjectClass::music_track:
-            return link_listed(lock, places.music, places.all_tracks, std::move(item), texts);
+            return link_listed(lock, media.music, media.all_tracks, std::move(item), texts);
         case ObjectClass::audio_broadcast:
             return link_station(lock, std::move(item), texts);
         default:
@@ -205,6 +207,7 @@ AddResult db_add_item(const NewItem& wanted) {
         MediaItem* const present = db_find_in_type(lock, path, wanted.media_class);
         if (present != nullptr && keeps_present(lock, *present, wanted, former)) return AddResult::already_present;
     }
+    // The disk and the settings are asked without the lock.
     if (!is_there(path)) {
         log_message(LOG_PROBLEM, LOG_DB, "item could not be found on disk: %s\n", path.c_str());
         return AddResult::failed;
@@ -237,7 +240,7 @@ void db_title_by_playlist(const std::string& path, std::string_view title) {
     const FormerSeats former = seats_of(lock, *present);
     MediaItem retitled = *present;
     retitled.title = SharedText{texts.title};
-    static_cast<MediaObject&>(retitled) = MediaItem{};  // without its links in the tree
+    retitled.id = retitled.parent = retitled.next = retitled.previous = kNoObject;
     retitled.first_reference = kNoObject;
     tree_remove_item(lock, *present);
     link(lock, std::move(retitled), texts);

@@ -11,7 +11,7 @@
 enum class AddResult { added = 0, failed = 1, already_present = 2 };
 
 struct NewItem {
-    Text title = {};  // missing or empty: made from the file name
+    Text title = {};  // nullopt or empty: made from the file name
     ObjectClass media_class = ObjectClass::music_track;
     Text artist = {}, album = {}, genre = {}, playlist = {}, date = {};
     Text path = {};  // a file, or an "http://" or "ftp://" URL

@@ -1,3 +1,14 @@
+// How it works. One reader at start, then one writer that polls the store's marks of change:
+//
+//     start -> read all records ------------------> scanner starts; `reading` is cleared
+//     writer: changed? -> quiet for five seconds -> format under the lock -> enough room? -> write
+//
+// Rule: a library that was not read completely never replaces the file. So nothing is saved while `reading` is set,
+// which a failed or stopped reading leaves set; the text is complete before the file is opened, and the room on the
+// disk is checked first. The last save, which a shutdown may not wait for, goes to a second file that is then renamed.
+//
+// Two marks tell that something changed: the system update id (content, saved soon) and the number of plays (saved
+// after five minutes at the earliest and at the end, because clients fetch one track in many ranges).
 #include "db/dbfile.h"
 
 #include <sys/statvfs.h>
@@ -22,8 +33,7 @@ constexpr std::int64_t kQuietSleepMs = 100;
 constexpr std::uint32_t kPlaysWaitMs = 5 * 60'000;
 constexpr std::int64_t kExternalLookMs = 5000;
 
-// Writing the file while it is read would lose what was not read yet. Stays set when the file could not be read to its
-// end, or when a stop came first.
+// Writing the file while it is being read would lose the unread rest. Stays set if reading failed or was stopped.
 std::atomic<bool>& reading() {
     struct Reading {
         std::atomic<bool> value{false};
@@ -31,7 +41,7 @@ std::atomic<bool>& reading() {
     return process_wide<Reading>().value;
 }
 
-// The file's path when there is one and it can be a file.
+// The configured path. Returns nullopt if there is none or it is a directory.
 Text usable_path() {
     Text path = settings_get(Setting::dbfile);
     if (!path || path->empty()) return std::nullopt;
@@ -41,7 +51,7 @@ Text usable_path() {
     return std::nullopt;
 }
 
-// False when the file could not be read to its end.
+// False if the file could not be read to its end. A stop counts as success here; whoever asked for it knows.
 bool add_records(const File& file, const RunningFlag& running) {
     std::uint64_t offset = 0;
     DbLines lines{[&](std::span<char> into) {
@@ -55,7 +65,7 @@ bool add_records(const File& file, const RunningFlag& running) {
     return !running.running() || !status || offset >= static_cast<std::uint64_t>(status->size);
 }
 
-// False when some of the file is still unknown.
+// False if part of the file was not read. A file that is not there has nothing to lose: true.
 bool read_file(const std::string& path, const RunningFlag& running) {
     log_message(LOG_INFO, LOG_DB, "reading persistance DB!\n");
     const File file = file_open_regular(path);
@@ -69,7 +79,7 @@ bool read_file(const std::string& path, const RunningFlag& running) {
     return whole;
 }
 
-// What a file has to be written for. Plays change no listing, so they raise no update id, but they are to be kept too.
+// What tells that the file is out of date. Plays change no listing and raise no update id, so they count separately.
 struct SaveMark {
     std::int32_t update_id = 0;
     std::uint32_t plays = 0;
@@ -79,8 +89,8 @@ SaveMark current_mark() {
     return {.update_id = store(lock).system_update_id, .plays = store(lock).plays};
 }
 
-// Until nothing has changed for a little over five seconds; missing when the thread is to end. Plays are no reason to
-// wait longer: a client that asks for a track in many ranges would keep everything else from being saved.
+// Waits until nothing has changed for a little over five seconds. Returns nullopt if the thread is to end. Plays do not
+// prolong the wait: a client that asks for a track in many ranges would keep everything else from being saved.
 std::optional<SaveMark> wait_for_quiet(const RunningFlag& running) {
     SaveMark mark = current_mark();
     for (int sleeps = 0; sleeps < kQuietSleeps;) {
@@ -92,18 +102,18 @@ std::optional<SaveMark> wait_for_quiet(const RunningFlag& running) {
     return mark;
 }
 
-// The whole library as it is at one moment; missing when the flag stops running or the library is gone.
+// The whole library as it is at one moment. Returns nullopt if the flag stops running or the library is gone.
 std::optional<DbText> format_library(const RunningFlag& running) {
     DbText text;
     StoreLock lock;
-    const MediaStore& places = store(lock);
-    if (places.root == nullptr) return std::nullopt;  // a shutdown did not wait for us
-    for (const MediaContainer* list : {places.all_tracks, places.all_pictures, places.all_videos})
+    const MediaStore& media = store(lock);
+    if (media.root == nullptr) return std::nullopt;  // a shutdown did not wait for us
+    for (const MediaContainer* list : {media.all_tracks, media.all_pictures, media.all_videos})
         if (!dbfile_write_items(lock, list, text, running)) return std::nullopt;
     return text;
 }
 
-// A full disk is found out before the old file is cut off.
+// Checked before the old file is truncated: a full disk must not cost the library. Unknown file systems are trusted.
 bool has_room(const std::string& path, std::size_t bytes) {
     const auto old = file_status(path);
     const std::size_t slash = path.rfind('/');
@@ -127,7 +137,7 @@ bool write_file(const std::string& path, const DbText& text) {
     return whole;
 }
 
-// Missing, and logged, when there is nothing to write or no room for it.
+// Returns nullopt if there is nothing to write, or (logged) no room for it.
 std::optional<DbText> text_to_save(const std::string& path, const RunningFlag& running) {
     log_message(LOG_INFO, LOG_DB, "writing DB\n");
     auto text = format_library(running);
@@ -140,7 +150,7 @@ void save(const std::string& path, const RunningFlag& running) {
     if (const auto text = text_to_save(path, running)) write_file(path, *text);
 }
 
-// The process may end before the disk has everything: the former file stays until it has.
+// The process may end before everything is written: the former file stays until the new one is complete.
 void save_at_the_end(const std::string& path) {
     RunningFlag running;
     running.set_running();
@@ -151,6 +161,7 @@ void save_at_the_end(const std::string& path) {
         log_message(LOG_ERROR, LOG_DB, "could not rename %s: %s\n", beside.c_str(), error_text().c_str());
 }
 
+// The state in which a file was found; two equal ones count as the same content.
 struct LookedAt {
     std::int64_t size = -1, modified = -1;
     bool operator==(const LookedAt&) const = default;
@@ -178,7 +189,7 @@ void external_thread(RunningFlag& running, const RunningFlag& first) {
 }  // namespace
 
 void dbfile_start_reader(RunningFlag& running) {
-    if (running.idle()) reading() = false;  // that of an earlier start may not have come to its end
+    if (running.idle()) reading() = false;  // an earlier start may have left it set
     const Text path = usable_path();
     if (!path || !file_status(*path)) return;
     if (!running.idle()) {

@@ -12,8 +12,8 @@
 // is no file, when its path is a directory, or when a reader runs (the last two are logged).
 void dbfile_start_reader(RunningFlag& running);
 void dbfile_start_writer(RunningFlag& running);
-// The file of others: read behind the persistence file, whose reader has the flag `first`, and again whenever it
-// changed and then stayed as it is for some seconds.
+// The file of others: read after the persistence file, whose reader has the flag `first`, and again whenever it has
+// changed and then stayed the same for some seconds.
 void dbfile_start_external(RunningFlag& running, const RunningFlag& first);
 
 // The threads' routines; they clear the flag as their last act.
@@ -23,6 +23,6 @@ void dbfile_write_thread(RunningFlag& running);
 // Adds the record whose "<SOI>" was just read; one that cannot be added is logged.
 void dbfile_read_record(DbLines& lines);
 
-// Appends every item in the container's list; false when the flag stopped running on the way.
+// Appends every item in the container's list. False if the flag stopped running meanwhile.
 bool dbfile_write_items(const StoreLock& lock, const MediaContainer* container, DbText& text,
                         const RunningFlag& running);

@@ -21,7 +21,7 @@ bool is_control(char c) {
     return static_cast<unsigned char>(c) < 0x20;
 }
 
-// In the order in which they are written: texts, then numbers; the class comes behind the title.
+// In the order in which they are written: title and class, texts, numbers, size, late numbers.
 struct TextField {
     std::string_view tag;
     Text NewItem::*read;

@@ -24,7 +24,7 @@ public:
     using Refill = std::function<std::size_t(std::span<char>)>;
     explicit DbLines(Refill refill);
 
-    // Valid until the next call; missing at the end.
+    // Valid until the next call. Returns nullopt at the end.
     std::optional<std::string_view> next();
 
 private:

@@ -6,7 +6,7 @@
 
 namespace {
 
-// Reading so few children again costs less than remembering what they gave.
+// Reading so few children again costs less than remembering what was found.
 constexpr std::size_t kFewChildren = 64;
 constexpr std::size_t kMaxKnownFacts = 1024;
 
@@ -26,6 +26,7 @@ ObjectId id_of(const MediaItem* item) {
 }  // namespace
 
 GroupFacts group_facts(const StoreLock& lock, const MediaContainer& container) {
+    // Stamped like a remembered listing: what was found holds while the list and all items are as they were.
     const std::uint32_t item_revision = store(lock).item_revision;
     const auto remembered = known().find(container.id);
     if (remembered != known().end()) {

@@ -8,7 +8,7 @@
 
 #include "db/tree.h"
 
-// The first child item, in list order, that has the property (references through their targets); null when none has.
+// The first child item, in list order, that has the property (references through their targets); null if none has.
 struct GroupFacts {
     const MediaItem* artist = nullptr;
     const MediaItem* genre = nullptr;

@@ -1,5 +1,5 @@
-// From object id to record. Ids are dense and never reused, so the table is an array in chunks; a chunk whose objects
-// are all gone is given back, and a server that runs for years keeps eight bytes per thousand ids it ever gave.
+// From object id to record. Ids are dense and never reused, so the table is an array in chunks. A chunk whose objects
+// are all gone is freed: a server that runs for years keeps eight bytes for every thousand ids it ever gave out.
 #pragma once
 
 #include <array>

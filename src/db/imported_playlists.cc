@@ -5,7 +5,8 @@
 
 namespace {
 
-// Null when there is none. "- Last Played -" and its kin are no imports, whatever a file is called.
+// Null if there is none. "- Last Played -" and "- Most Played -" are never found: a file of that name must not empty
+// them.
 MediaContainer* find_playlist(const StoreLock& lock, std::string_view name) {
     MediaContainer* const playlists = store(lock).playlists;
     MediaContainer* const found = playlists == nullptr ? nullptr : tree_find_child_container(lock, name, *playlists);
@@ -22,16 +23,16 @@ bool is_referenced(const StoreLock& lock, const MediaItem& item, const MediaCont
 
 }  // namespace
 
-bool db_playlist_holds(std::string_view name, std::span<const PlaylistPlace> places) {
+bool db_playlist_holds(std::string_view name, std::span<const PlaylistEntry> entries) {
     StoreLock lock;
     const MediaContainer* const playlist = find_playlist(lock, name);
-    if (playlist == nullptr || static_cast<std::size_t>(playlist->child_count) != places.size()) return false;
-    std::size_t left = places.size();  // children come newest first
+    if (playlist == nullptr || static_cast<std::size_t>(playlist->child_count) != entries.size()) return false;
+    std::size_t left = entries.size();  // children come newest first
     for (const MediaObject& child : tree_children(lock, *playlist)) {
         const ItemReference* const reference = as_reference(&child);
         const MediaItem* const item = item_of(lock, &child);
-        const PlaylistPlace& place = places[--left];
-        if (reference == nullptr || reference->sort_key != place.sort_key || item->path.view() != place.path)
+        const PlaylistEntry& entry = entries[--left];
+        if (reference == nullptr || reference->sort_key != entry.sort_key || item->path.view() != entry.path)
             return false;
     }
     return true;

@@ -1,5 +1,5 @@
 // The playlists that imports fill, by name: playlist files and music libraries. db_add_item puts an item into the
-// playlist it names; here is what empties one before it is read again, and what tidies up behind it.
+// playlist it names; here is what empties one before it is read again, and what tidies up afterwards.
 #pragma once
 
 #include <cstdint>
@@ -9,17 +9,17 @@
 
 #include "db/objects.h"
 
-struct PlaylistPlace {
+struct PlaylistEntry {
     std::string_view path;  // of an item
     std::int32_t sort_key = 0;
 };
 // Whether the playlist of this name holds exactly these items, in this order and with these keys.
-bool db_playlist_holds(std::string_view name, std::span<const PlaylistPlace> places);
+bool db_playlist_holds(std::string_view name, std::span<const PlaylistEntry> entries);
 
-// Empties the playlist of this name, where there is one, and marks it changed. The items that stood in it are the
-// answer; they stay.
+// Empties the playlist of this name, if there is one, and marks it changed. Returns the items that were in it; they
+// stay in the store.
 std::vector<ObjectId> db_begin_playlist(std::string_view name);
 
-// The playlist is complete again, or gone for good. Of the items that stood in it before, those that it no longer holds
-// lose its name, and stations that nothing else lists go: only a playlist brought them here.
+// The playlist is complete again, or gone for good. Items that were in it and no longer are lose its name. Stations
+// that no other playlist lists are removed: only a playlist brought them here.
 void db_end_playlist(std::string_view name, const std::vector<ObjectId>& former);

@@ -14,6 +14,7 @@ void keywords_add_item(const StoreLock& lock, MediaItem& item) {
     db_prune_empty_below(lock, tags);
     if (!item.keywords.has_text()) return;
 
+    // "/" goes one container deeper, "," begins the next path: "Places/Rome,Friends" gives two references.
     std::string_view rest = item.keywords.view();
     MediaContainer* container = &tags;
     for (;;) {

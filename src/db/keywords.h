@@ -3,5 +3,5 @@
 
 #include "db/tree.h"
 
-// Rebuilds the item's place in the tags tree, which must exist (it does when the setting `adobedsn` is set).
+// Replaces the item's references in the tags tree, which must exist (it does if the setting `adobedsn` is set).
 void keywords_add_item(const StoreLock& lock, MediaItem& item);

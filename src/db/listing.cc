@@ -8,7 +8,7 @@
 
 namespace {
 
-// Sorting fewer is quicker than the harm of pushing a large listing out.
+// Below this size sorting again is cheaper than evicting a large remembered listing.
 constexpr std::size_t kWorthRemembering = 500;
 
 constexpr std::string_view kShuffle = "Philips:shuffle";
@@ -20,8 +20,8 @@ ObjectIds child_ids(const StoreLock& lock, const MediaContainer& container) {
     return ids;
 }
 
-// As many swaps as there are entries, two draws each. The client asks for the pages of one shuffled list with one
-// seed, so the same seed must give the same order.
+// As many swaps as there are entries, two random numbers each. A client asks for all pages of one shuffled list with
+// the same seed, so the same seed must give the same order.
 void shuffle(ObjectIds& ids, std::uint32_t seed) {
     std::srand(seed);
     for (std::size_t i = 0; i < ids.size(); ++i) {

@@ -12,12 +12,12 @@
 #include "db/sort.h"
 
 struct ListingOrder {
-    std::optional<SortCriteria> requested = std::nullopt;  // missing: as the settings say for the container's class
+    std::optional<SortCriteria> requested = std::nullopt;  // nullopt: as the settings say for the container's class
     std::optional<std::uint32_t> shuffle_seed = std::nullopt;
     SortDefaults defaults = {};
 };
 
-// sort_criteria as the request has it; missing and empty are the same. Reads settings, so not under the store lock.
+// sort_criteria as the request has it; nullopt and empty are the same. Reads settings, so not under the store lock.
 ListingOrder listing_order(const Text& sort_criteria);
 
 // The children in order. With "Philips:shuffle:SEED" in the criteria a list that begins with an item is shuffled
@@ -25,17 +25,17 @@ ListingOrder listing_order(const Text& sort_criteria);
 Listing listing_children(const StoreLock& lock, const MediaContainer& container, const ListingOrder& order);
 // The children by their keys, shuffle or not.
 Listing listing_sorted_children(const StoreLock& lock, const MediaContainer& container, const ListingOrder& order);
-// Where in that listing the first title stands that is not below the letter, letter case aside; its size when none is.
-// Objects without a title are passed over.
+// The index in that listing of the first title that does not sort below the letter, letter case aside; the listing's
+// size if there is none. Objects without a title are skipped.
 std::size_t listing_find_letter(const StoreLock& lock, const MediaContainer& container, const ListingOrder& order,
                                 const ObjectIds& ids, std::string_view letter);
 
 struct SearchQuery {
-    std::string text;  // of the criteria, by which the result is remembered
+    std::string text;  // of the criteria; the key under which the result is remembered
     SearchCriteria criteria;
     bool each_title_once = false;  // of equal titles only the first in tree order
     ListingOrder order;
 };
-// All matches below the root. Where the request names no order, each match is listed as its container would list it;
-// when the matches' containers disagree about that, the whole result is listed by the setting `ds`.
+// All matches below the root. If the request names no order, they are sorted as their containers would sort them; if
+// those disagree, by the setting `ds`.
 Listing listing_search(const StoreLock& lock, const SearchQuery& query);

@@ -1,3 +1,10 @@
+// How it works. A remembered listing carries a stamp: the revision numbers of what it was made from. It holds as long
+// as the same numbers are read again, so nobody who changes the tree needs to know that listings are remembered.
+//
+//     children of a container   the container's list_revision and the store's item_revision
+//     matches of a search       the store's revision, which every change raises
+//
+// The list is short (kMaxListings), so look-ups walk over it; the front is the most recently used.
 #include "db/listing_cache.h"
 
 #include <algorithm>
@@ -11,7 +18,7 @@ namespace {
 // A search text longer than any client's is not worth keeping.
 constexpr std::size_t kMaxSearchText = 4096;
 
-// What the listing was made from, as it was then.
+// The revisions of what a listing is made from.
 struct Stamp {
     std::uint64_t list = 0, items = 0;
     bool operator==(const Stamp&) const = default;
@@ -31,11 +38,11 @@ ListingCache& cache() {
 }
 
 std::optional<Stamp> stamp_now(const StoreLock& lock, const ListingKey& key) {
-    const MediaStore& places = store(lock);
-    if (key.search) return Stamp{.list = places.revision};
+    const MediaStore& media = store(lock);
+    if (key.search) return Stamp{.list = media.revision};
     const MediaContainer* const container = as_container(tree_object(lock, key.container));
     if (container == nullptr) return std::nullopt;
-    return Stamp{.list = container->list_revision, .items = places.item_revision};
+    return Stamp{.list = container->list_revision, .items = media.item_revision};
 }
 
 void drop_stale(const StoreLock& lock) {

@@ -2,8 +2,8 @@
 // sort and no search of its own. A listing holds while nothing it was made from has changed: the children of a
 // container while its list and all items are as they were, the matches of a search while the whole tree is.
 //
-// Bounded: kMaxListings listings of together kMaxListedIds ids, the least recently used leave first, stale ones leave
-// at every look. Guarded by the store lock.
+// Bounded: kMaxListings listings with kMaxListedIds ids in all. The least recently used is dropped first; every look-up
+// drops stale ones. Guarded by the store lock.
 #pragma once
 
 #include <cstddef>
@@ -23,17 +23,17 @@ using Listing = std::shared_ptr<const ObjectIds>;
 constexpr std::size_t kMaxListings = 8;
 constexpr std::size_t kMaxListedIds = 4'000'000;
 
-// What a listing was asked by.
+// Cache key: the query that produced a listing.
 struct ListingKey {
     ObjectId container = kRootId;
     std::vector<SortCriteria> orders = {};
     std::optional<std::uint32_t> shuffle_seed = std::nullopt;
-    Text search = std::nullopt;  // missing: the container's children
+    Text search = std::nullopt;  // nullopt: the container's children
     bool each_title_once = false;
     bool operator==(const ListingKey&) const = default;
 };
 
-// Null when it is not remembered, or no longer true.
+// Null if it is not remembered or stale.
 Listing listing_recall(const StoreLock& lock, const ListingKey& key);
 // Keeps what was just made; a listing that is too large on its own is not kept.
 void listing_remember(const StoreLock& lock, const ListingKey& key, Listing listing);

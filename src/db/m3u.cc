@@ -19,7 +19,7 @@ ObjectId read_id(std::string_view text) {
     return all_read ? id : kNoObject;
 }
 
-// Appends a folder's own tracks; returns the next folder below start, kNoObject at the end or when one of them is gone.
+// Appends a folder's own tracks. Returns the next folder below start; kNoObject at the end or if one of them is gone.
 ObjectId append_tracks(TextBuffer& text, ObjectId folder, ObjectId start, const ListingOrder& order,
                        std::string_view base_url) {
     const StoreLock lock;

@@ -10,7 +10,7 @@
 constexpr std::size_t kMaxM3uBytes = 4'000'000;
 
 // "#EXTM3U" and one URL a line for every track at and below the container, each container's own tracks in the order in
-// which Browse lists them; base_url ends in "/". A container stops behind 1,000,000 bytes of its own tracks, and all of
-// it behind kMaxM3uBytes. Missing when the text is not the id of a container: digits to its end, or to a ".". Takes the
-// store lock, once for each container.
+// which Browse lists them; base_url ends in "/". A container stops after 1,000,000 bytes of its own tracks, the whole
+// text after kMaxM3uBytes. Returns nullopt if container_id is not the id of a container: digits up to its end or up to
+// a ".". Takes the store lock, once for each container.
 Text m3u_container(std::string_view base_url, std::string_view container_id);

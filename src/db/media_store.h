@@ -1,11 +1,12 @@
-// The store's own record: its fixed places and its counters.
+// The store's own record: its fixed containers and its counters.
 #pragma once
 
 #include <cstdint>
 
 #include "db/objects.h"
 
-// The fixed places of the tree. Each may be null: a top-level container whose setting is empty is not created.
+// The fixed containers of the tree, which the settings name. Each may be null: one whose setting is empty is not
+// created.
 struct MediaStore {
     MediaContainer* root = nullptr;
     MediaContainer* music = nullptr;

@@ -7,7 +7,8 @@
 
 namespace {
 
-// The item takes its place in a list of at most entries references: its own, a free one, or that of the smallest key.
+// Enters the item into a list of at most entries references: it keeps its reference if it has one, gets a new one while
+// there is room, or takes over the reference with the smallest key.
 void offer(const StoreLock& lock, MediaContainer& list, MediaItem& item, std::int32_t key, std::int32_t entries) {
     ItemReference* smallest = nullptr;
     for (MediaObject& child : tree_children(lock, list)) {
@@ -27,11 +28,11 @@ void offer(const StoreLock& lock, MediaContainer& list, MediaItem& item, std::in
     }
 }
 
-// By what an item competes for a place in the list.
+// The sort key of an item in this list: its play count, or when it was last played (seconds since store creation).
 std::int32_t key_in(const StoreLock& lock, const MediaContainer& list, const MediaItem& item) {
-    const MediaStore& places = store(lock);
-    return &list == places.most_played ? item.play_count
-                                       : static_cast<std::int32_t>(item.last_played - places.created_at);
+    const MediaStore& media = store(lock);
+    return &list == media.most_played ? item.play_count
+                                      : static_cast<std::int32_t>(item.last_played - media.created_at);
 }
 
 void offer_to(const StoreLock& lock, MediaContainer* list, MediaItem& item) {
@@ -48,27 +49,27 @@ void played_lists_note(const StoreLock& lock, MediaItem& item) {
 }
 
 void played_lists_fill_if_empty(const StoreLock& lock, MediaContainer& container) {
-    const MediaStore& places = store(lock);
-    const bool is_list = &container == places.last_played || &container == places.most_played;
-    if (!is_list || container.child_count != 0 || places.all_tracks == nullptr) return;
+    const MediaStore& media = store(lock);
+    const bool is_list = &container == media.last_played || &container == media.most_played;
+    if (!is_list || container.child_count != 0 || media.all_tracks == nullptr) return;
     const std::int32_t entries = settings_get_int(Setting::playlistnumentries);
-    // As if every track were offered in turn: the smallest key gives its place away, of equal ones the first in the
-    // list, which is the newest reference.
+    // The result is that of offer() for every track in turn, with a heap in place of its walk over the list. The
+    // reference with the smallest key is replaced; of equal ones the first in the list, which is the newest.
     const auto goes_later = [](const ItemReference* a, const ItemReference* b) {
         return a->sort_key != b->sort_key ? a->sort_key > b->sort_key : a->id < b->id;
     };
-    std::priority_queue<ItemReference*, std::vector<ItemReference*>, decltype(goes_later)> places_taken{goes_later};
-    for (MediaObject& track : tree_children(lock, *places.all_tracks)) {
+    std::priority_queue<ItemReference*, std::vector<ItemReference*>, decltype(goes_later)> lowest_first{goes_later};
+    for (MediaObject& track : tree_children(lock, *media.all_tracks)) {
         MediaItem* const item = item_of(lock, &track);
         if (item == nullptr) continue;
         const std::int32_t key = key_in(lock, container, *item);
         if (container.child_count < entries) {
-            places_taken.push(&tree_add_reference(lock, container, *item, key));
-        } else if (!places_taken.empty() && places_taken.top()->sort_key < key) {
-            ItemReference* const smallest = places_taken.top();
-            places_taken.pop();
+            lowest_first.push(&tree_add_reference(lock, container, *item, key));
+        } else if (!lowest_first.empty() && lowest_first.top()->sort_key < key) {
+            ItemReference* const smallest = lowest_first.top();
+            lowest_first.pop();
             tree_retarget(lock, *smallest, *item, key);
-            places_taken.push(smallest);
+            lowest_first.push(smallest);
         }
     }
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-// One object under one relation: what it is, and the item it is judged by (none for a container).
+// The object that relations are evaluated for, and the item that has its properties (none for a container).
 struct Subject {
     const StoreLock& lock;
     const MediaObject* object;
@@ -143,6 +143,7 @@ bool fits(const SearchTerm& term, const Subject& subject) {
         term.what);
 }
 
+// Rows are joined by "or", the terms of a row by "and".
 bool fits(const SearchGroup& group, const Subject& subject) {
     return std::any_of(group.any_of.begin(), group.any_of.end(), [&](const SearchRow& row) {
         return std::all_of(row.all_of.begin(), row.all_of.end(),
@@ -150,6 +151,7 @@ bool fits(const SearchGroup& group, const Subject& subject) {
     });
 }
 
+// Evaluates the terms that are the same for all references of an item, and notes the results by group and row number.
 void find_fits(const SearchGroup& group, const Subject& subject, ItemFits& found) {
     for (const SearchRow& row : group.any_of) {
         const bool fit = std::all_of(row.all_of.begin(), row.all_of.end(),
@@ -161,6 +163,7 @@ void find_fits(const SearchGroup& group, const Subject& subject, ItemFits& found
     }
 }
 
+// The rest of the verdict: only terms that differ between references are evaluated, in rows whose other terms fit.
 bool fits_beside(const SearchGroup& group, const Subject& subject, const ItemFits& known) {
     return known.test(group.number) || std::any_of(group.any_of.begin(), group.any_of.end(), [&](const SearchRow& row) {
                return row.tells_apart && known.test(row.number) &&

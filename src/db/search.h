@@ -1,6 +1,6 @@
-// Whether an object fits search criteria. Everything about an object but its id is that of the item behind it, so a
-// reference matches as its item does; only "@id", "@refID" and the playlist position behind "upnp:originalTrackNumber"
-// tell them apart.
+// Whether an object fits search criteria. A reference has the properties of its item, so it matches if the item does.
+// Only three properties can differ between the two: "@id", "@refID", and "upnp:originalTrackNumber", which is the
+// position in the playlist for a reference in one.
 #pragma once
 
 #include <bitset>
@@ -11,15 +11,16 @@
 
 bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object);
 
-// What is true of an item whatever stands for it: of a group, that a row which tells nothing apart fits; of another
-// row, that its terms fit which tell nothing apart. A search that has to look at every reference finds these once an
-// item.
+// The part of the verdict that does not depend on which reference is looked at. Computed once per item, then reused for
+// each of its references. One bit a group or row, by its number:
+//  - a group: some row that is the same for all references (tells_apart is false) fits;
+//  - a row that may differ between references: those of its terms that do not differ all fit.
 using ItemFits = std::bitset<2 * kMaxSearchTerms + 2>;
 ItemFits search_item_fits(const StoreLock& lock, const SearchCriteria& criteria, const MediaItem& item);
-// The same verdict as without the fits of the item behind the object.
+// Like search_matches above, with the part of the object's item already computed.
 bool search_matches(const StoreLock& lock, const SearchCriteria& criteria, const MediaObject& object,
                     const ItemFits& fits);
-// The same as if a reference with no position of its own stood for the item.
+// Whether a reference to the item matches, one without a position of its own. Not for criteria on "@id".
 bool search_matches_as_reference(const StoreLock& lock, const SearchCriteria& criteria, const MediaItem& item);
 
 // 1 match, 0 none, -1 bad criteria.

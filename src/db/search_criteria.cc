@@ -68,7 +68,7 @@ void skip_blanks(std::string_view& rest) {
     while (!rest.empty() && static_cast<unsigned char>(rest.front()) <= ' ') rest.remove_prefix(1);
 }
 
-// The text inside the quotes, a backslash taking the next character literally; missing when they never close.
+// The text inside the quotes; a backslash takes the next character literally. Returns nullopt if they never close.
 Text take_quoted(std::string_view& rest) {
     std::string value;
     for (std::size_t at = 1; at < rest.size(); ++at) {
@@ -88,7 +88,7 @@ std::string take_bare(std::string_view& rest) {
     return std::string{bare.substr(0, kMaxValue)};
 }
 
-// What a group holds between its parentheses; missing when it never closes. Parentheses in quotes are text.
+// What a group holds between its parentheses; parentheses in quotes are text. Returns nullopt if it never closes.
 std::optional<std::string_view> take_group(std::string_view& rest) {
     bool quoted = false;
     std::size_t open = 0;
@@ -109,9 +109,11 @@ std::optional<std::string_view> take_group(std::string_view& rest) {
     return std::nullopt;
 }
 
+// A recursive descent over groups. A group becomes rows joined by "or", each row terms joined by "and", which gives
+// "and" its higher precedence without a second pass.
 class Compiler {
 public:
-    // Missing for bad criteria.
+    // Returns nullopt for bad criteria.
     std::optional<SearchCriteria> compile(std::string_view text) {
         std::optional<SearchGroup> top = group(text, 0);
         if (!top) return std::nullopt;
@@ -123,7 +125,8 @@ public:
 private:
     enum class Connective { none, conjunction, disjunction };
 
-    // Two truths with no connective between them leave the first standing: what follows is read, and decides nothing.
+    // Two terms with no connective between them: the group's value is decided by what came before. The rest is still
+    // read, because a syntax error in it refuses the criteria.
     struct Rows {
         SearchGroup group;
         bool decided = false;
@@ -138,6 +141,7 @@ private:
         }
     };
 
+    // "*" at the beginning of a group matches everything, and nothing after it is read.
     std::optional<SearchGroup> group(std::string_view rest, std::size_t depth) {
         if (rest.starts_with('*')) return SearchGroup{.any_of = {SearchRow{.all_of = {SearchTerm{true}}}}};
         Rows rows;
@@ -199,6 +203,7 @@ private:
                           id || reference_id || track_number};
     }
 
+    // Numbers groups and rows in the order they appear: the bits of ItemFits.
     void number(SearchGroup& group) {
         group.number = next_number_++;
         for (SearchRow& row : group.any_of) {

@@ -47,7 +47,7 @@ enum class SearchOperator : std::uint8_t {
 struct SearchRelation {
     SearchProperty property;
     SearchOperator op;
-    Text value;  // at most 1023 bytes; missing where the criteria ended
+    Text value;  // at most 1023 bytes; nullopt if the criteria ended before it
 };
 
 struct SearchRow;
@@ -58,7 +58,7 @@ struct SearchGroup {
 };
 struct SearchTerm {
     std::variant<SearchRelation, SearchGroup, bool> what;
-    // Whether something in it can fit an item and not its reference, or one reference and not another.
+    // Whether it may match an item but not its reference, or one reference but not another.
     bool tells_apart = false;
 };
 struct SearchRow {
@@ -73,9 +73,9 @@ struct SearchCriteria {
     bool uses_id = false, uses_reference_id = false, uses_track_number = false;
 };
 
-// Missing for bad criteria: an unknown property or operator, an open quote or group, a connective without both its
-// sides, more than kMaxSearchTokens truths and connectives in a group, kMaxSearchDepth groups in one another or
-// kMaxSearchTerms relations and groups in all.
+// Returns nullopt for bad criteria: an unknown property or operator, a quote or group that is not closed, a connective
+// that lacks a side, more than kMaxSearchTokens terms and connectives in a group, groups nested deeper than
+// kMaxSearchDepth, or more than kMaxSearchTerms relations and groups in all.
 std::optional<SearchCriteria> search_compile(std::string_view text);
 constexpr std::size_t kMaxSearchTokens = 128;
 constexpr std::size_t kMaxSearchDepth = 64;

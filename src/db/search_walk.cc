@@ -1,3 +1,14 @@
+// How it works. The result is defined by a walk: depth first from the root's children, newest first, every object that
+// matches. The tree holds some 33 references for each item, so the walk itself is the last resort:
+//
+//     criteria name one id ("@id = ...")         look that object up
+//     criteria use "@id" in another way          walk; what an item's references share is evaluated once
+//     else: evaluate the criteria once an item
+//       many items match, or tracks decide       walk; a reference's verdict is looked up by its item
+//       few items match                          collect them with their references, sort them into walk order
+//
+// All ways give the same list: an object matches or not whichever way it is reached, and WalkOrder is the order of the
+// walk because child lists descend in ids.
 #include "db/search_walk.h"
 
 #include <algorithm>
@@ -13,13 +24,12 @@ namespace {
 
 using ObjectIds = std::vector<ObjectId>;
 
-// Where the references of one item in this many match, walking over everything costs less than putting the matches in
-// order. Items that match without their references are few beside those.
+// If the references of more than 1 item in 20 match, a full walk is cheaper than sorting the matches.
 constexpr std::size_t kWalkFrom = 20;
 
 // ---- the walk itself
 
-// The object behind current in a depth-first walk over everything below the root; null at the end.
+// The object that follows current in a depth-first walk over everything below the root; null at the end.
 const MediaObject* next_object(const StoreLock& lock, const MediaObject& current) {
     if (const MediaContainer* const container = as_container(&current))
         if (const MediaObject* const child = tree_object(lock, container->first_child)) return child;
@@ -69,13 +79,13 @@ void visit_items_of(const StoreLock& lock, const MediaContainer* container, Visi
         if (child.kind == ObjectKind::item) visit(static_cast<const MediaItem&>(child));
 }
 
-// Items stand in the lists that own them: all tracks, all pictures, all videos, and the containers of internet radio.
+// Every item once, in the list that owns it: all tracks, all pictures, all videos, or a container of internet radio.
 template <typename Visit>
 void visit_items(const StoreLock& lock, Visit visit) {
-    const MediaStore& places = store(lock);
-    for (const MediaContainer* list : {places.all_tracks, places.all_pictures, places.all_videos})
+    const MediaStore& media = store(lock);
+    for (const MediaContainer* list : {media.all_tracks, media.all_pictures, media.all_videos})
         visit_items_of(lock, list, visit);
-    const MediaContainer* const radio = places.internet_radio;
+    const MediaContainer* const radio = media.internet_radio;
     for (const MediaContainer* at = radio; at != nullptr; at = tree_next_container(lock, *at, *radio))
         visit_items_of(lock, at, visit);
 }
@@ -96,6 +106,7 @@ Verdicts judge_items(const StoreLock& lock, const SearchCriteria& criteria) {
     return verdicts;
 }
 
+// The walk, with each reference judged by its item's verdict. Containers are few and are evaluated as they come.
 ObjectIds walk_by_verdicts(const StoreLock& lock, const SearchCriteria& criteria, const Verdicts& verdicts) {
     return walk_all(lock, [&](const MediaObject& object) {
         const ItemReference* const reference = as_reference(&object);
@@ -108,7 +119,7 @@ ObjectIds walk_by_verdicts(const StoreLock& lock, const SearchCriteria& criteria
     });
 }
 
-// Criteria on ids fit each reference differently.
+// Criteria on ids fit each reference differently: what all references of an item share is evaluated once.
 ObjectIds walk_by_ids(const StoreLock& lock, const SearchCriteria& criteria) {
     std::unordered_map<ObjectId, ItemFits> known;
     return walk_all(lock, [&](const MediaObject& object) {
@@ -122,8 +133,8 @@ ObjectIds walk_by_ids(const StoreLock& lock, const SearchCriteria& criteria) {
 
 // ---- few matches, put in the order of the walk
 
-// Child lists descend in ids, so the way down to each object tells which of two the walk meets first: where the ways
-// part, the larger id; the container before what lies in it.
+// Sorts objects by the path of ids from the root to each. Child lists descend in ids, so the walk meets the larger id
+// first where two paths differ, and a container before what lies in it.
 class WalkOrder {
 public:
     explicit WalkOrder(const StoreLock& lock) : lock_(lock) {}
@@ -153,10 +164,11 @@ private:
     std::span<const ObjectId> steps_of(const Way& way) const { return std::span{steps_}.subspan(way.first, way.count); }
 
     const StoreLock& lock_;
-    ObjectIds steps_;  // of all ways, one behind the other
+    ObjectIds steps_;  // of all ways, one after the other
     std::vector<Way> ways_;
 };
 
+// Looks at all containers, but only at those references whose item matches.
 ObjectIds collect_few(const StoreLock& lock, const SearchCriteria& criteria, const Verdicts& verdicts) {
     WalkOrder order{lock};
     const MediaContainer& root = *store(lock).root;
@@ -173,6 +185,7 @@ ObjectIds collect_few(const StoreLock& lock, const SearchCriteria& criteria, con
 
 // ---- which way
 
+// The only object that criteria with "@id = ..." can match. The root itself is never listed.
 ObjectIds pinned_match(const StoreLock& lock, const SearchCriteria& criteria, std::string_view text) {
     ObjectId id = kNoObject;
     std::from_chars(text.data(), text.data() + text.size(), id);

@@ -1,6 +1,6 @@
-// A search over the whole tree. Its answer is what a walk from the root's children, depth first and newest first, would
-// meet; but criteria are evaluated once per item and not once per reference, and where few items match, the references
-// of the others are never looked at.
+// A search over the whole tree. It returns what a walk from the root's children, depth first and newest first, would
+// meet. Criteria are evaluated once per item, not once per reference; if few items match, the references of the others
+// are never looked at.
 #pragma once
 
 #include <vector>
@@ -9,5 +9,5 @@
 #include "db/tree.h"
 
 // The matches in the order of the walk. each_title_once: of several matches with the same title (letter case aside)
-// only the first, as clients want it that show one entry a track.
+// only the first, for clients that show one entry a track.
 std::vector<ObjectId> search_walk(const StoreLock& lock, const SearchCriteria& criteria, bool each_title_once);

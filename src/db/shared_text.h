@@ -50,7 +50,7 @@ private:
 class TextPool {
 public:
     SharedText intern(std::string_view text);
-    // The pooled text, or missing when the pool does not hold it.
+    // The pooled text; a missing one if the pool does not hold it.
     SharedText find(std::string_view text) const;
     // Drops what only the pool still holds; costs a walk over the pool.
     void collect();

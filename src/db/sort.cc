@@ -1,3 +1,17 @@
+// How it works. Keys are compared piece by piece: each entry holds the next 15 bytes of its current key as one number
+// (Piece), and the entries are sorted by that number. Where pieces are equal, the next step looks further.
+//
+//     key 1, bytes 0-14    one run: all entries
+//     key 1, bytes 15-29   the runs of equal pieces whose texts go on
+//     key 2, bytes 0-14    the runs whose key 1 ended and is equal
+//     ...                  until a run has one entry, or no key is left
+//
+// Invariant: entries of different runs are in their final order already, entries of one run are equal in everything
+// that was looked at so far and still in the order they came in. Every step is stable, so ties keep that order. Small
+// runs are sorted by insertion with whole comparisons instead.
+//
+// Matches of a search repeat: many references of few items. ItemPartition sorts the distinct items only, and hands out
+// the references to them with a counting sort.
 #include "db/sort.h"
 
 #include <algorithm>
@@ -51,7 +65,7 @@ Subject subject_of(const StoreLock& lock, const MediaObject& object) {
     return {&object, item_of(lock, &object)};
 }
 
-// Null when the object cannot have the property at all.
+// Null if the object cannot have the property at all.
 const SharedText* text_of(const Subject& subject, SortProperty property) {
     if (subject.item == nullptr)
         return property == SortProperty::title ? &static_cast<const MediaContainer*>(subject.object)->title : nullptr;
@@ -74,7 +88,7 @@ const SharedText* text_of(const Subject& subject, SortProperty property) {
     return nullptr;
 }
 
-// A playlist position is the reference's own; every other place shows the item's track.
+// In a playlist the reference's position counts as the track number; everywhere else the item's own does.
 std::int32_t track_of(const Subject& subject) {
     if (subject.item == nullptr) return 0;
     const ItemReference* const reference = as_reference(subject.object);
@@ -90,7 +104,7 @@ int compare_property(const Subject& a, const Subject& b, SortProperty property) 
     const SharedText* const y = text_of(b, property);
     const bool has_x = x != nullptr && *x, has_y = y != nullptr && *y;
     if (!has_x || !has_y) return static_cast<int>(has_x) - static_cast<int>(has_y);
-    if (x->same_as(*y)) return 0;
+    if (x->same_as(*y)) return 0;  // pooled texts: mostly so within an album
     return property == SortProperty::date ? x->view().compare(y->view()) : str_compare_nocase(x->view(), y->view());
 }
 
@@ -107,9 +121,9 @@ int compare_keys(std::span<const SortKey> keys, const Subject& a, const Subject&
     return 0;
 }
 
-// Sorting 100,000 objects by comparing their texts would fetch two texts from memory some 1.7 million times. So each
-// entry carries the next bytes of its current key as one large number: fifteen bytes, folded, and below them how many
-// there were. Runs of equal numbers go on with the next fifteen bytes, or with the next key where their texts ended.
+// Part of a sort key as one number: fifteen bytes, case folded, the first one highest; the lowest byte is one more than
+// their count, so a shorter text sorts first and a missing one (0) before the empty one (1). Comparing these numbers
+// fetches each text once a step; comparing the texts of 100,000 objects would fetch two some 1.7 million times.
 struct Piece {
     std::uint64_t high = 0, low = 0;
     auto operator<=>(const Piece&) const = default;
@@ -133,7 +147,7 @@ Piece text_piece(const SharedText* text, std::size_t offset, bool fold) {
     return piece;
 }
 
-// Whether the text goes on behind the piece.
+// Whether the text may have more bytes after the piece.
 bool may_go_on(const Piece& piece) {
     return (piece.low & 0xFF) == kPieceBytes + 1;
 }
@@ -144,7 +158,7 @@ Piece piece_of(const Subject& subject, SortProperty property, std::size_t offset
     return {.high = static_cast<std::uint64_t>(std::int64_t{track_of(subject)} - std::int64_t{INT32_MIN})};
 }
 
-// Turned over, descending numbers ascend, and ties still keep their order.
+// Inverts the bits for a descending sort. Sorting backwards would reverse ties; this keeps the sort stable.
 Piece turned(const Piece& piece, bool descending) {
     return descending ? Piece{~piece.high, ~piece.low} : piece;
 }
@@ -154,6 +168,7 @@ struct Entry {
     Subject subject;
 };
 
+// Neighbouring entries that are equal in all that was looked at so far.
 struct Run {
     std::span<Entry> entries;
     std::size_t key;     // index into the deciding keys
@@ -164,6 +179,7 @@ class Sorter {
 public:
     explicit Sorter(const SortCriteria& criteria) : keys_(deciding_keys(criteria)) {}
 
+    // The runs that are still to be sorted wait on a stack of its own: long equal texts would nest calls too deep.
     void sort(std::span<Entry> entries) {
         runs_.push_back({entries, 0, 0});
         while (!runs_.empty()) {
@@ -176,6 +192,7 @@ public:
 private:
     static constexpr std::size_t kFew = 24;
 
+    // Sorts a run by its next piece and pushes the shorter runs that are still equal.
     void refine(const Run& run) {
         if (run.entries.size() < 2 || run.key == keys_.size()) return;
         const SortKey key = keys_[run.key];
@@ -206,7 +223,7 @@ private:
         }
     }
 
-    // Few entries are sorted by insertion, comparing whole texts.
+    // Insertion sort that compares whole texts, for runs of few entries.
     void insert(const Run& run) const {
         const std::span<const SortKey> keys = std::span{keys_}.subspan(run.key);
         const auto before = [&](const Entry& a, const Entry& b) {
@@ -248,58 +265,63 @@ std::vector<Entry> sorted_entries(const StoreLock& lock, const SortCriteria& cri
     return entries;
 }
 
-// A search may find 33 references to each of 100,000 items. All of them compare like their item, so only the items are
-// sorted, and the references are then dealt out to the places of their items.
-class Deal {
+// Groups matches by the object whose properties they are compared by. A search may find 33 references to each of
+// 100,000 items, and all of them compare like their item: only the items are sorted, giving each a rank, and a counting
+// sort then puts the matches in the order of their ranks.
+class ItemPartition {
 public:
-    Deal(const StoreLock& lock, const SortCriteria& criteria, const std::vector<ObjectId>& ids)
+    ItemPartition(const StoreLock& lock, const SortCriteria& criteria, const std::vector<ObjectId>& ids)
         : lock_(lock), criteria_(criteria), ids_(ids) {
         const bool by_track = std::any_of(criteria.keys.begin(), criteria.keys.end(), [](const SortKey& key) {
             return key.property == SortProperty::track_number;
         });
         subjects_.reserve(ids.size());
         for (const ObjectId id : ids) {
-            subjects_.push_back(stands_for(*tree_object(lock, id), by_track));
+            subjects_.push_back(compared_by(*tree_object(lock, id), by_track));
             const auto index = static_cast<std::size_t>(subjects_.back());
-            if (index >= places_.size()) places_.resize(std::max(index + 1, places_.size() * 2), kNoPlace);
-            if (std::exchange(places_[index], 0) == kNoPlace) distinct_.push_back(subjects_.back());
+            if (index >= ranks_.size()) ranks_.resize(std::max(index + 1, ranks_.size() * 2), kNoRank);
+            if (std::exchange(ranks_[index], 0) == kNoRank) distinct_.push_back(subjects_.back());
         }
     }
 
+    // Whether the distinct subjects are few enough, at most half of the matches.
     bool is_worth_it() const { return distinct_.size() * 2 <= ids_.size(); }
 
     std::vector<ObjectId> in_order() {
-        const std::uint32_t place_count = assign_places();
-        std::vector<std::size_t> next(place_count + 1);
-        for (const ObjectId subject : subjects_) ++next[places_[static_cast<std::size_t>(subject)] + 1];
-        for (std::size_t place = 1; place < next.size(); ++place) next[place] += next[place - 1];
+        const std::uint32_t rank_count = assign_ranks();
+        // next[rank]: where the next match of that rank goes, at first after all matches of lower ranks.
+        std::vector<std::size_t> next(rank_count + 1);
+        for (const ObjectId subject : subjects_) ++next[ranks_[static_cast<std::size_t>(subject)] + 1];
+        for (std::size_t rank = 1; rank < next.size(); ++rank) next[rank] += next[rank - 1];
         std::vector<ObjectId> ordered(ids_.size());
         for (std::size_t i = 0; i < ids_.size(); ++i)
-            ordered[next[places_[static_cast<std::size_t>(subjects_[i])]]++] = ids_[i];
+            ordered[next[ranks_[static_cast<std::size_t>(subjects_[i])]]++] = ids_[i];
         return ordered;
     }
 
 private:
-    static constexpr std::uint32_t kNoPlace = UINT32_MAX;
+    static constexpr std::uint32_t kNoRank = UINT32_MAX;
 
-    static ObjectId stands_for(const MediaObject& object, bool by_track) {
+    // A reference is compared by its item, unless the track number counts and it has one of its own.
+    static ObjectId compared_by(const MediaObject& object, bool by_track) {
         const ItemReference* const reference = as_reference(&object);
         const bool has_own_track = by_track && reference != nullptr && reference->sort_key >= 1;
         return reference == nullptr || has_own_track ? object.id : reference->target;
     }
 
-    // Equal subjects share a place, so that their objects stay in the order they came in.
-    std::uint32_t assign_places() {
+    // Equal subjects share a rank, so that their matches stay in the order they came in. Returns how many ranks there
+    // are.
+    std::uint32_t assign_ranks() {
         const std::vector<SortKey> keys = deciding_keys(criteria_);
-        std::uint32_t place = 0;
+        std::uint32_t rank = 0;
         const Entry* previous = nullptr;
         const std::vector<Entry> entries = sorted_entries(lock_, criteria_, distinct_);
         for (const Entry& entry : entries) {
-            if (previous != nullptr && !are_equal(keys, *previous, entry)) ++place;
-            places_[static_cast<std::size_t>(entry.subject.object->id)] = place;
+            if (previous != nullptr && !are_equal(keys, *previous, entry)) ++rank;
+            ranks_[static_cast<std::size_t>(entry.subject.object->id)] = rank;
             previous = &entry;
         }
-        return place + 1;
+        return rank + 1;
     }
     bool are_equal(std::span<const SortKey> keys, const Entry& a, const Entry& b) const {
         const bool one_group = !criteria_.containers_first || is_container(a) == is_container(b);
@@ -309,12 +331,12 @@ private:
     const StoreLock& lock_;
     const SortCriteria& criteria_;
     const std::vector<ObjectId>& ids_;
-    std::vector<ObjectId> subjects_;     // what each id is compared by
-    std::vector<std::uint32_t> places_;  // by subject id
+    std::vector<ObjectId> subjects_;    // what each match is compared by
+    std::vector<std::uint32_t> ranks_;  // by subject id
     std::vector<ObjectId> distinct_;
 };
 
-// Fewer matches are sorted as they are.
+// Fewer matches than this are sorted directly.
 constexpr std::size_t kMany = 10'000;
 
 }  // namespace
@@ -357,7 +379,7 @@ const SortCriteria& sort_default_for(const SortDefaults& defaults, ObjectClass c
 
 int sort_compare(const StoreLock& lock, const SortCriteria& criteria, const MediaObject& a, const MediaObject& b) {
     const Subject x = subject_of(lock, a), y = subject_of(lock, b);
-    // One way only, whatever the direction: an item and then a container is left to the keys.
+    // Kept on purpose: this holds for (container, item) alone. The reverse pair is decided by the keys.
     if (criteria.containers_first && x.item == nullptr && y.item != nullptr) return -1;
     return compare_keys(deciding_keys(criteria), x, y);
 }
@@ -370,7 +392,7 @@ void sort_objects(const StoreLock& lock, const SortCriteria& criteria, std::vect
 
 void sort_matches(const StoreLock& lock, const SortCriteria& criteria, std::vector<ObjectId>& ids) {
     if (ids.size() < kMany) return sort_objects(lock, criteria, ids);
-    Deal deal{lock, criteria, ids};
-    if (!deal.is_worth_it()) return sort_objects(lock, criteria, ids);
-    ids = deal.in_order();
+    ItemPartition partition{lock, criteria, ids};
+    if (!partition.is_worth_it()) return sort_objects(lock, criteria, ids);
+    ids = partition.in_order();
 }

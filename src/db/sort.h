@@ -1,9 +1,9 @@
 // The order of listings. Sort criteria ("+upnp:album,-dc:title") are compiled once per request, before the store is
 // locked; then objects are compared and sorted under the lock.
 //
-// The pairwise comparison is no strict weak order: a container is before an item whatever the keys say, and the reverse
-// is left to the keys. So whole lists are put in order differently: containers first, then each group by its keys,
-// stably. Every pair placed like that is one that the comparison accepts.
+// The pairwise comparison is no strict weak order: a container is before an item whatever the keys say, but an item and
+// a container, in that order, are compared by the keys. Lists are therefore sorted in another way: containers first,
+// then each group stably by its keys. The comparison agrees with every pair in such a list.
 #pragma once
 
 #include <cstdint>
@@ -27,8 +27,8 @@ struct SortCriteria {
     bool operator==(const SortCriteria&) const = default;
 };
 
-// Unknown keys are skipped, and so are those with a blank in front: keys are not trimmed. A key is known by its
-// beginning ("upnp:albumArtURI" sorts by album).
+// Unknown keys are skipped. Keys are not trimmed, so one that begins with a blank is unknown. A key is recognised by
+// its beginning ("upnp:albumArtURI" sorts by album).
 SortCriteria sort_compile(std::string_view text);
 
 // What containers are sorted by when the request does not say: the settings `ds`, `ms` and `ps`.

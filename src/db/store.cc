@@ -14,48 +14,50 @@
 
 namespace {
 
-// A fixed container titled by a setting; null (and no id taken) when the setting is empty or the parent does not exist.
-MediaContainer* add_place(const StoreLock& lock, MediaContainer* parent, const Text& title, ObjectClass object_class) {
+// A fixed container titled by a setting; null (and no id taken) if the setting is empty or the parent does not exist.
+MediaContainer* add_fixed_container(const StoreLock& lock, MediaContainer* parent, const Text& title,
+                                    ObjectClass object_class) {
     if (parent == nullptr || !title || title->empty()) return nullptr;
     return &tree_add_container(lock, *parent,
                                {.title = tree_intern(lock, *title), .object_class = object_class, .permanent = true});
 }
-MediaContainer* add_place(const StoreLock& lock, MediaContainer* parent, Setting title, ObjectClass object_class) {
-    return add_place(lock, parent, settings_get(title), object_class);
+MediaContainer* add_fixed_container(const StoreLock& lock, MediaContainer* parent, Setting title,
+                                    ObjectClass object_class) {
+    return add_fixed_container(lock, parent, settings_get(title), object_class);
 }
 
-void create_music(const StoreLock& lock, MediaStore& places) {
-    places.music = add_place(lock, places.root, Setting::rootmusic, ObjectClass::music_container);
-    if (places.music == nullptr) return;
-    places.playlists = add_place(lock, places.music, Setting::playlists, ObjectClass::playlist_container);
+void create_music(const StoreLock& lock, MediaStore& media) {
+    media.music = add_fixed_container(lock, media.root, Setting::rootmusic, ObjectClass::music_container);
+    if (media.music == nullptr) return;
+    media.playlists = add_fixed_container(lock, media.music, Setting::playlists, ObjectClass::playlist_container);
     if (settings_get_int(Setting::playlistnumentries) != 0) {
         const auto list_class = ObjectClass::playlist_container;
-        places.most_played = add_place(lock, places.playlists, Setting::playlistmostplayed, list_class);
-        places.last_played = add_place(lock, places.playlists, Setting::playlistlastplayed, list_class);
+        media.most_played = add_fixed_container(lock, media.playlists, Setting::playlistmostplayed, list_class);
+        media.last_played = add_fixed_container(lock, media.playlists, Setting::playlistlastplayed, list_class);
     }
     // Every music item must have an owner, so this list exists whatever the setting says.
     const Text all_tracks = settings_get(Setting::alltracks).value_or("All Tracks [is needed]");
-    places.all_tracks = add_place(lock, places.music, all_tracks, ObjectClass::container);
-    places.internet_radio = add_place(lock, places.music, Setting::internetradio, ObjectClass::container);
-    places.own_radio_stations =
-        add_place(lock, places.internet_radio, Setting::allownradiostations, ObjectClass::container);
-    view_create_roots(lock, *places.music, 101, 10);
+    media.all_tracks = add_fixed_container(lock, media.music, all_tracks, ObjectClass::container);
+    media.internet_radio = add_fixed_container(lock, media.music, Setting::internetradio, ObjectClass::container);
+    media.own_radio_stations =
+        add_fixed_container(lock, media.internet_radio, Setting::allownradiostations, ObjectClass::container);
+    view_create_roots(lock, *media.music, 101, 10);
 }
 
-void create_pictures(const StoreLock& lock, MediaStore& places) {
-    places.pictures = add_place(lock, places.root, Setting::rootpicture, ObjectClass::container);
-    if (places.pictures == nullptr) return;
+void create_pictures(const StoreLock& lock, MediaStore& media) {
+    media.pictures = add_fixed_container(lock, media.root, Setting::rootpicture, ObjectClass::container);
+    if (media.pictures == nullptr) return;
     if (settings_get(Setting::adobedsn))
-        places.tags = add_place(lock, places.pictures, Text{"- Adobe Tags -"}, ObjectClass::container);
-    places.all_pictures = add_place(lock, places.pictures, Setting::allpictures, ObjectClass::container);
-    view_create_roots(lock, *places.pictures, 131, 5);
+        media.tags = add_fixed_container(lock, media.pictures, Text{"- Adobe Tags -"}, ObjectClass::container);
+    media.all_pictures = add_fixed_container(lock, media.pictures, Setting::allpictures, ObjectClass::container);
+    view_create_roots(lock, *media.pictures, 131, 5);
 }
 
-void create_videos(const StoreLock& lock, MediaStore& places) {
-    places.videos = add_place(lock, places.root, Setting::rootvideo, ObjectClass::container);
-    if (places.videos == nullptr) return;
-    places.all_videos = add_place(lock, places.videos, Setting::allvideos, ObjectClass::container);
-    view_create_roots(lock, *places.videos, 161, 5);
+void create_videos(const StoreLock& lock, MediaStore& media) {
+    media.videos = add_fixed_container(lock, media.root, Setting::rootvideo, ObjectClass::container);
+    if (media.videos == nullptr) return;
+    media.all_videos = add_fixed_container(lock, media.videos, Setting::allvideos, ObjectClass::container);
+    view_create_roots(lock, *media.videos, 161, 5);
 }
 
 // "id,update id" of every changed container, depth first; clears their marks.
@@ -69,8 +71,8 @@ std::string collect_update_ids(const StoreLock& lock, MediaContainer& start) {
     return std::move(list).take();
 }
 
-// The id that a client's text names: blanks, a sign, digits, and then nothing but what ends an id in a URL. "12abc"
-// names nothing, and neither does a number that no id can have.
+// Reads an id as clients write it: blanks, a sign, digits, then the end or a character that ends an id in a URL.
+// Returns nullopt for "12abc" and for numbers that no id can have.
 std::optional<ObjectId> parse_id(std::string_view text) {
     const std::string_view trimmed = str_trim_left(text);
     std::size_t digits = trimmed.starts_with('-') || trimmed.starts_with('+') ? 1 : 0;
@@ -94,12 +96,12 @@ void db_create() {
     std::srand(static_cast<unsigned>(now));  // for the shuffled listings
     log_message(LOG_INFO, LOG_DB, "creating Database\n");
     StoreLock lock;
-    MediaStore& places = store(lock);
-    places.created_at = now;
+    MediaStore& media = store(lock);
+    media.created_at = now;
     tree_create_root(lock, "root");
-    create_music(lock, places);
-    create_pictures(lock, places);
-    create_videos(lock, places);
+    create_music(lock, media);
+    create_pictures(lock, media);
+    create_videos(lock, media);
 }
 
 void db_destroy() {
@@ -109,11 +111,11 @@ void db_destroy() {
 
 std::optional<ChangedContent> db_event_pass() {
     StoreLock lock;
-    MediaStore& places = store(lock);
-    if (!places.changed || places.root == nullptr) return std::nullopt;
-    places.changed = false;
-    return ChangedContent{.system_update_id = ++places.system_update_id,
-                          .container_update_ids = collect_update_ids(lock, *places.root)};
+    MediaStore& media = store(lock);
+    if (!media.changed || media.root == nullptr) return std::nullopt;
+    media.changed = false;
+    return ChangedContent{.system_update_id = ++media.system_update_id,
+                          .container_update_ids = collect_update_ids(lock, *media.root)};
 }
 
 std::int32_t db_system_update_id() {
@@ -135,6 +137,7 @@ MediaItem* db_find_item_by_id_text(const StoreLock& lock, std::string_view id_te
 
 MediaItem* db_find_item_by_path(const StoreLock& lock, const MediaContainer& container, std::string_view path) {
     MediaItem* found = nullptr;
+    // From the item upwards, itself and its references; the subtree is not searched.
     const auto stands_below = [&](const MediaItem& item) {
         bool below = tree_is_below(lock, item, container);
         tree_for_each_reference(lock, item, [&](const ItemReference& reference) {
@@ -161,16 +164,16 @@ MediaItem* db_find_item_by_keywords(const StoreLock& lock, const MediaContainer&
 }
 
 MediaContainer* db_type_root(const StoreLock& lock, ObjectClass media_class) {
-    const MediaStore& places = store(lock);
+    const MediaStore& media = store(lock);
     switch (media_class) {
         case ObjectClass::music_track:
-            return places.all_tracks;
+            return media.all_tracks;
         case ObjectClass::audio_broadcast:
-            return places.own_radio_stations;
+            return media.own_radio_stations;
         case ObjectClass::photo:
-            return places.pictures;
+            return media.pictures;
         case ObjectClass::movie:
-            return places.all_videos;
+            return media.all_videos;
         default:
             return nullptr;
     }

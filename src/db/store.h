@@ -25,10 +25,10 @@ struct ChangedContent {
 std::optional<ChangedContent> db_event_pass();
 std::int32_t db_system_update_id();
 
-// The object with this id in the subtree below start, start's own siblings included; null when there is none.
+// The object with this id in the subtree below start, start's own siblings included; null if there is none.
 MediaObject* db_find_by_id(const StoreLock& lock, const MediaContainer& start, ObjectId id);
 // The item (of a reference its target) with the id that a client's text names; null for containers and unknown ids.
-// The text must be all digits behind optional blanks and a sign, up to its end or up to one of "._(?/".
+// The text is optional blanks, an optional sign, and digits up to its end or up to one of "._(?/".
 MediaItem* db_find_item_by_id_text(const StoreLock& lock, std::string_view id_text);
 
 // The first item below the container whose path equals the given one; a reference counts through its target.
@@ -39,11 +39,11 @@ MediaItem* db_find_in_type(const StoreLock& lock, std::string_view path, ObjectC
 MediaContainer* db_type_root(const StoreLock& lock, ObjectClass media_class);
 
 struct MediaResource {
-    ObjectId id = kNoObject;   // of the item, behind a reference of its target
+    ObjectId id = kNoObject;   // of the item; for a reference, of its target
     std::string path;          // a file, or an "http://" or "ftp://" URL
     std::int32_t seconds = 0;  // play time; 0 when unknown or when the bitrate is
 };
-// What streaming needs of an object; missing for unknown ids and containers.
+// What streaming needs to know of an object. Returns nullopt for unknown ids and containers.
 std::optional<MediaResource> db_get_resource(std::string_view id_text);
 // The description of the item with that id (or of a reference's target).
 Text db_get_description(std::string_view id_text);
@@ -60,5 +60,5 @@ std::int32_t db_count_all_tracks();
 std::int32_t db_count_all_pictures();
 std::int32_t db_count_all_videos();
 
-// How texts compare: a missing one equals an empty one, and sorts behind a text that is there.
+// Compares two texts. A missing one equals an empty one, and sorts after any other.
 int db_compare_text(std::optional<std::string_view> a, std::optional<std::string_view> b);

@@ -1,3 +1,21 @@
+// How it works. Three kinds of records (container, item, reference) lie in pools that never move them. Records name
+// each other by id; `ids` resolves an id to its record. Every record but the root is in one child list, and in further
+// chains and indexes:
+//
+//     container --first_child------> newest -next-> ... -next-> oldest     its children: ids descend
+//               --first_container--> newest ------------------> oldest     the child containers among them
+//     item      --first_reference--> reference -next_of_target-> ...       all references to it
+//
+//     child_index   (parent, title) -> the newest child container of that title
+//     path_index    path -> item, one index a media type
+//     directories   directory -> the chain through the items whose files lie in it; sorted, so that a whole subtree of
+//                   the disk is one range
+//     prunable      the empty containers that may be removed
+//
+// Invariant, which tree_check() verifies: after every public function each record is in all the lists and indexes it
+// belongs to, and child_count and music_seconds agree with the lists. So linking and unlinking is done only here:
+// prepend() and unlink() keep the child lists and mark the container changed, the chain_... and unchain_... pairs keep
+// the other chains. Nothing but tree_clear() walks over the library.
 #include "db/tree.h"
 
 #include <limits>
@@ -7,7 +25,7 @@
 #include "core/time_text.h"
 #include "db/tree_state.h"
 
-Tree& tree() {
+Tree& tree_state() {
     return process_wide<Tree>();
 }
 
@@ -15,7 +33,7 @@ namespace {
 
 template <typename Record>
 Record* find_as(ObjectId id, ObjectKind kind) {
-    MediaObject* const object = tree().ids.find(id);
+    MediaObject* const object = tree_state().ids.find(id);
     return object != nullptr && object->kind == kind ? static_cast<Record*>(object) : nullptr;
 }
 MediaContainer* find_container(ObjectId id) {
@@ -39,9 +57,10 @@ void add_music_seconds(MediaContainer& container, std::int64_t seconds) {
     for (MediaContainer* at = &container; at != nullptr; at = find_container(at->parent)) at->music_seconds += seconds;
 }
 
+// Remembered listings of the container, and of searches, no longer hold; control points hear of it with the next event.
 void list_changed(const StoreLock& lock, MediaContainer& container) {
     ++container.list_revision;
-    ++tree().store.revision;
+    ++tree_state().store.revision;
     tree_mark_changed(lock, container);
 }
 
@@ -49,34 +68,36 @@ void list_changed(const StoreLock& lock, MediaContainer& container) {
 void note_child_count(const MediaContainer& container) {
     if (container.permanent || container.parent == kRootId) return;
     if (container.child_count == 0) {
-        tree().prunable.insert(container.id);
+        tree_state().prunable.insert(container.id);
     } else if (container.child_count == 1) {
-        tree().prunable.erase(container.id);
+        tree_state().prunable.erase(container.id);
     }
 }
 
+// A new child has a higher id than all others in the list, so the list keeps descending in ids.
 void prepend(const StoreLock& lock, MediaContainer& parent, MediaObject& child) {
     child.parent = parent.id;
     child.next = parent.first_child;
-    if (MediaObject* const former = tree().ids.find(parent.first_child)) former->previous = child.id;
+    if (MediaObject* const former = tree_state().ids.find(parent.first_child)) former->previous = child.id;
     parent.first_child = child.id;
     ++parent.child_count;
     note_child_count(parent);
-    tree().ids.put(child);
+    tree_state().ids.put(child);
     add_music_seconds(parent, music_seconds_of(lock, child));
     list_changed(lock, parent);
 }
 
+// The opposite of prepend, the id table included. The caller destroys the record.
 void unlink(const StoreLock& lock, MediaContainer& parent, MediaObject& child) {
-    if (MediaObject* const previous = tree().ids.find(child.previous)) {
+    if (MediaObject* const previous = tree_state().ids.find(child.previous)) {
         previous->next = child.next;
     } else {
         parent.first_child = child.next;
     }
-    if (MediaObject* const next = tree().ids.find(child.next)) next->previous = child.previous;
+    if (MediaObject* const next = tree_state().ids.find(child.next)) next->previous = child.previous;
     --parent.child_count;
     note_child_count(parent);
-    tree().ids.remove(child.id);
+    tree_state().ids.remove(child.id);
     add_music_seconds(parent, -music_seconds_of(lock, child));
     list_changed(lock, parent);
 }
@@ -86,7 +107,8 @@ void chain_container(MediaContainer& parent, MediaContainer& child) {
     if (MediaContainer* const former = find_container(parent.first_container)) former->previous_container = child.id;
     parent.first_container = child.id;
     // The newest of equal titles comes first in the list, so it is the one that is found.
-    const auto [indexed, is_new] = tree().child_index.insert_or_assign({parent.id, child.title.identity()}, &child);
+    const auto [indexed, is_new] =
+        tree_state().child_index.insert_or_assign({parent.id, child.title.identity()}, &child);
     child.shadows = !is_new;
 }
 
@@ -99,14 +121,15 @@ void unchain_container(const StoreLock& lock, MediaContainer& parent, MediaConta
     if (MediaContainer* const next = find_container(child.next_container)) {
         next->previous_container = child.previous_container;
     }
-    const auto indexed = tree().child_index.find({parent.id, child.title.identity()});
-    if (indexed == tree().child_index.end() || indexed->second != &child) return;
-    tree().child_index.erase(indexed);
+    const auto indexed = tree_state().child_index.find({parent.id, child.title.identity()});
+    if (indexed == tree_state().child_index.end() || indexed->second != &child) return;
+    tree_state().child_index.erase(indexed);
     if (!child.shadows) return;
-    // Two views may carry the same name: the older one is found from now on.
+    // The removed container was the one that its title found. Two views may have the same title: the next older one is
+    // found from now on. Only this rare case costs a walk over the siblings.
     for (MediaContainer& other : tree_child_containers(lock, parent)) {
         if (!other.title.same_as(child.title)) continue;
-        tree().child_index[{parent.id, other.title.identity()}] = &other;
+        tree_state().child_index[{parent.id, other.title.identity()}] = &other;
         return;
     }
 }
@@ -117,6 +140,8 @@ void chain_reference(MediaItem& item, ItemReference& reference) {
     item.first_reference = reference.id;
 }
 
+// The chain is linked one way only, which saves four bytes in each of millions of references. It is short: an item has
+// as many references as the views give it.
 void unchain_reference(ItemReference& reference) {
     MediaItem* const item = find_item(reference.target);
     ObjectId* link = &item->first_reference;
@@ -124,13 +149,13 @@ void unchain_reference(ItemReference& reference) {
     *link = reference.next_of_target;
 }
 
-// Radio stations are looked for in the own stations only: one station may stand under several genres.
+// Of the radio stations only the user's own ones are indexed: any other station may be listed below several genres.
 bool is_path_indexed(const MediaItem& item) {
-    const MediaContainer* const own = tree().store.own_radio_stations;
+    const MediaContainer* const own = tree_state().store.own_radio_stations;
     return item.object_class != ObjectClass::audio_broadcast || (own != nullptr && item.parent == own->id);
 }
 PathIndex& path_index(ObjectClass media_class) {
-    return tree().path_index[static_cast<std::size_t>(media_class)];
+    return tree_state().path_index[static_cast<std::size_t>(media_class)];
 }
 
 // Whether the item is a file of ours: radio stations and items of other servers lie in no directory.
@@ -151,7 +176,7 @@ std::string_view directory_of(const MediaItem& item) {
 
 void chain_in_directory(MediaItem& item) {
     if (!lies_in_directory(item)) return;
-    DirectoryIndex& directories = tree().directories;
+    DirectoryIndex& directories = tree_state().directories;
     const std::string_view directory = directory_of(item);
     auto at = directories.find(directory);
     if (at == directories.end()) at = directories.emplace(directory, kNoObject).first;
@@ -169,9 +194,9 @@ void unchain_in_directory(const MediaItem& item) {
         previous->next_in_directory = item.next_in_directory;
         return;
     }
-    const auto at = tree().directories.find(directory_of(item));
+    const auto at = tree_state().directories.find(directory_of(item));
     at->second = item.next_in_directory;
-    if (next == nullptr) tree().directories.erase(at);
+    if (next == nullptr) tree_state().directories.erase(at);
 }
 
 void index_item(MediaItem& item) {
@@ -190,14 +215,13 @@ void unindex_item(const MediaItem& item) {
     unchain_in_directory(item);
 }
 
-// Forgets the fixed places that point at a container which goes.
-void forget_place(const MediaContainer& container) {
-    MediaStore& places = tree().store;
-    for (MediaContainer** place :
-         {&places.root, &places.music, &places.all_tracks, &places.playlists, &places.last_played, &places.most_played,
-          &places.internet_radio, &places.own_radio_stations, &places.pictures, &places.all_pictures, &places.tags,
-          &places.videos, &places.all_videos})
-        if (*place == &container) *place = nullptr;
+// A fixed container that is about to be destroyed must not be found any more.
+void forget_fixed_container(const MediaContainer& container) {
+    MediaStore& media = tree_state().store;
+    for (MediaContainer** fixed : {&media.root, &media.music, &media.all_tracks, &media.playlists, &media.last_played,
+                                   &media.most_played, &media.internet_radio, &media.own_radio_stations,
+                                   &media.pictures, &media.all_pictures, &media.tags, &media.videos, &media.all_videos})
+        if (*fixed == &container) *fixed = nullptr;
 }
 
 void destroy_container(const StoreLock& lock, MediaContainer& container) {
@@ -205,27 +229,27 @@ void destroy_container(const StoreLock& lock, MediaContainer& container) {
         unchain_container(lock, *parent, container);
         unlink(lock, *parent, container);
     }
-    forget_place(container);
-    tree().prunable.erase(container.id);
-    tree().containers.destroy(container);
+    forget_fixed_container(container);
+    tree_state().prunable.erase(container.id);
+    tree_state().containers.destroy(container);
 }
 
 }  // namespace
 
-StoreLock::StoreLock() : guard_(tree().mutex) {}
+StoreLock::StoreLock() : guard_(tree_state().mutex) {}
 
 MediaStore& store(const StoreLock&) {
-    return tree().store;
+    return tree_state().store;
 }
 
 ObjectId tree_take_id(const StoreLock&) {
-    if (tree().next_id == std::numeric_limits<std::int32_t>::max())
+    if (tree_state().next_id == std::numeric_limits<std::int32_t>::max())
         log_message(LOG_CRITICAL, LOG_DB, "all object ids are used up, please restart\n");
-    return tree().next_id++;
+    return tree_state().next_id++;
 }
 
 MediaObject* tree_object(const StoreLock&, ObjectId id) {
-    return tree().ids.find(id);
+    return tree_state().ids.find(id);
 }
 
 MediaContainer* as_container(MediaObject* object) {
@@ -273,16 +297,17 @@ MediaContainer* tree_parent(const StoreLock&, const MediaObject& object) {
 }
 
 bool tree_is_below(const StoreLock&, const MediaObject& object, const MediaContainer& start) {
-    for (const MediaObject* at = &object; at != nullptr; at = tree().ids.find(at->parent))
+    // Upwards: the way to the root is short, the subtree may be the whole library.
+    for (const MediaObject* at = &object; at != nullptr; at = tree_state().ids.find(at->parent))
         if (at->id == start.id) return true;
     return false;
 }
 
 MediaContainer* tree_find_child_container(const StoreLock&, std::string_view title, const MediaContainer& parent) {
-    const SharedText pooled = tree().texts.find(title);
+    const SharedText pooled = tree_state().texts.find(title);
     if (!pooled) return nullptr;
-    const auto found = tree().child_index.find({parent.id, pooled.identity()});
-    return found != tree().child_index.end() ? found->second : nullptr;
+    const auto found = tree_state().child_index.find({parent.id, pooled.identity()});
+    return found != tree_state().child_index.end() ? found->second : nullptr;
 }
 
 MediaContainer* tree_next_container(const StoreLock&, const MediaContainer& current, const MediaContainer& start) {
@@ -300,13 +325,14 @@ MediaItem* tree_find_path(const StoreLock&, ObjectClass media_class, std::string
 }
 
 std::vector<MediaItem*> tree_items_below_directory(const StoreLock&, std::string_view directory) {
-    const DirectoryIndex& directories = tree().directories;
+    const DirectoryIndex& directories = tree_state().directories;
     std::vector<MediaItem*> items;
     const auto take = [&items](ObjectId first) {
         for (MediaItem* item = find_item(first); item != nullptr; item = find_item(item->next_in_directory))
             items.push_back(item);
     };
     directory = without_final_slash(directory);
+    // Two look-ups: "/a/b" and "/a/b/..." are not neighbours, names like "/a/b c" sort between them.
     if (const auto own = directories.find(directory); own != directories.end()) take(own->second);
     const std::string below = std::string{directory} + '/';
     for (auto at = directories.lower_bound(below); at != directories.end() && at->first.starts_with(below); ++at)
@@ -315,7 +341,7 @@ std::vector<MediaItem*> tree_items_below_directory(const StoreLock&, std::string
 }
 
 std::vector<ObjectId> tree_prunable_containers(const StoreLock&) {
-    return {tree().prunable.begin(), tree().prunable.end()};
+    return {tree_state().prunable.begin(), tree_state().prunable.end()};
 }
 
 void tree_mark_changed(const StoreLock&, MediaContainer& container) {
@@ -323,37 +349,37 @@ void tree_mark_changed(const StoreLock&, MediaContainer& container) {
         container.changed = true;
         ++container.update_id;
     }
-    tree().store.changed = true;
+    tree_state().store.changed = true;
 }
 
 void tree_item_changed(const StoreLock&) {
-    ++tree().store.item_revision;
-    ++tree().store.revision;
+    ++tree_state().store.item_revision;
+    ++tree_state().store.revision;
 }
 
 SharedText tree_intern(const StoreLock&, std::string_view text) {
-    return tree().texts.intern(text);
+    return tree_state().texts.intern(text);
 }
 
 void tree_collect_texts(const StoreLock&) {
     constexpr std::size_t kTextsOfOneItem = 16;  // a walk over so many for each removed item is cheap enough
-    if (tree().removed_items * kTextsOfOneItem < tree().texts.size()) return;
-    tree().texts.collect();
-    tree().removed_items = 0;
+    if (tree_state().removed_items * kTextsOfOneItem < tree_state().texts.size()) return;
+    tree_state().texts.collect();
+    tree_state().removed_items = 0;
 }
 
 MediaContainer& tree_create_root(const StoreLock&, std::string_view title) {
-    MediaContainer& root = tree().containers.create();
+    MediaContainer& root = tree_state().containers.create();
     root.id = kRootId;
-    root.title = tree().texts.intern(title);
+    root.title = tree_state().texts.intern(title);
     root.permanent = true;
-    tree().ids.put(root);
-    tree().store.root = &root;
+    tree_state().ids.put(root);
+    tree_state().store.root = &root;
     return root;
 }
 
 MediaContainer& tree_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted) {
-    MediaContainer& container = tree().containers.create();
+    MediaContainer& container = tree_state().containers.create();
     container.id = tree_take_id(lock);
     container.title = wanted.title;
     container.object_class = wanted.object_class;
@@ -366,13 +392,13 @@ MediaContainer& tree_add_container(const StoreLock& lock, MediaContainer& parent
 }
 
 MediaContainer& tree_find_or_add_container(const StoreLock& lock, MediaContainer& parent, const NewContainer& wanted) {
-    const auto found = tree().child_index.find({parent.id, wanted.title.identity()});
-    return found != tree().child_index.end() ? *found->second : tree_add_container(lock, parent, wanted);
+    const auto found = tree_state().child_index.find({parent.id, wanted.title.identity()});
+    return found != tree_state().child_index.end() ? *found->second : tree_add_container(lock, parent, wanted);
 }
 
 ItemReference& tree_add_reference(const StoreLock& lock, MediaContainer& container, MediaItem& item,
                                   std::int32_t sort_key) {
-    ItemReference& reference = tree().references.create();
+    ItemReference& reference = tree_state().references.create();
     reference.id = tree_take_id(lock);
     reference.sort_key = sort_key;
     chain_reference(item, reference);
@@ -391,7 +417,7 @@ void tree_retarget(const StoreLock& lock, ItemReference& reference, MediaItem& i
 }
 
 MediaItem& tree_add_item(const StoreLock& lock, MediaContainer& container, MediaItem&& wanted) {
-    MediaItem& item = tree().items.create(std::move(wanted));
+    MediaItem& item = tree_state().items.create(std::move(wanted));
     if (item.id == kNoObject) item.id = tree_take_id(lock);
     item.seconds = duration_seconds(item.duration.view());
     prepend(lock, container, item);
@@ -402,7 +428,7 @@ MediaItem& tree_add_item(const StoreLock& lock, MediaContainer& container, Media
 void tree_remove_reference(const StoreLock& lock, ItemReference& reference) {
     unlink(lock, *find_container(reference.parent), reference);
     unchain_reference(reference);
-    tree().references.destroy(reference);
+    tree_state().references.destroy(reference);
 }
 
 void tree_remove_references(const StoreLock& lock, const MediaContainer& start, MediaItem& item) {
@@ -416,16 +442,16 @@ void tree_remove_item(const StoreLock& lock, MediaItem& item) {
     while (ItemReference* const reference = find_reference(item.first_reference))
         tree_remove_reference(lock, *reference);
     unindex_item(item);
-    ++tree().removed_items;
+    ++tree_state().removed_items;
     unlink(lock, *find_container(item.parent), item);
-    tree().items.destroy(item);
+    tree_state().items.destroy(item);
 }
 
 void tree_remove_container(const StoreLock& lock, MediaContainer& container) {
     // Deepest first and without recursion: folders nest as deep as paths are long.
     MediaContainer* at = &container;
     for (;;) {
-        MediaObject* const child = tree().ids.find(at->first_child);
+        MediaObject* const child = tree_state().ids.find(at->first_child);
         if (child == nullptr) {
             MediaContainer* const parent = at == &container ? nullptr : find_container(at->parent);
             destroy_container(lock, *at);
@@ -442,7 +468,7 @@ void tree_remove_container(const StoreLock& lock, MediaContainer& container) {
 }
 
 void tree_clear(const StoreLock&) {
-    Tree& all = tree();
+    Tree& all = tree_state();
     all.child_index.clear();
     for (PathIndex& index : all.path_index) index.clear();
     all.directories.clear();
@@ -474,5 +500,5 @@ void tree_clear(const StoreLock&) {
 }
 
 std::size_t tree_object_count(const StoreLock&) {
-    return tree().ids.size();
+    return tree_state().ids.size();
 }

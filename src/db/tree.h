@@ -1,6 +1,6 @@
 // The tree itself: the store's state, its lock, the table that resolves ids, and every linking and unlinking. This file
 // alone keeps child lists, counts, change marks and indexes in step; tree_check() (db/tree_check.h) walks all and
-// compares.
+// compares. How the parts hang together stands at the head of db/tree.cc.
 //
 // Child lists are newest first and every new object takes the next id when it is linked, so a child list always
 // descends in ids. No operation here costs more with a larger library, except where its answer is larger.
@@ -119,11 +119,12 @@ void tree_for_each_reference(const StoreLock& lock, const MediaItem& item, Visit
     }
 }
 
-// The first child container with exactly this title; null when there is none.
+// The newest child container with exactly this title; null if there is none.
 MediaContainer* tree_find_child_container(const StoreLock& lock, std::string_view title, const MediaContainer& parent);
 
-// The container behind current in a depth-first walk over the containers at and below start; null at the end. The walk
-// needs no stack and no items: for (c = &start; c != nullptr; c = tree_next_container(lock, *c, start)).
+// The container that follows current in a depth-first walk over the containers at and below start; null at the end. The
+// walk needs no stack and does not look at items: for (c = &start; c != nullptr; c = tree_next_container(lock, *c,
+// start)).
 MediaContainer* tree_next_container(const StoreLock& lock, const MediaContainer& current, const MediaContainer& start);
 
 // The item of a media type with this path: music below all tracks, radio below the own radio stations, pictures and
@@ -165,7 +166,7 @@ MediaContainer& tree_find_or_add_container(const StoreLock& lock, MediaContainer
 // Prepends a reference to the item and marks the container changed.
 ItemReference& tree_add_reference(const StoreLock& lock, MediaContainer& container, MediaItem& item,
                                   std::int32_t sort_key);
-// Lets an existing reference stand for another item; marks its container changed.
+// Makes an existing reference refer to another item; marks its container changed.
 void tree_retarget(const StoreLock& lock, ItemReference& reference, MediaItem& item, std::int32_t sort_key);
 
 // The next id, for an item that takes it before the containers it goes to are made.

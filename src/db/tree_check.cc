@@ -18,16 +18,16 @@ public:
     std::string run() {
         const MediaContainer* const root = store(lock_).root;
         if (root == nullptr) {
-            if (tree().ids.size() != 0) differ("objects without a root", kNoObject);
+            if (tree_state().ids.size() != 0) differ("objects without a root", kNoObject);
             return difference_;
         }
         check_container(*root);
-        if (seen_.size() != tree().ids.size()) differ("objects that no list holds", kNoObject);
+        if (seen_.size() != tree_state().ids.size()) differ("objects that no list holds", kNoObject);
         check_chains();
         check_path_indexes();
         check_directories();
-        if (prunable_ != tree().prunable) differ("wrong set of prunable containers", kNoObject);
-        if (child_titles_ != tree().child_index.size()) differ("child index of another size", kNoObject);
+        if (prunable_ != tree_state().prunable) differ("wrong set of prunable containers", kNoObject);
+        if (child_titles_ != tree_state().child_index.size()) differ("child index of another size", kNoObject);
         return difference_;
     }
 
@@ -36,6 +36,8 @@ private:
         if (difference_.empty()) difference_ = text_format(200, "%s (object %d)", what, id);
     }
 
+    // Follows the child list link by link, so that a wrong link is found where it is and not by its consequences. Notes
+    // what the indexes must hold; the checks that follow compare them with it.
     void check_container(const MediaContainer& container) {
         seen_.insert(container.id);
         std::set<std::string_view> titles;
@@ -92,7 +94,7 @@ private:
 
     void check_path_indexes() {
         std::size_t indexed = 0;
-        for (const auto& index : tree().path_index) {
+        for (const auto& index : tree_state().path_index) {
             indexed += index.size();
             for (const auto& [path, item] : index)
                 if (item->path.view() != path || !seen_.contains(item->id)) differ("stale path index", item->id);
@@ -103,10 +105,10 @@ private:
         if (indexed != expected) differ("path index of another size", kNoObject);
     }
 
-    // Every file stands in the chain of its directory, once.
+    // Every file is in the chain of its directory, once.
     void check_directories() {
         std::size_t chained = 0, expected = 0;
-        for (const auto& [directory, first] : tree().directories) {
+        for (const auto& [directory, first] : tree_state().directories) {
             ObjectId previous = kNoObject;
             for (ObjectId id = first; id != kNoObject; ++chained) {
                 const MediaItem* const item = item_of(lock_, tree_object(lock_, id));

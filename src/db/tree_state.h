@@ -1,5 +1,5 @@
-// The memory behind the tree: records, id table and indexes. Only tree.cc changes it and only tree_check.cc looks at it
-// from beside; everybody else goes through db/tree.h.
+// The memory that holds the tree: records, id table and indexes. Only tree.cc changes it and only tree_check.cc reads
+// it as well; everybody else goes through db/tree.h.
 #pragma once
 
 #include <array>
@@ -31,8 +31,8 @@ struct ChildKeyHash {
 using PathIndex = std::unordered_map<std::string_view, MediaItem*>;  // keyed by views of the items' own paths
 constexpr std::size_t kMediaTypes = 4;
 
-// Directory path, without a "/" at its end, to the first item of the chain through its files. Ordered, so that what
-// lies below a directory stands together.
+// Directory path, without a "/" at its end, to the first item of the chain through its files. Sorted, so that
+// everything below a directory is one range of entries.
 using DirectoryIndex = std::map<std::string, ObjectId, std::less<>>;
 
 struct Tree {
@@ -51,4 +51,4 @@ struct Tree {
     std::size_t removed_items = 0;          // since the unused texts were last collected
 };
 
-Tree& tree();
+Tree& tree_state();

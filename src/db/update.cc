@@ -29,14 +29,14 @@ constexpr auto kFields = std::to_array<UpdateField>({
 
 constexpr std::size_t kMaxValue = 1023;
 
-// A value that the listing could not carry, or that would smuggle lines into what is saved, is no value.
+// Refuses values that a listing could not carry, or that would smuggle lines into the persistence file.
 bool is_acceptable(std::string_view value) {
     const auto is_control = [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; };
     return value.size() <= kMaxValue && std::none_of(value.begin(), value.end(), is_control);
 }
 
-int db_update_field(const StoreLock& lock, MediaItem& item, std::string_view name, std::string_view current,
-                    std::string_view value) {
+int update_field(const StoreLock& lock, MediaItem& item, std::string_view name, std::string_view current,
+                 std::string_view value) {
     const auto field = std::find_if(kFields.begin(), kFields.end(),
                                     [&](const UpdateField& candidate) { return candidate.name.starts_with(name); });
     if (field == kFields.end()) return kBadArguments;
@@ -63,5 +63,5 @@ int db_update_object(const Text& id_text, const Text& field_name, const Text& cu
     MediaItem* const item = db_find_item_by_id_text(lock, *id_text);
     if (item == nullptr) return kFailed;
     if (!is_acceptable(value)) return kBadArguments;
-    return db_update_field(lock, *item, *field_name, text_or_empty(current_value), value);
+    return update_field(lock, *item, *field_name, text_or_empty(current_value), value);
 }

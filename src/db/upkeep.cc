@@ -15,19 +15,19 @@ struct LookedFor {
 };
 
 // Whether the item's file was not met by this scan pass: a candidate for removal, not a verdict.
-bool is_unseen(const MediaStore& places, const MediaItem& item) {
-    return item.seen_in_pass != places.scan_pass && !db_path_is_remote(item.path.view());
+bool is_unseen(const MediaStore& media, const MediaItem& item) {
+    return item.seen_in_pass != media.scan_pass && !db_path_is_remote(item.path.view());
 }
 
 std::vector<LookedFor> unseen_files() {
     std::vector<LookedFor> unseen;
     StoreLock lock;
-    const MediaStore& places = store(lock);
-    for (MediaContainer* list : {places.all_tracks, places.all_pictures, places.all_videos}) {
+    const MediaStore& media = store(lock);
+    for (MediaContainer* list : {media.all_tracks, media.all_pictures, media.all_videos}) {
         if (list == nullptr) continue;
         for (MediaObject& child : tree_children(lock, *list)) {
             const MediaItem* const item = item_of(lock, &child);
-            if (item != nullptr && is_unseen(places, *item))
+            if (item != nullptr && is_unseen(media, *item))
                 unseen.push_back({item->id, std::string{item->path.view()}});
         }
     }
@@ -42,6 +42,7 @@ std::vector<LookedFor> unseen_files_below(std::string_view directory) {
     return unseen;
 }
 
+// The disk is asked for all of them before anything is locked.
 void remove_gone(std::vector<LookedFor> files) {
     std::erase_if(files, [](const LookedFor& file) { return file_status(file.path).has_value(); });
     // One lock for each item: a client may browse in between.
@@ -96,13 +97,13 @@ void db_prune_empty_below(const StoreLock& lock, const MediaContainer& start) {
 
 void db_clear_radio() {
     StoreLock lock;
-    MediaStore& places = store(lock);
-    if (places.internet_radio == nullptr) return;
+    MediaStore& media = store(lock);
+    if (media.internet_radio == nullptr) return;
     // Before the genres go, so that the update id stays; and also when there are none, so that clients look again
     // after every reading of the directory.
-    places.internet_radio->changed = true;
+    media.internet_radio->changed = true;
     std::vector<MediaContainer*> genres;
-    for (MediaContainer& container : tree_child_containers(lock, *places.internet_radio))
-        if (&container != places.own_radio_stations) genres.push_back(&container);
+    for (MediaContainer& container : tree_child_containers(lock, *media.internet_radio))
+        if (&container != media.own_radio_stations) genres.push_back(&container);
     for (MediaContainer* genre : genres) tree_remove_container(lock, *genre);
 }

@@ -1,3 +1,21 @@
+// How it works. A view's setting "Genres/Artists,%GENRE,[3]%ARTIST,%ALBUM" is compiled once, into its root container's
+// title and a list of levels. An item is then placed by walking down the levels; each level sends it on to one or two
+// containers, and the last ones get a reference to it:
+//
+//     Genres/Artists
+//       Rock                              level 1, the item's genre
+//         ABC > Abba                      level 2 with letter groups: the group, then the artist
+//           Gold > reference              level 3, the album
+//           - All - > reference           beside every level without letter groups
+//       - All -
+//         ABC > Abba > ...
+//
+// So n levels without letter groups give 2^n references. An item without a value for a level has no container of its
+// own there; it is found below "- All -" only, if the level has one. %PATH takes a chain of folders instead of one
+// value.
+//
+// Invariant: views hold references only, and the levels of a view do not change while the tree lives. Containers appear
+// with their first item; pruning removes the empty ones, but for folders, which are permanent.
 #include "db/view.h"
 
 #include <algorithm>
@@ -71,7 +89,7 @@ struct Level {
     std::int32_t letters = 0;  // of each letter group; 0: no groups, but "- All -"
 };
 
-// Missing when a keyword is unknown: its view shows nothing.
+// Returns nullopt if the keyword is unknown; its view then shows nothing.
 std::optional<Level> compile_level(std::string_view element) {
     Level level;
     if (element.starts_with('[')) {
@@ -90,8 +108,8 @@ std::optional<Level> compile_level(std::string_view element) {
     return std::nullopt;
 }
 
-// The compiled levels of every view that can be configured, by view number; guarded by the store's lock. An item is
-// placed by what the settings said when the view's root was made: until the next start the tree keeps one shape.
+// The compiled levels of every view that can be configured, by view number; guarded by the store's lock. Compiled when
+// the view's root is made: if settings changed later, one tree would have two shapes.
 struct Views {
     std::array<std::optional<std::vector<Level>>, 200> levels;
 };
@@ -119,7 +137,7 @@ ObjectClass class_by_media_type(ObjectClass media_class) {
     }
 }
 
-// The container title that an item has at a level; missing or empty: it has no container of its own there.
+// The title of the item's own container at a level; missing or empty if it has none there.
 SharedText view_value(const StoreLock& lock, const Level& level, const MediaItem& item) {
     const auto number = [&](std::int32_t value) { return tree_intern(lock, text_format(16, "%d", value)); };
     const auto or_unknown = [&](const SharedText& text) { return text ? text : tree_intern(lock, kUnknown); };
@@ -162,8 +180,8 @@ SharedText view_value(const StoreLock& lock, const Level& level, const MediaItem
     return {};
 }
 
-// The deepest folder container of the item below the level's container, created where missing; null for an item that
-// has no place among the folders. Folder containers are permanent: pruning leaves them.
+// Finds or creates the chain of folder containers for the item's path and returns the deepest one; null if the path is
+// no path of a folder. Folder containers are permanent: pruning leaves them.
 MediaContainer* view_folder_container(const StoreLock& lock, std::string_view path, std::string_view folders,
                                       MediaContainer& start, ObjectClass container_class) {
     if (path.starts_with("http://") || path.starts_with('.')) return nullptr;
@@ -181,24 +199,26 @@ MediaContainer* view_folder_container(const StoreLock& lock, std::string_view pa
     return container;
 }
 
-class Placement {
+// Adds the references to one item in one view.
+class ViewBranches {
 public:
-    Placement(const StoreLock& lock, MediaItem& item, std::string_view relative_path, std::span<const Level> levels)
+    ViewBranches(const StoreLock& lock, MediaItem& item, std::string_view relative_path, std::span<const Level> levels)
         : lock_(lock),
           item_(item),
           relative_path_(relative_path),
           levels_(levels),
           media_container_(class_by_media_type(item.object_class)) {}
 
-    void place(MediaContainer& container, std::size_t depth) const {
+    // Recursion is at most kMaxLevels deep.
+    void add(MediaContainer& container, std::size_t depth) const {
         if (depth == levels_.size()) {
             tree_add_reference(lock_, container, item_, kViewSortKey);
             return;
         }
         const Level& level = levels_[depth];
-        if (MediaContainer* const own = level_container(level, container)) place(*own, depth + 1);
+        if (MediaContainer* const own = level_container(level, container)) add(*own, depth + 1);
         if (level.letters > 0) return;
-        place(find_or_add(container, tree_intern(lock_, kAll), media_container_), depth + 1);
+        add(find_or_add(container, tree_intern(lock_, kAll), media_container_), depth + 1);
     }
 
 private:
@@ -208,6 +228,7 @@ private:
         return tree_find_or_add_container(lock_, parent, {.title = std::move(title), .object_class = container_class});
     }
 
+    // The item's own container at the level; null if it has none.
     MediaContainer* level_container(const Level& level, MediaContainer& container) const {
         const ObjectClass container_class = level.container_class.value_or(media_container_);
         if (level.keyword == Keyword::path)
@@ -216,7 +237,7 @@ private:
         if (!value.has_text()) return nullptr;
         if (level.letters == 0) return &find_or_add(container, value, container_class);
         std::string_view rest = value.view();
-        // A text that is no UTF-8 counts by its first byte.
+        // A text that is not UTF-8 is grouped by its first byte.
         const std::uint32_t first = utf8_take(rest).value_or(static_cast<unsigned char>(value.view().front()));
         const std::string group = view_letter_group(first, level.letters);
         return &find_or_add(find_or_add(container, tree_intern(lock_, group), container_class), value, container_class);
@@ -229,7 +250,7 @@ private:
     ObjectClass media_container_;
 };
 
-// The levels of a view; missing when one of them is unknown.
+// The levels of a view; the first element is its title. Returns nullopt if a level is unknown.
 std::optional<std::vector<Level>> compile_view(const SettingList& elements) {
     std::vector<Level> levels;
     for (std::size_t i = 1; i < elements.size() && levels.size() < kMaxLevels; ++i) {
@@ -240,9 +261,9 @@ std::optional<std::vector<Level>> compile_view(const SettingList& elements) {
     return levels;
 }
 
-// What follows a content directory in a path; missing when the path does not begin with it. A directory without its
-// closing "/" takes that of the path with it.
-std::optional<std::string_view> behind(std::string_view path, std::string_view directory, bool ends_in_slash) {
+// The part of the path after a content directory. Returns nullopt if the path does not begin with it. For a directory
+// without a final "/" the one in the path is dropped as well.
+std::optional<std::string_view> rest_below(std::string_view path, std::string_view directory, bool ends_in_slash) {
     if (directory.empty() || !str_starts_nocase(path, directory)) return std::nullopt;
     path.remove_prefix(std::min(directory.size() + (ends_in_slash ? 0 : 1), path.size()));
     // The scanner puts its own "/" between a directory written with one and a file directly in it.
@@ -269,7 +290,7 @@ void view_add_item(const StoreLock& lock, MediaItem& item, std::string_view rela
     for (MediaContainer& root : tree_child_containers(lock, top)) {
         if (root.view_number == 0) continue;
         const auto& levels = views().levels[static_cast<std::size_t>(root.view_number)];
-        if (levels) Placement{lock, item, relative_path, *levels}.place(root, 0);
+        if (levels) ViewBranches{lock, item, relative_path, *levels}.add(root, 0);
     }
 }
 
@@ -278,8 +299,8 @@ std::string view_letter_group(std::uint32_t first_character, std::int32_t letter
         std::uint32_t first, last;
         std::uint32_t base;
     };
-    // Latin-1 capitals with diacritics; the small ones stand 0x20 higher. Kept on purpose: the multiplication and the
-    // division sign lie in the range of "O".
+    // Latin-1 capitals with diacritics; the small ones are 0x20 higher. Kept on purpose: the multiplication and the
+    // division sign are in the range of "O".
     static constexpr auto kFolds = std::to_array<Fold>({{0xC0, 0xC6, 'A'},
                                                         {0xC7, 0xC7, 'C'},
                                                         {0xC8, 0xCB, 'E'},
@@ -306,13 +327,13 @@ std::string_view view_relative_path(std::string_view path) {
     constexpr std::size_t kPrefix = 2;  // "M|", "P|", "V|"
     const auto directories = settings_list(Setting::contentdir);
     for (const std::string& element : *directories) {
-        if (const auto rest = behind(path, element, element.ends_with('/'))) return *rest;
+        if (const auto rest = rest_below(path, element, element.ends_with('/'))) return *rest;
         if (element.size() <= kPrefix) continue;
         const std::string_view stripped = std::string_view{element}.substr(kPrefix);
         // Kept on purpose: the "/" is looked for at a position of the whole element, two before its end.
-        if (const auto rest = behind(path, stripped, element[stripped.size() - 1] == '/')) return *rest;
+        if (const auto rest = rest_below(path, stripped, element[stripped.size() - 1] == '/')) return *rest;
     }
     const std::string& standard = start_directory();
-    if (const auto rest = behind(path, standard, standard.ends_with('/'))) return *rest;
+    if (const auto rest = rest_below(path, standard, standard.ends_with('/'))) return *rest;
     return path;
 }

@@ -1,3 +1,11 @@
+// How it works. Two connections to the FTP server (RFC 959) and two threads:
+//
+//     request's thread   control connection: USER, PASS, TYPE, SIZE, PASV, header to the client, RETR, reply 226, QUIT
+//     data thread        data connection: connects after the header is sent, moves the file into the client's socket
+//
+// The two share a Transfer. While the data thread is busy, the control connection may be silent for any time. A refusal
+// of RETR cancels the transfer; the request's thread joins the data thread before it returns. The connection to the
+// client is kept only if exactly the announced number of bytes went out.
 #include "handlers/ftp_relay.h"
 
 #include <sys/socket.h>
@@ -24,10 +32,10 @@
 namespace {
 
 constexpr std::int64_t kPieceBytes = 1024 * 1024;
-constexpr int kMostPreliminary = 100;  // replies that only say that the file is on its way
+constexpr int kMostPreliminary = 100;  // preliminary replies (1xx) to one RETR
 constexpr int kQuitMs = 2000;
 
-// What the two threads of a transfer share. The one that asked joins the other before this goes.
+// What the two threads of a transfer share. Lives in the request's thread, which joins the other one first.
 struct Transfer {
     std::string host;  // dotted
     std::uint16_t port = 0;
@@ -63,7 +71,8 @@ struct Transfer {
 void copy_file(Transfer& transfer, int data_socket) {
     SocketCopy copy{data_socket, transfer.client, kSourceSilenceMs};
     std::int64_t n = 0;
-    // A file that has grown since it was announced goes out as it was: more would look like the next answer.
+    // If the file has grown since its size was announced, the rest is left out: the client would take it for the next
+    // response.
     const std::int64_t most = transfer.length < 0 ? std::numeric_limits<std::int64_t>::max() : transfer.length;
     do {
         n = copy.move(std::min(kPieceBytes, most - transfer.sent));
@@ -136,7 +145,7 @@ private:
         return ftp_command(control_.fd(), text, &reply_, silence_ms);
     }
 
-    // Empty when the server lets us in.
+    // Returns nullopt if the server lets us in, otherwise the result of the refused request.
     std::optional<HandlerResult> log_in(const std::string& user, const std::string& password) {
         int code = command("USER " + user + "\r\n");
         if (code == 230) return std::nullopt;
@@ -149,13 +158,13 @@ private:
     HandlerResult transfer_file(const std::string& path, const std::array<std::uint8_t, 6>& passive) {
         log_message(LOG_INFO, LOG_HTTP, "PASSIVE MODE %d,%d,%d,%d,%d,%d\n", passive[0], passive[1], passive[2],
                     passive[3], passive[4], passive[5]);
-        // The address that the server names is not used: from behind a router it may be a wrong one.
+        // The address in the reply is not used: a server in a network of its own may name one that is wrong out here.
         Transfer transfer{.host = socket_peer(control_.fd()),
                           .port = static_cast<std::uint16_t>(passive[4] << 8 | passive[5]),
                           .client = request_.socket,
                           .length = response_.content_length,
                           .progress = progress_};
-        // In front of the thread: a server that sends its file unasked must not get ahead of the header.
+        // Before the thread starts: a server that sends its file without a RETR must not get ahead of the header.
         if (!answer(BodyFollows::yes)) return HandlerResult::close;
         auto thread = thread_start([&transfer] { ftp_data_thread(transfer); });
         if (!thread) return HandlerResult::close;
@@ -188,8 +197,8 @@ private:
         return true;
     }
 
-    // Kept on purpose: no line end. Our end of the connection is closed after it, so that the server has it all the
-    // same and need not wait for more.
+    // Kept on purpose: no line end. Closing our side of the connection after it makes the server read the command all
+    // the same.
     void quit() {
         reply_.rest.clear();
         socket_send_all(control_.fd(), "QUIT");
@@ -227,7 +236,7 @@ HandlerResult ftp_relay(const HttpRequest& request, HttpResponse& response, std:
                         const FtpProgress& progress) {
     const Text path = ftp_path_from_url(source);
     if (!path || !ftp_is_sendable(source)) return http_send_not_found(request, response);
-    // Without the path: what a server may call a file cannot always be part of a URL.
+    // Connects with the URL up to its path: FTP allows file names that an HTTP URL may not hold.
     SourceConnection control{http_connect(source.substr(0, source.size() - path->size() + 1))};
     if (!control) return http_send_not_found(request, response);
     return Relay{request, response, std::move(control), progress}.run(source, *path);

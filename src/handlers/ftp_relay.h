@@ -8,10 +8,10 @@
 
 #include "http/request.h"
 
-// Told how many bytes are through: 0 when the answer has begun, then again and again from the second thread.
+// Called with the number of bytes sent so far: with 0 after the header, then repeatedly from the second thread.
 using FtpProgress = std::function<void(std::int64_t bytes)>;
 
-// Answers the request with the file of an "ftp://" URL; the response's content_type is the caller's to set. What the
-// server refuses is not found. Returns when both connections have ended.
+// Answers the request with the file of an "ftp://" URL. The caller sets the response's content_type. What the server
+// refuses is answered with 404. Returns when both connections have ended.
 HandlerResult ftp_relay(const HttpRequest& request, HttpResponse& response, std::string_view source,
                         const FtpProgress& progress = {});

@@ -36,7 +36,7 @@ std::vector<NowPlaying> snapshot() {
 
 std::string now_playing_page() {
     std::string page = "playing<br>\n";
-    // The lines come out of tags: whatever looks like mark-up in them is text here.
+    // Titles and artists come from tags, so they are escaped.
     for (const NowPlaying& entry : snapshot()) {
         page.append(html_escape(entry.peer)).append("\t");
         page.append(html_escape(db_now_playing_line(entry.object_id, entry.position))).append("\t<br>\n");

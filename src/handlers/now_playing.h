@@ -1,4 +1,4 @@
-// "/rpc": who is being streamed what, and stealth mode (the server goes on serving but stops announcing itself).
+// "/rpc": what is streamed to which client, and stealth mode (the server keeps serving but stops announcing itself).
 #pragma once
 
 #include <cstdint>

@@ -8,7 +8,8 @@
 
 namespace {
 
-// Texts that wait for clients to take them.
+// Bounds the memory of texts that slow clients have not read yet. The longest possible text is reserved before its size
+// is known, and the rest is returned afterwards.
 struct UnsentPlaylists {
     Semaphore bytes{64'000'000};
 };

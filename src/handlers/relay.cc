@@ -17,18 +17,18 @@
 #include "http/range.h"
 #include "http/respond.h"
 #include "meta/media_formats.h"
-#include "net/answer.h"
 #include "net/body.h"
+#include "net/http_header.h"
 #include "net/socket_copy.h"
 #include "net/source.h"
 #include "upnp/protocol_info.h"
 
 namespace {
 
-// Between two looks at the now-playing page.
+// Bytes between two updates of the now-playing page.
 constexpr std::int64_t kPieceBytes = 1024 * 1024;
 constexpr std::size_t kMaxType = 128;
-// What our own lines leave of an answer's header.
+// The room for the source's lines: our own take the rest of a response header.
 constexpr std::size_t kPassedOnBytes = 640;
 
 // The port of the listener that this connection came to.
@@ -39,7 +39,7 @@ int own_port(int socket) {
     return ntohs(near.sin_port);
 }
 
-// A pseudonym of this process, so that strangers' stations learn no address of ours.
+// Our name in "Via" lines. Random, so that stations on the internet learn no address of ours.
 struct OwnName {
     const std::string text = text_format(32, "pelorama-%08x%08x", std::random_device{}(), std::random_device{}());
 };
@@ -47,8 +47,8 @@ const std::string& own_name() {
     return process_wide<OwnName>().text;
 }
 
-// Two servers whose items lead to each other would ask in circles without a line that says who has asked already
-// (RFC 9110, section 7.6.3).
+// Whether this process has asked already for what is asked now: the request has our "Via" line (RFC 9110, section
+// 7.6.3). Two servers whose items lead to each other would otherwise ask each other without end.
 bool has_come_round(const HttpRequest& request) {
     const Text via = http_header_value(request.header, "Via");
     return via && str_contains(*via, own_name());
@@ -79,7 +79,7 @@ std::string content_type_of(const HttpSource& source) {
     return is_station ? "audio/mpeg" : type_by_name(url.substr(0, url.find_first_of("?#")));
 }
 
-// The lines of the source that the client needs, the more important ones first, as far as there is room for them.
+// The header lines of the source that the client needs, the most important first, as many as there is room for.
 std::string passed_on(const HttpSource& source, std::string lines, int version) {
     const auto add = [&](std::string_view more) {
         if (lines.size() + more.size() <= kPassedOnBytes) lines.append(more);
@@ -123,7 +123,7 @@ public:
         const bool whole = source_.body.coding == AnswerBody::Coding::chunked ? pass_chunks() : pass(left_by_header());
         if (copy_.end() == SocketCopy::End::source_failed)
             log_message(LOG_INFO, LOG_HTTPPROXY, "source went away: %s\n", source_.url.c_str());
-        // A client that was told of more bytes would wait for them; the end of the connection tells it that none come.
+        // A client that was promised more bytes would wait for them; closing the connection ends that.
         return whole && sent_ == announced_ ? HandlerResult::keep : HandlerResult::close;
     }
 

@@ -1,5 +1,5 @@
 // Relays for clients that cannot reach a source themselves: "/httpproxy/ID.ext" passes an item's "http://" stream on,
-// "/ftpproxy/ID.ext" the file of an "ftp://" item. What cannot be reached is not found.
+// "/ftpproxy/ID.ext" the file of an "ftp://" item. A source that cannot be reached is answered with 404.
 #pragma once
 
 #include "http/request.h"

@@ -23,10 +23,10 @@
 namespace {
 
 constexpr std::int64_t kLeastUnit = 1024;
-// What one call hands to the system: large enough to cost nothing, small enough for the now-playing page to move on.
+// Bytes that one call hands to the system: so many that calls cost nothing, so few that the now-playing page moves on.
 constexpr std::int64_t kPieceBytes = 1024 * 1024;
 
-// The least unit of a transfer in bytes, by the type of the answer.
+// The smallest unit of a transfer in bytes, by the content type of the response.
 std::int64_t unit_of(std::string_view content_type) {
     const bool picture = content_type == "image/jpeg" || content_type == "image/x-ycbcr-yuv420";
     const Setting setting = picture                              ? Setting::picturebuffer
@@ -36,7 +36,7 @@ std::int64_t unit_of(std::string_view content_type) {
 }
 
 std::string content_type_of(std::string_view url, std::string_view path) {
-    // A label only: the bytes are the stored file's, whose name tells its rate and channels.
+    // Only the type differs: the bytes are those of the stored file, whose name tells its rate and channels.
     if (str_ends_nocase(url, ".lpcm")) return lpcm_type(path);
     const std::string_view type = mime_of_extension(path_extension(path));
     return std::string{type.empty() ? "application/octet-stream" : type};
@@ -88,9 +88,9 @@ void settle_range(HttpResponse& response, Transfer& transfer, ByteRange range, s
     transfer.length = std::clamp<std::int64_t>(response.content_length, 0, left);
 }
 
-// Waits between two stretches; returns early if the connection ends.
+// Waits between two parts of a paced transfer; returns early if the connection ends.
 void pause_sending(int socket, std::int32_t milliseconds) {
-    pollfd connection{.fd = socket, .events = 0, .revents = 0};  // an end or a reset is always told
+    pollfd connection{.fd = socket, .events = 0, .revents = 0};  // poll always reports an end or a reset
     if (milliseconds > 0) poll(&connection, 1, milliseconds);
 }
 
@@ -128,7 +128,7 @@ HandlerResult send_body(const HttpRequest& request, const HttpResponse& response
             since_pause = 0;
         }
     }
-    // A client that was told of more bytes would wait for them; the end of the connection tells it that none come.
+    // A client that was promised more bytes would wait for them; closing the connection ends that.
     return sent == response.content_length ? HandlerResult::keep : HandlerResult::close;
 }
 
@@ -179,7 +179,7 @@ HandlerResult handle_continue(const HttpRequest& request, HttpResponse& response
     const std::string disk_url =
         text_format(256, "%sdisk/%ld.%s", std::string{url.substr(0, mark)}.c_str(),
                     static_cast<long>(text_int(*id_text)), std::string{path_extension(resource->path)}.c_str());
-    // The offset of the URL is the only range that counts, whatever the client wrote about ranges.
+    // Only the offset in the URL counts; range headers of the client are ignored.
     const auto offset = str_after(*id_text, "_");
     const std::int64_t first = offset ? std::max<std::int64_t>(text_int64(*offset), 0) : 0;
     return send_media(request, response, disk_url, {.first = first});
@@ -190,7 +190,7 @@ Text idx_path_for(std::string_view media_path) {
     if (!directory || directory->empty()) return std::nullopt;
     std::string path{str_left(*directory, 1024)};
     if (!path.ends_with('/')) path += '/';
-    // A "/" at the start of the whole path does not count.
+    // Kept on purpose: a file directly below "/" has no index file.
     const std::size_t slash = media_path.rfind('/');
     if (slash != std::string_view::npos && slash > 0) path.append(media_path.substr(slash + 1)).append(".idx");
     return path;

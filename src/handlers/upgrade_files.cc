@@ -11,7 +11,7 @@ HandlerResult handle_upgrade_file(const HttpRequest& request, HttpResponse& resp
     const Text folder = settings_get(Setting::netgearupgrade);
     if (!folder || folder->empty()) return http_send_not_found(request, response);
 
-    // Only what follows the last "/" counts, undecoded, so no name leads out of the folder.
+    // Only the part after the last "/" is used, and it is not decoded, so no name leads out of the folder.
     std::string path = *folder;
     if (!path.ends_with('/')) path += '/';
     path.append(request.url, request.url.rfind('/') + 1);
@@ -24,7 +24,7 @@ HandlerResult handle_upgrade_file(const HttpRequest& request, HttpResponse& resp
     const bool body = request.method != kHead && status->size > 0;
     if (!http_send_header(request, response, body ? BodyFollows::yes : BodyFollows::no)) return HandlerResult::close;
     if (!body) return HandlerResult::keep;
-    // A file that became shorter meanwhile leaves the announced length unmet.
+    // If the file became shorter meanwhile, closing the connection tells the client that the rest does not come.
     return FileSender{request.socket, file, 0}.send(status->size) == status->size ? HandlerResult::keep
                                                                                   : HandlerResult::close;
 }

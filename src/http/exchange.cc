@@ -29,15 +29,15 @@ Recognition& recognition() {
     return process_wide<Recognition>();
 }
 
-// What follows a NUL or a header that did not fit is not read, be it a body or another request: the connection ends
-// with this request.
+// Whether the header was cut off, at a NUL or because it did not fit. Where its body or the next request begins is then
+// unknown, so the connection ends with this request.
 bool is_cut(HttpRequest& request, HeaderEnd end) {
     const std::size_t nul = request.header.find('\0');
     if (nul != std::string::npos) request.header.resize(nul);
     return nul != std::string::npos || end == HeaderEnd::too_small;
 }
 
-// Also if its length cannot be told.
+// True also if the length is unreadable.
 bool has_body(const AnnouncedBody& announced) {
     const bool by_length = announced.coding == AnnouncedBody::Coding::by_length;
     return by_length ? announced.length > 0 : announced.coding != AnnouncedBody::Coding::none;
@@ -57,8 +57,8 @@ ReadBody take_body(int socket, const AnnouncedBody& announced) {
     return {};
 }
 
-// False if the request cannot be answered: its body is too large, too slow, or has no end that could be found. A body
-// that the client cut short is answered as far as it came.
+// False if the request cannot be answered: its body is too large, too slow, or malformed. If the client closed early,
+// the request is answered with the part that came.
 bool read_body(HttpRequest& request, const AnnouncedBody& announced) {
     ReadBody body = take_body(request.socket, announced);
     request.content = std::move(body.text);

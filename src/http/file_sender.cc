@@ -40,6 +40,7 @@ std::optional<std::int64_t> FileSender::send(std::int64_t count) {
                 socket_wait_writable(socket_, -1);
                 continue;
             }
+            // The file system has no sendfile: from here on by read and send.
             if (by_copy_ || (errno != EINVAL && errno != ENOSYS)) return std::nullopt;
             by_copy_ = true;
             socket_set_blocking(socket_, true);

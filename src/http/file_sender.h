@@ -10,10 +10,10 @@
 class FileSender {
 public:
     // Starts at offset (bytes, not negative). The socket and the file stay the caller's.
-    // The socket does not block while this lives: waiting for room in large steps takes half the processor time of
-    // being woken inside sendfile for every little. It is corked as well: without Nagle's algorithm every piece of a
-    // sendfile would else leave as a segment of its own, which costs a quarter of the speed. What is left after a full
-    // segment leaves after 200 ms at the latest, or when this is destroyed.
+    // The socket does not block while this lives: waiting for room in large steps takes half the processor time of a
+    // blocking sendfile, which is woken for every few bytes. It is corked as well: Nagle's algorithm is off, so each
+    // piece would leave in a segment of its own, which costs a quarter of the speed. A last short segment leaves after
+    // 200 ms at the latest, or when this is destroyed.
     FileSender(int socket, const File& file, std::int64_t offset);
     ~FileSender();
     FileSender(const FileSender&) = delete;

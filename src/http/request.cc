@@ -3,7 +3,7 @@
 #include <array>
 
 #include "core/str.h"
-#include "net/answer.h"
+#include "net/http_header.h"
 
 namespace {
 
@@ -14,7 +14,7 @@ struct MethodWord {
     std::string_view word;
     HttpMethod method;
 };
-// Compared with the start of the request line by the word's length only, so "GETX" is a GET.
+// Kept on purpose: only the beginning of the request line is compared, so "GETX" is a GET.
 constexpr auto kMethodWords = std::to_array<MethodWord>({
     {"GET", kGet},
     {"HEAD", kHead},
@@ -31,7 +31,7 @@ std::uint32_t method_of(std::string_view header) {
     return 0;
 }
 
-// Some control points send a line end after a body without counting it in the length; it arrives before their next
+// Some control points send a line end after a body that Content-Length does not count; it then comes before their next
 // request (RFC 9112, section 2.2).
 void drop_leading_line_end(std::string& header) {
     if (header.starts_with(kLineEnd) && header.size() > 2 * kLineEnd.size()) header.erase(0, kLineEnd.size());
@@ -63,6 +63,8 @@ void http_parse_request(HttpRequest& request) {
     request.asks_for_close = request.version == 10 || asks_for_close(request.header);
 }
 
+// Stricter than the parsing above: if two readers of a request disagreed about where its body ends, the rest would be
+// taken for another request (RFC 9112, section 6.3).
 AnnouncedBody http_announced_body(std::string_view header) {
     constexpr std::string_view kLength = "content-length:";
     const auto coding = str_after_nocase(header, "transfer-encoding:");

@@ -15,8 +15,8 @@ enum HttpMethod : std::uint32_t {
     kNotify = 32,
 };
 
-// What becomes of the connection after the response. Handlers never close it themselves: its number could be in use
-// again before its thread knows.
+// What happens to the connection after the response. Handlers never close it themselves: its descriptor could be reused
+// before its thread knows.
 enum class HandlerResult { keep, close };
 
 struct ClientProfile;  // upnp/client_profile.h; the server only carries it along
@@ -63,8 +63,8 @@ struct UrlRoute {
     HttpHandler handler;
 };
 
-// Fills method, url, version and asks_for_close from the header text, whatever it looks like: what is not there stays
-// empty, and a request line that says nothing else is one of version 10 with an unknown method.
+// Fills method, url, version and asks_for_close from any header text. Absent parts stay empty; a request line that
+// names neither has version 10 and an unknown method.
 void http_parse_request(HttpRequest& request);
 
 // The body that a request header announces.

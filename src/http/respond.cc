@@ -86,7 +86,7 @@ bool http_send_header(const HttpRequest& request, const HttpResponse& response, 
     }
     const std::string status_text =
         text_format(128, "HTTP/1.%d %s", request.version == 11 ? 1 : 0, status_line(request.version, response));
-    // One byte more than may be sent, so that a header which does not fit is seen rather than sent without its end.
+    // Formats one byte more than may be sent, to detect a header that is too long. Cut off, it would have no end.
     const std::string header =
         text_format(kHeaderCapacity + 2, kHeaderFormat, status_text.c_str(), type, length_line(response).c_str(),
                     http_date().c_str(), response.close ? "close" : "keep-alive",

@@ -26,11 +26,11 @@ constexpr int kLargestPort = 65535;
 constexpr int kBacklog = 128;
 
 constexpr int kAcceptWaitMs = 500;
-constexpr int kShortOfResourcesMs = 50;  // descriptors or threads: somebody will let go of one
+constexpr int kShortOfResourcesMs = 50;  // descriptors or threads: another connection will free one
 constexpr std::uint32_t kLookForDeadMs = 60'000;
 constexpr int kDeadAfterMs = 300'000;  // more than the two minutes between the probes to a paused player
 
-// What the peer still sends is taken for so long and so much before the connection is closed.
+// For how long, and how many bytes, are read and dropped before a connection is closed.
 constexpr int kDrainMs = 1000;
 constexpr std::size_t kDrainBytes = 8 * 1024 * 1024;
 
@@ -47,8 +47,8 @@ void set_option(int socket, int level, int option, int value) {
     setsockopt(socket, level, option, &value, sizeof value);
 }
 
-// No TCP_USER_TIMEOUT: it also ends a peer that acknowledges but takes nothing, which is what a paused player does.
-// Peers that stopped acknowledging are looked for by connections_end_dead.
+// No TCP_USER_TIMEOUT: it would also end a paused player, which acknowledges but takes nothing. connections_end_dead
+// finds the peers that no longer acknowledge.
 void prepare_connection(int socket) {
     set_option(socket, IPPROTO_TCP, TCP_NODELAY, 1);
     set_option(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
@@ -57,8 +57,8 @@ void prepare_connection(int socket) {
     set_option(socket, IPPROTO_TCP, TCP_KEEPCNT, kKeepAliveProbes);
 }
 
-// Closing a socket that holds unread bytes resets the connection, and the peer may lose what it was sent. So our side
-// ends first, and the peer gets a moment to stop.
+// Closing a socket that holds unread bytes resets the connection, and the peer may lose what was sent to it. So our
+// side stops sending first, and the peer has a moment to do the same.
 void close_gracefully(int socket) {
     shutdown(socket, SHUT_WR);
     SocketReader reader{socket, kDrainMs, kDrainMs};
@@ -84,7 +84,7 @@ void serve_connection(const Listener& listener, Socket socket) {
     connection_closing(socket.fd());
 }
 
-// False when there is no thread for it.
+// False if the system has no thread left.
 bool start_connection(const std::shared_ptr<Listener>& listener, Socket socket) {
     prepare_connection(socket.fd());
     const int fd = socket.fd();
@@ -97,8 +97,8 @@ bool start_connection(const std::shared_ptr<Listener>& listener, Socket socket) 
     return false;
 }
 
-// Takes the connections that are waiting, after a wait for the first one: as many as there are, so that a burst does
-// not fill the backlog. False when the system is short of descriptors or threads.
+// Waits for a connection, then accepts all that are pending, so that a burst does not fill the backlog. False if the
+// system is short of descriptors or threads.
 bool accept_connections(int listen_socket, const RunningFlag& running, const std::shared_ptr<Listener>& listener) {
     if (!socket_wait_readable(listen_socket, kAcceptWaitMs)) return true;
     while (running.running()) {
@@ -126,7 +126,8 @@ void accept_until_asked_to_stop(int listen_socket, const RunningFlag& running,
     }
 }
 
-// A page beside the ini file that leads to the configuration site; not missed where it cannot be written.
+// Writes a page beside the ini file that leads to the configuration site. Nothing depends on it, so a failure is
+// ignored.
 void write_redirect_page(const HttpServerInstance& instance) {
     constexpr const char* kPage =
         "<html><head><META http-equiv=\"refresh\" content=\"0; URL=http://%s:%d/configpage/index.htm\">\n"

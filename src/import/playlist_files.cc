@@ -149,15 +149,16 @@ private:
     // Entries that were refused take no position, but are offered to the store again.
     bool stands_already() const {
         const Paths refused = refused_before();
-        std::vector<PlaylistPlace> places;
+        std::vector<PlaylistEntry> entries;
         std::vector<const FoundEntry*> left_out;
         for (const FoundEntry& entry : entries_) {
             if (refused.contains(entry.place.path))
                 left_out.push_back(&entry);
             else
-                places.push_back({.path = entry.place.path, .sort_key = static_cast<std::int32_t>(places.size()) + 1});
+                entries.push_back(
+                    {.path = entry.place.path, .sort_key = static_cast<std::int32_t>(entries.size()) + 1});
         }
-        return db_playlist_holds(name_, places) &&
+        return db_playlist_holds(name_, entries) &&
                std::ranges::none_of(left_out, [this](const FoundEntry* entry) { return add_item(*entry, 0); });
     }
 

@@ -81,6 +81,7 @@ ReadBody http_read_chunks(int socket, const BodyLimits& limits) {
     return ChunkReader{socket, limits}.read();
 }
 
+// Peeks before it takes: the bytes after the line end are data, which the caller may move without reading them here.
 std::optional<std::uint64_t> http_read_chunk_size(SocketReader& reader) {
     std::array<char, kSizeLineBytes> line;
     std::size_t length = 0;
@@ -105,7 +106,7 @@ bool http_read_chunk_end(SocketReader& reader) {
 ReadBody http_read_to_close(int socket, const BodyLimits& limits) {
     ReadBody body;
     SocketReader reader{socket, limits.silence_ms, limits.deadline_ms};
-    // One byte more than is taken, so that a body of just the limit is told from one that goes on.
+    // Asks for one byte more than the limit, to tell a body of exactly that size from a longer one.
     if (reader.append(body.text, limits.bytes + 1)) {
         body.end = BodyEnd::too_large;
     } else if (reader.end() != SocketReader::End::closed) {

@@ -14,7 +14,7 @@ enum class BodyEnd {
     closed,     // the peer stopped early; the text is what came
     late,       // it was too slow
     too_large,  // more than the limit was announced or came; what is left of it is still in the socket
-    malformed,  // chunks that cannot be told apart
+    malformed,  // not the chunked coding
 };
 struct ReadBody {
     std::string text;
@@ -31,12 +31,12 @@ struct BodyLimits {
 ReadBody http_read_sized(int socket, std::int64_t length, const BodyLimits& limits);
 
 // Chunked transfer coding (RFC 9112, section 7.1): a size line of at most 20 bytes with its LF, the data, a line end; a
-// size of 0 ends. Takes nothing behind the last line end.
+// size of 0 ends. Leaves everything after the last line end in the socket.
 ReadBody http_read_chunks(int socket, const BodyLimits& limits);
 
-// The same piece by piece, for bodies that are passed on rather than kept: a size line, and the line end behind that
-// many bytes of data. Missing and false when the socket came to an end (which the reader knows) or what came is
-// neither.
+// The same in parts, for bodies that are passed on rather than kept: the size line before a chunk's data, and the line
+// end after it. They return nullopt and false if the socket ended (the reader tells why) or the bytes are something
+// else.
 std::optional<std::uint64_t> http_read_chunk_size(SocketReader& reader);
 bool http_read_chunk_end(SocketReader& reader);
 

@@ -10,8 +10,8 @@
 #include "core/process_wide.h"
 #include "core/str.h"
 #include "core/url_decode.h"
-#include "net/answer.h"
 #include "net/body.h"
+#include "net/http_header.h"
 #include "net/read.h"
 
 namespace {
@@ -20,7 +20,7 @@ constexpr std::size_t kAnswerBytes = 16 * 1024 * 1024;
 constexpr int kSilenceMs = 10'000;
 constexpr std::size_t kGetBytes = 512;
 constexpr std::size_t kStreamGetBytes = 8192;
-// Many stations show everything that calls itself a Mozilla a web page about the stream.
+// Many stations send a web page about the stream to every client that calls itself a Mozilla.
 constexpr std::string_view kStreamAgent = "Pelorama UPnP MediaServer";
 constexpr std::size_t kMaxHost = 256, kMaxUserAgent = 255;
 
@@ -89,7 +89,7 @@ std::string base64(std::string_view text) {
     return out;
 }
 
-std::optional<TextBuffer> answer_body(ReadBody body) {
+std::optional<TextBuffer> answer_body(const ReadBody& body) {
     if (body.end == BodyEnd::too_large) return std::nullopt;
     return TextBuffer{body.text, body.text.size() + 1};
 }

@@ -20,8 +20,8 @@ constexpr std::size_t kAnswerHeaderBytes = 16 * 1024;  // today's web servers sa
 // A connection to the host and port of an "http://" (80) or "ftp://" (21) URL; user and password in it are not used.
 Socket http_connect(std::string_view url, int timeout_ms = kConnectMs);
 
-// False on failure, also where the URL holds blanks or control characters or a GET would have more than 512 bytes;
-// nothing is sent then. extra_headers are whole lines, each ending in "\r\n".
+// False on failure. Sends nothing if the URL holds blanks or control characters, or if the GET would have more than 512
+// bytes. extra_headers are whole lines, each ending in "\r\n".
 bool http_send_get(int socket, std::string_view url, std::string_view extra_headers = {});
 // A GET for what is passed on to a player: the host is named without user and password, which become an Authorization
 // line (RFC 7617), the connection ends with the answer, and a URL may be as long as those of today's stations are.

@@ -23,6 +23,8 @@ OpenConnections& connections() {
     return process_wide<OpenConnections>();
 }
 
+// The kernel knows when the peer last acknowledged anything. Only a peer that owes an acknowledgement can be dead: of
+// data, or of a probe of its closed window.
 bool is_dead(int socket, int silent_ms) {
     tcp_info info{};
     socklen_t size = sizeof info;
@@ -36,7 +38,7 @@ bool is_dead(int socket, int silent_ms) {
 void connection_opened(int socket) {
     std::scoped_lock lock{connections().mutex};
     connections().sockets.insert(socket);
-    if (connections().stopping) socket_shutdown(socket);
+    if (connections().stopping) socket_shutdown(socket);  // accepted just before its listener stopped
 }
 
 void connection_closing(int socket) {

@@ -21,7 +21,7 @@ constexpr int kReplyDeadlineMs = 60'000;
 constexpr int kLineEndMs = 1000;
 constexpr int kLookMs = 200;
 
-// What stands in front of the first "@", from behind the scheme on.
+// The text between the scheme and the first "@".
 std::optional<std::string_view> login_of(std::string_view url) {
     const std::size_t at = url.find('@');
     if (at == std::string_view::npos) return std::nullopt;
@@ -33,12 +33,14 @@ bool is_final(std::string_view line) {
            line[3] == ' ';
 }
 
+// Reads one reply: lines up to a final one, three digits and a blank. Bytes arrive in any pieces, and what arrives
+// after the final line belongs to the next reply. A reply that is longer than kReplyBytes loses its beginning.
 class ReplyReader {
 public:
     ReplyReader(int socket, std::string held, int silence_ms, const FtpBusy& busy)
         : socket_(socket), silence_ms_(silence_ms), busy_(busy), held_(std::move(held)) {}
 
-    // The number of the final line; 0 when none came.
+    // Returns the number of the final line; 0 if none came.
     int read(FtpReply& reply) {
         while (!find_final_line()) {
             if (held_.size() >= kReplyBytes - 1) {
@@ -52,7 +54,7 @@ public:
                 return 0;
             }
         }
-        // The rest of the line may still be on its way, and what it says is needed.
+        // The rest of the final line may still be on its way, and it holds the size or the port.
         while (held_.find('\n', line_) == std::string::npos && held_.size() < kReplyBytes - 1 && receive(kLineEndMs)) {
         }
         const std::size_t end = std::min(held_.find('\n', line_), held_.size() - 1) + 1;
@@ -73,6 +75,7 @@ private:
         return false;
     }
 
+    // Waits in short steps, so that a file that is being transferred (busy_) postpones both deadlines.
     bool receive(int silence_ms) {
         std::uint32_t silent_since = uptime_ms();
         std::array<char, kReplyBytes> piece;

@@ -11,22 +11,22 @@
 #include "core/str.h"
 
 // The login of an "ftp://" URL. Kept on purpose: any "@" counts, be it in the path. Without one the user is
-// "anonymous"; missing when the URL has a user without a name.
+// "anonymous". Returns nullopt if the URL has a user without a name.
 Text ftp_user_from_url(std::string_view url);
 // What follows the ":" of the user part; without it the address-like text that anonymous users give.
 std::string ftp_password_from_url(std::string_view url);
-// Everything from the first "/" behind "ftp://" on, as it stands; missing when there is none.
+// Everything from the first "/" after "ftp://" on, not decoded. Returns nullopt if there is none.
 Text ftp_path_from_url(std::string_view url);
 
-// False where the text would become commands of its own, or end early.
+// False if the text would add commands of its own or end its command early.
 bool ftp_is_sendable(std::string_view text);
 
 struct FtpReply {
     std::string text;  // every line of the last reply, at most 1023 characters
-    std::string rest;  // what arrived behind it; the next reply, unless a command is sent first
+    std::string rest;  // what arrived after it: the next reply, dropped if a command is sent first
 };
 
-// While it gives true, silence is no reason to give up: the file is on its way.
+// While it returns true the file is being transferred, and a silent server is waited for.
 using FtpBusy = std::function<bool()>;
 
 constexpr int kFtpSilenceMs = 10'000;
@@ -37,8 +37,9 @@ constexpr int kFtpLoginMs = 30'000;  // a reply to PASS: servers delay it on pur
 int ftp_command(int socket, std::optional<std::string_view> command, FtpReply* reply, int silence_ms = kFtpSilenceMs,
                 const FtpBusy& busy = {});
 
-// The size in bytes of a reply 213; missing when it names none.
+// The size in bytes in a reply 213. Returns nullopt if it has none.
 std::optional<std::int64_t> ftp_reply_size(std::string_view reply);
 
-// The six numbers of a reply 227: the address, then the port's high and low byte. Missing when one is, or is no byte.
+// The six numbers in a reply 227: the address, then the port's high and low byte. Returns nullopt unless there are six
+// and each is a byte.
 std::optional<std::array<std::uint8_t, 6>> ftp_reply_passive(std::string_view reply);

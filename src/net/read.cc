@@ -15,8 +15,8 @@
 
 namespace {
 
-// Finds CR LF CR LF, which may be spread over several pieces. Any other byte starts the count anew, a CR out of place
-// included.
+// Finds CR LF CR LF, which may be spread over several pieces. Any other byte restarts the match, and so does a CR in a
+// wrong position.
 class HeaderEndFinder {
 public:
     // Where the header ends in this piece: the number of its bytes up to and including the last LF.
@@ -59,8 +59,8 @@ ReadHeader http_read_header(int socket, int first_byte_ms, int deadline_ms, std:
     ReadHeader header;
     std::array<char, kHeaderBytes> piece;
     while (header.text.size() < capacity) {
-        // A look first: what is not header must stay in the socket. What was seen and holds no end is header altogether
-        // and is taken, so that the next wait is for new bytes.
+        // Peek first: the body must stay in the socket. If there is no end of the header in what was peeked at, all of
+        // it belongs to the header: consume it, so that the next wait is for new bytes.
         const std::size_t seen = reader.peek({piece.data(), std::min(piece.size(), capacity - header.text.size())});
         const auto end = finder.find({piece.data(), seen});
         const std::size_t taken = end.value_or(seen);

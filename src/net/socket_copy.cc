@@ -60,6 +60,7 @@ std::int64_t SocketCopy::take(std::int64_t count) {
     return 0;
 }
 
+// Empties the pipe. There is no limit of time: the client may be a paused player.
 bool SocketCopy::give(std::int64_t count) {
     while (count > 0) {
         const ssize_t n = splice(pipe_out_.fd(), nullptr, to_, nullptr, static_cast<std::size_t>(count),
@@ -77,8 +78,8 @@ bool SocketCopy::give(std::int64_t count) {
 }
 
 void SocketCopy::wait_for_source() {
-    // The client's end, or ours of its connection, is always told. Urgent data (RFC 6093) is nothing that a file or a
-    // stream has: splice stops in front of it while the rest behind it counts as readable.
+    // poll always reports that the client's connection ended. Urgent data (RFC 6093) is refused, no file or stream has
+    // it: splice stops before it, while the bytes after it count as readable, which would loop without end.
     std::array<pollfd, 2> waiting{
         {{.fd = from_, .events = POLLIN | POLLPRI, .revents = 0}, {.fd = to_, .events = 0, .revents = 0}}};
     const int ready = poll(waiting.data(), waiting.size(), silence_ms_);

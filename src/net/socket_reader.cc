@@ -58,6 +58,7 @@ bool SocketReader::wait() {
     return ready > 0;
 }
 
+// recv never blocks: poll may report bytes that are gone by the time they are read (a bad checksum, another reader).
 std::size_t SocketReader::receive(std::span<char> into, int flags) {
     while (end_ == End::open && wait()) {
         const ssize_t n = recv(socket_, into.data(), into.size(), flags | MSG_DONTWAIT);

@@ -19,7 +19,7 @@ constexpr int kMaxRedirects = 5;
 constexpr int kMaxPlaylists = 3;
 constexpr std::size_t kPlaylistBytes = 64 * 1024;
 
-// A connection to one of our own listeners: the machine is this one and the port is theirs.
+// Whether this is a connection to one of our own listeners: both ends have the same address, and the port is theirs.
 bool leads_back(int socket, int own_port) {
     sockaddr_in near{}, far{};
     socklen_t near_size = sizeof near, far_size = sizeof far;
@@ -38,16 +38,17 @@ std::string lines_without_range(std::string_view lines) {
     return rest;
 }
 
-// Follows redirects and playlists from URL to URL, until a stream answers.
-class SourceSearch {
+// Follows redirects and playlists from URL to URL until a stream answers. One deadline covers all of them, and the
+// number of redirects and playlists is limited, because two of them may lead to each other.
+class SourceFinder {
 public:
-    SourceSearch(std::string_view request_lines, int own_port)
+    SourceFinder(std::string_view request_lines, int own_port)
         : request_lines_(request_lines), without_range_(lines_without_range(request_lines)), own_port_(own_port) {}
 
     std::optional<HttpSource> run(std::string url) {
         for (;;) {
             auto source = ask(url, request_lines_);
-            // Clients ask for ranges of a stream; of a playlist that leads to it they would not be enough.
+            // The client's range is meant for the stream. Of a playlist that leads to it the whole is needed.
             if (source && source->status != 200 && is_playlist(*source)) source = ask(url, without_range_);
             if (!source) return std::nullopt;
             Text next;
@@ -90,7 +91,7 @@ private:
         return http_is_playlist(http_header_value(source.header, "Content-Type").value_or(""), source.url);
     }
 
-    // As much of it as is worth looking at.
+    // The beginning of the body; the first entry is enough.
     std::string playlist_text(const HttpSource& source) const {
         const BodyLimits limits{.bytes = kPlaylistBytes,
                                 .silence_ms = std::min(kSourceSilenceMs, deadline_.left_ms()),
@@ -126,5 +127,5 @@ SourceConnection::~SourceConnection() {
 }
 
 std::optional<HttpSource> http_open_source(const std::string& url, std::string_view request_lines, int own_port) {
-    return SourceSearch{request_lines, own_port}.run(url);
+    return SourceFinder{request_lines, own_port}.run(url);
 }

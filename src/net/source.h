@@ -1,5 +1,5 @@
-// The stream behind a URL: asks the server that has it, follows redirects and playlists to it, and stops at the first
-// byte of its body.
+// The stream that a URL leads to: asks its server, follows redirects and playlists, and stops at the first byte of the
+// stream's body.
 #pragma once
 
 #include <optional>
@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "core/socket.h"
-#include "net/answer.h"
+#include "net/http_header.h"
 
 // A connection to a source. It is counted among the open ones while it lives, so that stopping the server wakes the
 // thread that waits for it.
@@ -34,7 +34,7 @@ struct HttpSource {
     AnswerBody body;
 };
 
-// Returns nullopt if there is no such stream, after 30 s at most (looking host names up aside). request_lines are sent along,
-// each ending in "\r\n"; own_port is that of the listener that was asked: what leads back to it is refused, a station
-// is no way to our own pages.
+// Returns nullopt if there is no such stream, after 30 s at most (looking host names up aside). request_lines are sent
+// along, each ending in "\r\n". own_port is that of the listener that was asked: URLs that lead back to it are refused,
+// so that no station can reach our own pages.
 std::optional<HttpSource> http_open_source(const std::string& url, std::string_view request_lines, int own_port);

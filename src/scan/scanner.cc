@@ -20,7 +20,7 @@ constexpr std::int64_t kFirstWaitMs = 200;
 constexpr std::int64_t kPeriodMs = 10'000, kPeriodsPerMinute = 6, kPeriodSeconds = 10;
 constexpr std::int64_t kSliceMs = 100;  // how long a stop or a request may go unseen
 
-// What a pass is asked to look at: directories, or everything, which takes them in.
+// What the next pass covers: some directories, or everything, which includes them.
 struct WantedScan {
     bool everything = false;
     std::vector<ScanTarget> directories;
@@ -50,7 +50,7 @@ void publish_seconds(std::int64_t periods) {
         static_cast<std::int32_t>(std::clamp<std::int64_t>(periods * kPeriodSeconds, 0, kLargest));
 }
 
-// The playlists come last of all: they may name files of any directory.
+// Playlists come last, because they may name files of any directory.
 void scan_targets(const std::vector<ScanTarget>& targets, const RunningFlag& running) {
     FoundPlaylists playlists;
     for (std::size_t i = 0; i < targets.size() && running.running(); ++i) {
@@ -74,7 +74,7 @@ void run_pass(const std::vector<ScanTarget>& targets, const RunningFlag& running
     state().answers = false;
 }
 
-// What was asked for; everything when nothing was.
+// What was asked for; everything if the pass is a regular one.
 WantedScan take_wanted() {
     std::scoped_lock lock{state().mutex};
     WantedScan wanted = std::exchange(state().wanted, {});
@@ -95,7 +95,7 @@ void wait_for_flag(const RunningFlag& running, const RunningFlag* watched) {
     }
 }
 
-// One period, or less when a rescan is asked for.
+// Waits one period, or until a rescan is asked for.
 void wait_period(const RunningFlag& running) {
     for (std::int64_t waited = 0; waited < kPeriodMs && !rescan_requested(); waited += kSliceMs)
         if (!sleep_while_running(running, kSliceMs, kSliceMs)) return;
@@ -111,7 +111,8 @@ void wait_for_next_pass(const RunningFlag& running, std::int64_t minutes) {
     } while (periods > 0 && running.running() && !rescan_requested());
 }
 
-// A pass, and what follows from the files that it did not meet.
+// A pass, then the removal of items whose files it did not find. Below one directory only what lies there is checked,
+// so a rescan costs what the directory holds, not what the library does.
 void scan_and_tidy(const RunningFlag& running) {
     const WantedScan wanted = take_wanted();
     run_pass(wanted.everything ? content_directories() : wanted.directories, running);

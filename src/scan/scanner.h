@@ -23,6 +23,6 @@ struct ScanStatus {
 ScanStatus scan_status();
 
 enum class RescanAnswer { initiated, already_running, invalid };
-// Asks for a pass over one directory, or over all content directories when it is empty. Nothing changes when a rescan
-// is still pending or running, or when the directory is none of ours (see rescan_target).
+// Asks for a pass over one directory, or over all content directories if it is empty. Changes nothing if a rescan is
+// still pending or running, or if the directory is not one of ours (see rescan_target).
 RescanAnswer scan_request_rescan(std::string_view directory);

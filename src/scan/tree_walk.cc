@@ -16,13 +16,21 @@
 #include "import/playlist_files.h"
 #include "meta/media_formats.h"
 
+// How it works. A depth-first walk through directory handles. A link to a directory is followed, which takes two rules:
+//
+//  - A directory on the current path (`open_`) is never entered again: that would be a loop.
+//  - An album that is linked from several directories is listed in all of them, whichever is found first, so a
+//  directory
+//    may be entered a second time through a link. Below it, though, links lead only to directories that were never
+//    entered (`entered_`, `seen_again_`). Otherwise a few directories that link to each other would be walked in every
+//    possible order.
 namespace {
 
 constexpr int kMaxLevels = 21;
 constexpr std::size_t kPathBytes = 4095;  // longer paths cannot be opened by name
 
-// Whether one of the parts occurs anywhere in the path, names or not, without regard to case. An empty part would occur
-// in every path and is passed over: a trailing comma must not hide the whole library.
+// Whether one of the parts occurs anywhere in the path, without regard to case; it need not be a whole name. An empty
+// part would occur in every path and is skipped: a trailing comma must not hide the whole library.
 bool any_occurs(const SettingList& parts, std::string_view path) {
     return std::ranges::any_of(
         parts, [path](const std::string& part) { return !part.empty() && str_contains_nocase(path, part); });
@@ -47,7 +55,7 @@ public:
     TreeWalk(const RunningFlag& running, ScanRestriction restriction, FoundPlaylists& playlists)
         : running_(running), restriction_(restriction), playlists_(playlists) {}
 
-    // Takes a directory as part of the current path; false when it is there already.
+    // Makes a directory part of the current path without walking it; false if it is there already.
     bool pass_through(const std::string& path) {
         const auto status = file_status(path);
         if (status && is_open(*status)) return refuse(path);
@@ -56,7 +64,7 @@ public:
     }
 
     void scan(const std::string& path) {
-        // Without a status it cannot be entered either, and that is what the log will say.
+        // A directory without a status cannot be entered either; opening it then writes the log line.
         const FileStatus status = file_status(path).value_or(FileStatus{});
         scan_folder({.path = path, .status = status, .parent_fd = AT_FDCWD, .name = path.c_str()}, 0);
     }
@@ -82,7 +90,7 @@ private:
             return;
         }
         log_message(LOG_INFO, LOG_DB, "scanning %s\n", path);
-        // Every path that begins so, whatever follows: kept on purpose.
+        // Kept on purpose: every path that begins like this is refused, "/processed" as well.
         if (folder.path.starts_with("/proc") || directory.is_kernel_view()) {
             refuse(folder.path);
             return;
@@ -107,8 +115,8 @@ private:
                 continue;
             }
             if (!status->directory && !status->regular) continue;
-            // A content directory written with a "/" at its end has two of them in the paths of its own files, but one
-            // in those of its folders: persistence files and folder views know them so.
+            // For a content directory that is configured with a final "/", the paths of its files have two slashes and
+            // those of its folders one. Persistence files and folder views rely on exactly these paths.
             entry_path.resize(path.size());
             if (!status->directory || !path.ends_with('/')) entry_path += '/';
             entry_path += name;
@@ -146,11 +154,8 @@ private:
     FoundPlaylists& playlists_;
     const std::shared_ptr<const SettingList> ignored_ = settings_list(Setting::ignoredir);
     const std::shared_ptr<const SettingList> compilations_ = settings_list(Setting::compilationsdir);
-    std::vector<FileStatus> open_;  // the directories on the current path, from the top
-    // An album that is linked from several places is listed in all of them, whichever way is found first: so a link is
-    // followed even to a directory that was entered before. Below such a one, though, links lead only to what was never
-    // entered; otherwise a few directories with links to each other would be walked in every order there is.
-    std::set<std::pair<dev_t, ino_t>> entered_;
+    std::vector<FileStatus> open_;               // the directories on the current path, from the top
+    std::set<std::pair<dev_t, ino_t>> entered_;  // all directories of this walk
     bool seen_again_ = false;  // the current path leads through a link to a directory that was entered before
 };
 

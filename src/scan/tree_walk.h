@@ -1,7 +1,7 @@
-// Walking one directory tree: every file with a known extension that the store does not have, or has in an older state,
-// goes to its reader. Directories are walked through handles, so relative paths work and the working directory of the
-// process stays where it is. A file that is known and unchanged costs one file status and one look-up in the store; the
-// store's lock is never held while the disk is looked at.
+// Walking one directory tree: every file with a known extension that is new to the store, or younger than the item
+// there, goes to its reader. Directories are walked through handles, so relative paths work and the working directory
+// of the process does not change. A known and unchanged file costs one file status and one look-up in the store; the
+// store is not locked while the disk is read.
 #pragma once
 
 #include <string>
@@ -11,17 +11,18 @@
 #include "core/thread.h"
 #include "scan/content_directories.h"
 
-// A playlist file waits until all of a pass has been walked: what it names then is in the store already, read by its
-// own reader.
+// Playlist files are read at the end of a pass: by then the files that they name are in the store, read by their own
+// readers.
 struct FoundPlaylist {
     std::string path;
     ScanRestriction restriction;
 };
 using FoundPlaylists = std::vector<FoundPlaylist>;
 
-// At most 21 levels. Returns within milliseconds once the flag stops running. What cannot be entered, listed or looked
-// at is logged and left out, as are procfs and sysfs. A symbolic link to a directory is followed unless that lies on
-// the current path; below a directory that was entered before, only to what was not, so that the walk comes to an end.
+// At most 21 levels. Returns within milliseconds once the flag stops running. What cannot be entered, listed or read is
+// logged and skipped, as are procfs and sysfs. A symbolic link to a directory is followed unless that directory is on
+// the current path. Below a directory that was entered a second time, links are followed only to directories that were
+// never entered; so the walk ends.
 void scan_directory(const std::string& path, const RunningFlag& running, ScanRestriction restriction,
                     FoundPlaylists& playlists);
 // The target's directory. The directories between it and its content directory count as its current path.
@@ -29,5 +30,5 @@ void scan_directory(const ScanTarget& target, const RunningFlag& running, FoundP
 
 void scan_playlists(const FoundPlaylists& playlists, const RunningFlag& running);
 
-// Hands a file to the reader of its extension when the store does not know it, or knows an older one.
+// Hands a file to the reader of its extension if it is new to the store or younger than the item there.
 void scan_file(const std::string& path, const FileStatus& status, ScanRestriction restriction, bool compilation);

@@ -51,7 +51,7 @@ struct Notice {
 void log_notice(const Notice& notice) {
     if (notice.what == nullptr) return;
     log_message(LOG_INFO, LOG_CLIENTDB, "%s: %s %s\n", notice.what, notice.client.address.c_str(),
-                notice.client.profile->name.data());
+                std::string{notice.client.profile->name}.c_str());
 }
 
 // The functions below are called with the table's lock held.

@@ -21,7 +21,7 @@ enum Fault : int {
     kBadSearchCriteria = 708,
 };
 
-// An answer that has grown this long takes no further object, however many were asked for.
+// A response takes no further object once it has this many bytes, however many objects were asked for.
 constexpr std::size_t kAnswerStop = 195'001;
 constexpr std::size_t kFirstCapacity = 16 * 1024;
 
@@ -49,7 +49,7 @@ public:
         soap_.text().append(kListHead);
     }
 
-    // The only work on an answer that needs the store.
+    // The only part of a response that needs the store lock.
     void append(const StoreLock& lock, const MediaObject& object) {
         didl_append_object(lock, soap_.text(), object, filter_, client_);
         ++returned_;
@@ -124,8 +124,8 @@ std::string search_text(const ClientProfile& client, const Text& search_criteria
 
 }  // namespace
 
-HandlerResult browse_direct_children(const HttpRequest& request, HttpResponse& response,
-                                     const BrowseArguments& arguments) {
+HandlerResult cd_browse_direct_children(const HttpRequest& request, HttpResponse& response,
+                                        const BrowseArguments& arguments) {
     if (!arguments.object_id) return soap_send_fault(request, response, kNoSuchObject);
     const auto [id, client] = read_asked(request, *arguments.object_id);
     const ListingOrder order = listing_order(arguments.sort_criteria);
@@ -145,8 +145,8 @@ HandlerResult browse_direct_children(const HttpRequest& request, HttpResponse& r
     return fault != kNone ? soap_send_fault(request, response, fault) : answer.send(request, response, total);
 }
 
-HandlerResult browse_metadata(const HttpRequest& request, HttpResponse& response, const Text& object_id,
-                              const Text& filter) {
+HandlerResult cd_browse_metadata(const HttpRequest& request, HttpResponse& response, const Text& object_id,
+                                 const Text& filter) {
     if (!object_id) return soap_send_fault(request, response, kNoSuchObject);
     const auto [id, client] = read_asked(request, *object_id);
     ListAnswer answer{"Browse", filter, request, client};
@@ -160,8 +160,8 @@ HandlerResult browse_metadata(const HttpRequest& request, HttpResponse& response
     return found ? answer.send(request, response, 1) : soap_send_fault(request, response, kNoSuchObject);
 }
 
-HandlerResult browse_by_letter(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
-                               const Text& starting_letter) {
+HandlerResult cd_browse_by_letter(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
+                                  const Text& starting_letter) {
     if (!arguments.object_id) return soap_send_fault(request, response, kNoSuchObject);
     const auto [id, client] = read_asked(request, *arguments.object_id);
     const ListingOrder order = listing_order(arguments.sort_criteria);
@@ -184,8 +184,8 @@ HandlerResult browse_by_letter(const HttpRequest& request, HttpResponse& respons
                        text_format(64, "<StartingIndex>%d</StartingIndex>", static_cast<int>(start)));
 }
 
-HandlerResult search(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
-                     const Text& search_criteria) {
+HandlerResult cd_search(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
+                        const Text& search_criteria) {
     if (!arguments.object_id) return soap_send_fault(request, response, kNoSuchObject);
     const auto [id, client] = read_asked(request, *arguments.object_id);
     std::string text = search_text(*client.profile, search_criteria);
@@ -199,7 +199,8 @@ HandlerResult search(const HttpRequest& request, HttpResponse& response, const B
     std::size_t total = 0;
     {
         StoreLock lock;
-        // Kept on purpose: the container that was named narrows nothing down, but its list is filled if it is one.
+        // Kept on purpose: a Search always covers the whole tree. Its ContainerID only has one effect: a list of played
+        // tracks is filled.
         db_map_browse_id(lock, id);
         const Listing listing = listing_search(lock, query);
         total = listing->size();
@@ -208,7 +209,7 @@ HandlerResult search(const HttpRequest& request, HttpResponse& response, const B
     return answer.send(request, response, total);
 }
 
-HandlerResult get_search_capabilities(const HttpRequest& request, HttpResponse& response) {
+HandlerResult cd_get_search_capabilities(const HttpRequest& request, HttpResponse& response) {
     std::string_view capabilities =
         "dc:source,dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,upnp:originalTrackNumber,upnp:class,"
         "@id,@parentID,@refID,res,upnp:albumArtURI";
@@ -219,18 +220,18 @@ HandlerResult get_search_capabilities(const HttpRequest& request, HttpResponse& 
                              str_concat("<SearchCaps>", str_concat(capabilities, "</SearchCaps>")));
 }
 
-HandlerResult get_sort_capabilities(const HttpRequest& request, HttpResponse& response) {
+HandlerResult cd_get_sort_capabilities(const HttpRequest& request, HttpResponse& response) {
     return send_short_answer(request, response, "GetSortCapabilities",
                              "<SortCaps>dc:title,dc:creator,upnp:artist,upnp:genre,upnp:album,dc:date,"
                              "upnp:originalTrackNumber,res</SortCaps>");
 }
 
-HandlerResult get_system_update_id(const HttpRequest& request, HttpResponse& response) {
+HandlerResult cd_get_system_update_id(const HttpRequest& request, HttpResponse& response) {
     return send_short_answer(request, response, "GetSystemUpdateID",
                              text_format(32, "<Id>%u</Id>", static_cast<unsigned>(db_system_update_id())));
 }
 
-HandlerResult update_object(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
+HandlerResult cd_update_object(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
     constexpr const char* kAnswer =
         "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n"
         "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
@@ -238,7 +239,7 @@ HandlerResult update_object(const HttpRequest& request, HttpResponse& response, 
     constexpr const char* kResponse =
         "<u:UpdateObjectResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\" />\r\n";
 
-    // Each tag value is an XML fragment ("<title>Old</title>") that travelled as text.
+    // Each tag value is an XML fragment ("<title>Old</title>") that was sent as escaped text.
     const auto fragment = [&](std::string_view argument) {
         return xml_parse(xml_unescape(text_or_empty(xml_get_text(body, argument))));
     };

@@ -17,18 +17,18 @@ struct BrowseArguments {
     Text sort_criteria = {};
 };
 
-HandlerResult browse_direct_children(const HttpRequest& request, HttpResponse& response,
-                                     const BrowseArguments& arguments);
-HandlerResult browse_metadata(const HttpRequest& request, HttpResponse& response, const Text& object_id,
-                              const Text& filter);
-HandlerResult browse_by_letter(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
-                               const Text& starting_letter);
+HandlerResult cd_browse_direct_children(const HttpRequest& request, HttpResponse& response,
+                                        const BrowseArguments& arguments);
+HandlerResult cd_browse_metadata(const HttpRequest& request, HttpResponse& response, const Text& object_id,
+                                 const Text& filter);
+HandlerResult cd_browse_by_letter(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
+                                  const Text& starting_letter);
 // search_criteria as the body held it: decoded once by the parser, and not yet the second time.
-HandlerResult search(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
-                     const Text& search_criteria);
+HandlerResult cd_search(const HttpRequest& request, HttpResponse& response, const BrowseArguments& arguments,
+                        const Text& search_criteria);
 
-HandlerResult get_search_capabilities(const HttpRequest& request, HttpResponse& response);
-HandlerResult get_sort_capabilities(const HttpRequest& request, HttpResponse& response);
-HandlerResult get_system_update_id(const HttpRequest& request, HttpResponse& response);
+HandlerResult cd_get_search_capabilities(const HttpRequest& request, HttpResponse& response);
+HandlerResult cd_get_sort_capabilities(const HttpRequest& request, HttpResponse& response);
+HandlerResult cd_get_system_update_id(const HttpRequest& request, HttpResponse& response);
 // body is the root of the parsed request: ObjectID, CurrentTagValue and NewTagValue are looked for in it. May be null.
-HandlerResult update_object(const HttpRequest& request, HttpResponse& response, const XmlNode* body);
+HandlerResult cd_update_object(const HttpRequest& request, HttpResponse& response, const XmlNode* body);

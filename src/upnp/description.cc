@@ -49,7 +49,7 @@ constexpr char kDescription[] =
     "</device>"
     "</root>";
 
-// Names are written as printf formats without arguments: "%%" stands for one "%", any other "%" for itself.
+// Names are configured as printf formats without arguments: "%%" means one "%", any other "%" itself.
 std::string without_doubled_percents(std::string_view text) {
     std::string out;
     out.reserve(text.size());
@@ -62,13 +62,13 @@ std::string without_doubled_percents(std::string_view text) {
 
 std::string default_name() {
     char host[256] = {};
-    // The last byte stays 0 whatever the length of the name.
+    // The system may cut a long name off without a NUL: the buffer's last byte stays 0.
     if (gethostname(host, sizeof host - 1) != 0) host[0] = '\0';
     const Text escaped = xml_escape_for(host, ClientText::utf8);
     return escaped ? *escaped + ": Pelorama" : "Pelorama";
 }
 
-// Where clients of one maker look for their firmware; only when it is offered.
+// Where the clients of one maker look for their firmware; empty if none is offered.
 std::string netgear_block(const std::string& base_url) {
     if (!has_text(settings_get(Setting::netgearupgrade))) return {};
     return text_format(kNetgearCapacity,

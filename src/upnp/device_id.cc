@@ -20,7 +20,7 @@ CachedId& cached() {
     return process_wide<CachedId>();
 }
 
-// Two servers behind one network card differ by their names.
+// Two servers on one machine have the same hardware address; their names tell their ids apart.
 std::string digits_of(const Text& friendly_name) {
     if (!friendly_name || friendly_name->empty()) return std::string{kDefaultDigits};
     std::string digits = friendly_name->substr(0, kMaxDigits);
@@ -32,7 +32,7 @@ std::string digits_of(const Text& friendly_name) {
 
 std::string device_id_for(const Text& friendly_name, const Text& hardware_address) {
     const std::string digits = digits_of(friendly_name);
-    // Kept on purpose: control points see this form without the "uuid:" in front.
+    // Kept on purpose: control points see this form without a leading "uuid:".
     if (!hardware_address) return "896659847466-0000-" + digits;
 
     std::string address = *hardware_address;

@@ -7,7 +7,7 @@
 #include "core/str.h"
 
 // SERVER header of HTTP and SSDP.
-constexpr std::string_view kServerSignature = "Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0";
+constexpr const char* kServerSignature = "Linux/2.x.x, UPnP/1.0, Pelorama UPnP SDK/1.0";
 
 // Built once and kept for the life of the process: "uuid:896659847466-<hardware address>-<digits>", or without any
 // hardware address "896659847466-0000-<digits>". The digits come from the setting `friendlyname`.

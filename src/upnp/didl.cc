@@ -10,7 +10,7 @@
 
 namespace {
 
-// The part of the URL that tells which kind of file the cover is taken from; the URL table knows small letters only.
+// The part of a cover's URL that names the kind of file it is taken from. In small letters, as in the URL table.
 std::string art_extension(const MediaItem& item) {
     std::string extension{path_extension(item.path.view())};
     std::ranges::transform(extension, extension.begin(), char_lower);
@@ -18,7 +18,7 @@ std::string art_extension(const MediaItem& item) {
 }
 
 constexpr std::size_t kMaxUrl = 1024;
-// Durations are readers' texts; no true one comes near this.
+// A longer duration text is damaged.
 constexpr std::size_t kMaxDuration = 256;
 
 // ---- cutting escaped text
@@ -232,7 +232,7 @@ void Renderer::resource(const MediaObject& object, const MediaItem& item) {
         attributes.append("duration=\"").append(attribute_value(item.duration.view(), text_)).append("\" ");
     if (!has(DidlField::resource) && attributes.size() == 1) return;
 
-    // The renditions have their sizes in their URLs and carry no attributes.
+    // Renditions have no attributes: their sizes are in their URLs.
     if (is_photo && !client_.original_pictures)
         return picture_append_res(output_, client_.profile, client_.base_url, object.id, item);
     if (is_photo) attributes.append(text_format(64, "resolution=\"%dx%d\" ", item.width, item.height));

@@ -18,7 +18,7 @@
 
 constexpr std::size_t kMaxElement = 1023;
 
-// Who asks, and from where the resources are to be fetched.
+// The client that asks, and the base URL from which it fetches resources.
 struct DidlClient {
     const ClientProfile& profile;
     std::string base_url;            // "http://address:port/"

@@ -1,10 +1,11 @@
-// How it works. Every subscriber has a slot with an outbox of events; an event gets its number (SEQ) when it is put there.
+// How it works. Every subscriber has a slot with an outbox of events; an event gets its number (SEQ) when it is put
+// there.
 //
 //   change of the content -> outbox of each slot -> sender thread of the slot -> NOTIFY to the callback
 //
 // A slot has at most one sender, so its events leave in order. The sender starts with the first event and ends when the
-// outbox is empty or the SID of the slot is no longer the one that it serves. Outboxes are short: the oldest event gives
-// way. New subscribers are greeted with the state of their services before they hear of changes.
+// outbox is empty or the SID of the slot is no longer the one that it serves. Outboxes are short: the oldest event
+// gives way. New subscribers are greeted with the state of their services before they hear of changes.
 #include "upnp/gena.h"
 
 #include <algorithm>
@@ -229,11 +230,11 @@ bool move_expiry(std::uint32_t sid, std::int32_t timeout) {
 HandlerResult renew(const HttpRequest& request, HttpResponse& response, std::uint32_t sid, std::int32_t timeout) {
     if (!move_expiry(sid, timeout)) return refuse(request, response, 412);
     // Kept on purpose: "Second" here, "second" for a new subscription, and only here the time that was asked for.
-    socket_send_all(request.socket, text_format(kReplyBytes,
-                                                "HTTP/1.1 200 OK\r\nDATE: %s\r\nSERVER: %s\r\nSID: uuid:%lu\r\n"
-                                                "TIMEOUT: Second-%d\r\n\r\n",
-                                                http_date().c_str(), kServerSignature.data(),
-                                                static_cast<unsigned long>(sid), timeout));
+    socket_send_all(request.socket,
+                    text_format(kReplyBytes,
+                                "HTTP/1.1 200 OK\r\nDATE: %s\r\nSERVER: %s\r\nSID: uuid:%lu\r\n"
+                                "TIMEOUT: Second-%d\r\n\r\n",
+                                http_date().c_str(), kServerSignature, static_cast<unsigned long>(sid), timeout));
     return HandlerResult::close;
 }
 
@@ -297,7 +298,7 @@ HandlerResult handle_subscribe(const HttpRequest& request, HttpResponse& respons
     socket_send_all(request.socket, text_format(kReplyBytes,
                                                 "HTTP/1.1 200 OK\r\nDATE: %s\r\nSERVER: %s\r\nSID: uuid:%lu\r\n"
                                                 "TIMEOUT: second-%ld\r\n\r\n",
-                                                http_date().c_str(), kServerSignature.data(),
+                                                http_date().c_str(), kServerSignature,
                                                 static_cast<unsigned long>(subscription->sid), kGranted));
     return HandlerResult::close;  // the answer has no length
 }

@@ -29,7 +29,7 @@ bool gena_deliver(std::string_view callback, std::uint32_t sid, std::int32_t seq
     const std::vector<CallbackUrl> urls = gena_callback_urls(callback);
     auto untried = static_cast<int>(urls.size());
     for (const CallbackUrl& url : urls) {
-        // A host that does not answer may not use up the time of those after it.
+        // Each URL gets an equal share of the time that is left, so that a dead host leaves some for the next one.
         const Socket socket = connect_to(url, deadline.left_ms() / untried--);
         if (!socket) continue;
         if (!socket_send_within(socket.fd(), gena_notify_message(url, sid, seq, body), deadline.left_ms())) continue;

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/text_buffer.h"
-#include "net/answer.h"
+#include "net/http_header.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ Text asked_callback(std::string_view header) {
     const std::string_view value = without_first(line->text, 1);  // the blank
     const std::size_t open = value.find('<');
     if (open == std::string_view::npos) return std::nullopt;
-    // Kept on purpose: the character before the line feed goes, carriage return or not.
+    // Kept on purpose: the character before the line feed is dropped even if it is not a carriage return.
     const std::string_view callback = value.substr(open, value.size() - 1 - open);
     return callback.empty() ? Text{} : Text{callback};
 }

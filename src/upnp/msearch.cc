@@ -10,7 +10,7 @@ namespace {
 constexpr unsigned kDefaultMaxWait = 5;
 constexpr std::int64_t kLongestMaxWait = 120;
 
-// A search without an MX line is answered, too, as if it had one of 5 seconds.
+// The MX line may be missing: the search then counts as one of 5 seconds.
 bool is_search(std::string_view packet) {
     return str_contains_nocase(packet, "M-SEARCH") && str_contains(packet, "*") && str_contains(packet, "HTTP/1.1") &&
            str_contains_nocase(packet, "\nHOST") && str_contains_nocase(packet, "\nST") &&

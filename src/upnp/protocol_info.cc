@@ -3,7 +3,7 @@
 #include "core/str.h"
 #include "meta/media_formats.h"
 #include "meta/pcm.h"
-#include "net/answer.h"
+#include "net/http_header.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
-// The two service descriptions (UPnP Device Architecture 1.0, section 2.3): the actions, their arguments and the state
-// variables behind them, as a control point reads them before it calls.
+// The two service descriptions (UPnP Device Architecture 1.0, section 2.3): the actions, their arguments and the
+// related state variables. Control points read them before they call an action.
 #pragma once
 
 #include <string_view>

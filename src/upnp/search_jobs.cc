@@ -7,8 +7,8 @@
 namespace {
 
 // "This network" (0/8) reads as this host, 224/4 is multicast, 240/4 reserved and broadcast (RFC 1122,
-// section 3.2.1.3). A subnet's own broadcast address is left to the system, which refuses it to a socket that did not
-// ask for it.
+// section 3.2.1.3). A subnet's own broadcast address need not be recognised: the system refuses it to a socket without
+// SO_BROADCAST.
 bool can_be_answered(const sockaddr_in& requester) {
     const std::uint32_t first_octet = ntohl(requester.sin_addr.s_addr) >> 24;
     return requester.sin_port != 0 && first_octet != 0 && first_octet < 224;

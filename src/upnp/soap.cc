@@ -50,7 +50,7 @@ constexpr auto kUpnpErrors = std::to_array<UpnpError>({
     {718, "Invalid InstanceID"},
 });
 
-// Kept on purpose: control points see every code that has no row as this one, 604.
+// Kept on purpose: a code that has no row goes out as 604.
 constexpr std::size_t kCatchAllRow = 7;
 static_assert(kUpnpErrors[kCatchAllRow].code == 604);
 

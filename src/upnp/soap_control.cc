@@ -33,16 +33,16 @@ HandlerResult browse_by_flag(const HttpRequest& request, HttpResponse& response,
     const Text flag = xml_get_text(body, "BrowseFlag");
     if (flag == "BrowseDirectChildren") return children(request, response, body);
     if (flag != "BrowseMetadata") return soap_send_fault(request, response, kInvalidArgs);
-    return browse_metadata(request, response, xml_get_text(body, "ObjectID"), xml_get_text(body, "Filter"));
+    return cd_browse_metadata(request, response, xml_get_text(body, "ObjectID"), xml_get_text(body, "Filter"));
 }
 
 HandlerResult direct_children(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
-    return browse_direct_children(request, response, soap_browse_arguments(body, "ObjectID"));
+    return cd_browse_direct_children(request, response, soap_browse_arguments(body, "ObjectID"));
 }
 
 HandlerResult children_by_letter(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
-    return browse_by_letter(request, response, soap_browse_arguments(body, "ObjectID"),
-                            xml_get_text(body, "StartingLetter"));
+    return cd_browse_by_letter(request, response, soap_browse_arguments(body, "ObjectID"),
+                               xml_get_text(body, "StartingLetter"));
 }
 
 HandlerResult browse(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
@@ -54,10 +54,11 @@ HandlerResult x_browse_by_letter(const HttpRequest& request, HttpResponse& respo
 }
 
 HandlerResult search_tree(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
-    return search(request, response, soap_browse_arguments(body, "ContainerID"), xml_get_text(body, "SearchCriteria"));
+    return cd_search(request, response, soap_browse_arguments(body, "ContainerID"),
+                     xml_get_text(body, "SearchCriteria"));
 }
 
-// Kept on purpose: a complete request is told apart from one without its Direction, though neither is served.
+// Kept on purpose: a request without its Direction gets another fault than a complete one, though neither is served.
 HandlerResult prepare_for_connection(const HttpRequest& request, HttpResponse& response, const XmlNode* body) {
     return soap_send_fault(request, response, xml_get_text(body, "Direction") ? kNotImplemented : kInvalidArgs);
 }
@@ -69,15 +70,15 @@ struct ActionRow {
 
 // In order: the first name that occurs anywhere after SOAPACTION decides.
 constexpr auto kActions = std::to_array<ActionRow>({
-    {"ContentDirectory:1#GetSearchCapabilities", without_arguments<get_search_capabilities>},
-    {"ContentDirectory:1#GetSortCapabilities", without_arguments<get_sort_capabilities>},
-    {"ContentDirectory:1#GetSystemUpdateID", without_arguments<get_system_update_id>},
+    {"ContentDirectory:1#GetSearchCapabilities", without_arguments<cd_get_search_capabilities>},
+    {"ContentDirectory:1#GetSortCapabilities", without_arguments<cd_get_sort_capabilities>},
+    {"ContentDirectory:1#GetSystemUpdateID", without_arguments<cd_get_system_update_id>},
     {"ContentDirectory:1#X_BrowseByLetter", x_browse_by_letter},
     {"ContentDirectory:1#Browse", browse},
     {"ContentDirectory:1#Search", search_tree},
     {"ContentDirectory:1#CreateObject", not_implemented},
     {"ContentDirectory:1#DestroyObject", not_implemented},
-    {"ContentDirectory:1#UpdateObject", update_object},
+    {"ContentDirectory:1#UpdateObject", cd_update_object},
     {"ContentDirectory:1#ImportResource", not_implemented},
     {"ContentDirectory:1#ExportResource", not_implemented},
     {"ContentDirectory:1#StopTransferResource", not_implemented},

@@ -24,7 +24,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int kListenSliceMs = 500;   // the second way out, should a wake-up be missed
+constexpr int kListenSliceMs = 500;   // the flag is looked at this often, should a wake-up be missed
 constexpr auto kAnswerSlice = 500ms;  // likewise
 constexpr int kBrokenSocketPauseMs = 100;
 constexpr int kRounds = 3;  // datagrams get lost: everything is said three times
@@ -57,9 +57,9 @@ void announce(const SsdpInstance& instance, int socket) {
 }
 
 void answer(const SsdpInstance& instance, const SearchJob& job) {
-    // A search that arrived before the server went silent stays without an answer.
+    // The server went silent after the search arrived: it is not answered.
     if (announcement_mode() == AnnouncementMode::silent) return;
-    // A requester that cannot be reached is given up at the first message: others wait behind it.
+    // Gives up a requester that cannot be reached at its first message, because others wait for their turn.
     bool reached = true;
     for (int round = 0; round < kRounds && reached; ++round) {
         reached =
@@ -72,7 +72,7 @@ struct Datagram {
     sockaddr_in sender{};
 };
 
-// Waits for the next datagram; missing when there is none within the slice, or the socket was shut down.
+// Waits for the next datagram. Returns nullopt if none came within the slice or the socket was shut down.
 std::optional<Datagram> receive(SsdpInstance& instance, std::array<char, kMaxPacketBytes>& buffer) {
     const int fd = instance.listen_socket.fd();
     if (!socket_wait_readable(fd, kListenSliceMs)) return std::nullopt;
@@ -84,7 +84,7 @@ std::optional<Datagram> receive(SsdpInstance& instance, std::array<char, kMaxPac
     const bool interrupted = n < 0 && (errno == EAGAIN || errno == EINTR);
     if (interrupted) return std::nullopt;
     if (n < 0 || datagram.sender.sin_family != AF_INET) {
-        // Shut down, or the interface is gone: readable at every look, so look less often.
+        // Shut down, or the interface is gone: poll reports it at once each time, so sleep to keep this from spinning.
         if (instance.listen_running.running()) sleep_ms(kBrokenSocketPauseMs);
         return std::nullopt;
     }
@@ -93,7 +93,7 @@ std::optional<Datagram> receive(SsdpInstance& instance, std::array<char, kMaxPac
     return datagram;
 }
 
-// The next job that is due; missing when none became due within the slice.
+// Waits for the next job that is due. Returns nullopt if none became due within the slice.
 std::optional<SearchJob> wait_for_due_search(SsdpInstance& instance) {
     std::unique_lock lock{instance.searches_mutex};
     const auto now = std::chrono::steady_clock::now();
@@ -148,7 +148,7 @@ void ssdp_wake(SsdpInstance& instance) {
     for (const Socket* s : {&instance.listen_socket, &instance.reply_socket, &instance.extra_socket}) {
         if (*s) socket_shutdown(s->fd());
     }
-    // With the lock, so that no thread is between its look at the flag and its wait.
+    // Under the lock: a thread that has checked its flag but does not wait yet would miss this.
     std::scoped_lock lock{instance.searches_mutex};
     instance.searches_changed.notify_all();
 }
@@ -196,7 +196,7 @@ void ssdp_handle_msearch(std::string_view packet, SsdpInstance& instance, const 
     const auto search = msearch_parse(packet);
     if (!search) return;
     for (const ClientKind kind : search->senders) set_client_kind(kind, ipv4_text(sender.sin_addr));
-    // Most searches of a home are for other devices: they take no place among the jobs.
+    // Most searches in a home are for other devices: they need not become jobs.
     if (!ssdp_offers(device_on(instance), search->target)) return;
 
     const std::chrono::seconds delay{msearch_delay(random_number(), search->max_wait)};

@@ -1,6 +1,6 @@
 // Discovery on one served address: announces the device there, hears the searches of control points and answers them.
-// Start-up makes one instance an address, opens its sockets and starts its threads; each thread keeps the instance
-// alive until it has ended, so whoever stops it may let go of it at any time.
+// Start-up makes one instance for each address, opens its sockets and starts its threads. Each thread keeps the
+// instance alive until it has ended, so the owner may drop it at any time.
 //
 //     auto instance = std::make_shared<SsdpInstance>();
 //     instance->interface_name = ...; instance->address = ...; instance->http_port = ...;
@@ -36,7 +36,7 @@ struct SsdpInstance {
     RunningFlag heartbeat_running;
     RunningFlag msearch_running;  // of the thread that answers searches
 
-    // Closed with the instance: whoever still looks at one never sees another's descriptor.
+    // Closed with the instance, so no thread ever sees a descriptor that was reused.
     Socket listen_socket;  // the group
     Socket reply_socket;   // answers leave from here
     Socket extra_socket;   // only with ROLE_EXTRA_SOCKET
@@ -53,7 +53,7 @@ void ssdp_set_roles(unsigned roles);
 // Registers ssdp_handle_msearch as "M-Search" and adds the media server role. Once in the life of the process.
 void ssdp_register_msearch_handler();
 
-// False when one of them cannot be had (it is left empty; errno of the first failure).
+// False if one of them cannot be opened (it is left empty; errno is that of the first failure).
 bool ssdp_open_sockets(SsdpInstance& instance);
 
 // Sets the three flags and starts the listen, heartbeat and answering threads, detached.
@@ -69,7 +69,7 @@ void ssdp_msearch_thread(SsdpInstance& instance);    // answers searches when th
 // Notes the kind of client, and the search for an answer after a random delay.
 void ssdp_handle_msearch(std::string_view packet, SsdpInstance& instance, const sockaddr_in& sender);
 
-// One message for every row that fits the target; false when one could not be sent, and then the rest is not tried.
+// Sends one message for every row that fits the target. False if one could not be sent; the rest is then not tried.
 bool ssdp_send_all(const SsdpInstance& instance, int socket, const sockaddr_in& to, std::string_view target,
                    SsdpMessage kind);
 void ssdp_send_byebye(const SsdpInstance& instance, int socket);

@@ -37,7 +37,7 @@ constexpr auto kTargets = std::to_array<TargetRow>({
     {"urn:schemas-upnp-org:device:RenderingControl:1", ROLE_RENDERER},
 });
 
-// Withdrawing goes through the rows in an order of its own.
+// Kept on purpose: the withdrawal names the rows in another order than the announcement.
 constexpr auto kByebyeOrder = std::to_array<std::size_t>({0, 1, 2, 3, 4, 5, 8, 6, 7});
 static_assert(kByebyeOrder.size() == kTargets.size());
 
@@ -59,13 +59,13 @@ std::string usn_of(const SsdpDevice& device, const TargetRow& row) {
 
 std::string alive_text(const SsdpDevice& device, const TargetRow& row) {
     return text_format(kMessageCapacity, kAlive, kSsdpGroup, kSsdpPort, kSsdpMaxAge, device.address.c_str(),
-                       device.http_port, kDescriptionPath, target_of(device, row).c_str(), kServerSignature.data(),
+                       device.http_port, kDescriptionPath, target_of(device, row).c_str(), kServerSignature,
                        usn_of(device, row).c_str());
 }
 
 std::string reply_text(const SsdpDevice& device, const TargetRow& row, const std::string& date) {
     return text_format(kMessageCapacity, kSearchReply, kSsdpMaxAge, date.c_str(), device.address.c_str(),
-                       device.http_port, kDescriptionPath, kServerSignature.data(), target_of(device, row).c_str(),
+                       device.http_port, kDescriptionPath, kServerSignature, target_of(device, row).c_str(),
                        usn_of(device, row).c_str());
 }
 

@@ -18,7 +18,7 @@ enum SsdpRole : unsigned {
     ROLE_EXTRA_SOCKET = 4,  // no announcements of its own, but a further socket for answers
 };
 
-// Who is announced, and where its description is.
+// The device that is announced, and where its description is.
 struct SsdpDevice {
     std::string id;       // the unique device name
     std::string address;  // dotted, of the interface that is spoken on

@@ -27,14 +27,14 @@ bool bind_to(const Socket& s, const sockaddr_in& endpoint) {
     return bind(s.fd(), reinterpret_cast<const sockaddr*>(&endpoint), sizeof endpoint) == 0;
 }
 
-// Datagrams to a neighbour that does not exist fill the socket until the system gives up on it, after some seconds;
-// that must not hold up the rest.
+// Datagrams to a host that does not exist fill the socket's buffer until the system gives up, after some seconds. A
+// limit of time keeps them from delaying the others.
 bool limit_sending(const Socket& s) {
     return set_option(s, IPPROTO_IP, IP_MULTICAST_TTL, kMulticastHops) &&
            set_option(s, SOL_SOCKET, SO_SNDTIMEO, kSendLimit);
 }
 
-// Closes without losing the reason.
+// Closes the socket and keeps errno, which says why it failed.
 Socket failed(Socket s) {
     const int reason = errno;
     s.close();

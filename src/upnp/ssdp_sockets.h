@@ -1,5 +1,5 @@
-// The UDP sockets of discovery, each tied to one interface. Every one comes back empty (errno says why) when it cannot
-// be had.
+// The UDP sockets of discovery, each bound to one interface. Each function returns an empty socket (errno says why) if
+// it fails.
 #pragma once
 
 #include <netinet/in.h>
@@ -22,6 +22,6 @@ Socket ssdp_announcing_socket(in_addr address);
 
 sockaddr_in ssdp_group();
 
-// One datagram; waits at most 20 ms for room in the socket. False when it was not sent, which nobody needs to hear of:
+// Sends one datagram; waits at most 20 ms for room in the socket. False if it was not sent. That need not be reported:
 // the next announcement or search repairs it.
 bool ssdp_send(int socket, const sockaddr_in& to, const std::string& message);

@@ -1,6 +1,6 @@
 // The header of another server's answer and what it leads to: nothing of it becomes a header line or a URL scheme of
 // its own.
-#include "net/answer.h"
+#include "net/http_header.h"
 #include "target.h"
 
 void fuzz(Bytes input) {

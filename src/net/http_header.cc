@@ -1,4 +1,4 @@
-#include "net/answer.h"
+#include "net/http_header.h"
 
 #include <algorithm>
 #include <array>
@@ -84,6 +84,7 @@ std::string http_header_lines(std::string_view header, std::string_view prefix) 
     return lines;
 }
 
+// Chunks go before a length (RFC 9112, section 6.3). Lengths that differ are refused: one of them is wrong.
 std::optional<AnswerBody> http_answer_body(std::string_view header) {
     const Text coding = http_header_value(header, "Transfer-Encoding");
     if (coding && str_contains_nocase(*coding, "chunked")) return AnswerBody{.coding = AnswerBody::Coding::chunked};
@@ -129,7 +130,8 @@ bool http_is_playlist(std::string_view content_type, std::string_view url) {
     for (const std::string_view known : kTypes) {
         if (str_equal_nocase(type, known)) return true;
     }
-    // Plain web servers know no better; a stream may be named like a playlist, but has a type of its own.
+    // Other types come from web servers that do not know playlists: the name decides. A stream may be named like a
+    // playlist, but has an audio or video type.
     if (str_starts_nocase(type, "audio/") || str_starts_nocase(type, "video/")) return false;
     const std::string_view path = parts_of(url).path;
     return str_ends_nocase(path, ".m3u") || str_ends_nocase(path, ".pls");

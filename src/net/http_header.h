@@ -1,5 +1,5 @@
-// What another server's answer header says, and the URLs it leads to. Pure functions over text that comes from
-// anywhere.
+// Reading HTTP header blocks, of another server's answers above all: status, lines, where the body ends, and the URLs
+// that an answer leads to. Pure functions over text that comes from anywhere.
 #pragma once
 
 #include <cstdint>
@@ -23,10 +23,10 @@ bool http_is_number(std::string_view text);
 // compared without regard to case.
 Text http_header_value(std::string_view header, std::string_view name);
 
-// The lines whose names begin with prefix, as they stand, each ending in "\r\n"; control characters are dropped.
+// The lines whose names begin with prefix, each ending in "\r\n"; control characters are dropped.
 std::string http_header_lines(std::string_view header, std::string_view prefix);
 
-// Where the body of an answer ends: after that many bytes, after the last chunk, or with the connection.
+// Where the body of an answer ends: after `length` bytes, after the last chunk, or with the connection.
 struct AnswerBody {
     enum class Coding { by_length, chunked, to_close };
     Coding coding = Coding::to_close;
