@@ -234,7 +234,7 @@ TEST(ITunesXml, UnusualMarkUp) {
     const std::string plain = library(track("1", text("Name", "one") + kAt), list("x", {}) + list("L", {1}));
     for (const auto& [from, to] : Rows<std::string, std::string>{
              {"", ""},
-             {"<key>Name</key>", "<!-- a > b -- ->-><key>x</key><string>y</string> --><key>Name</key>"},
+             {"<key>Name</key>", "<!-- a > b -- ->-></dict> --><key>Name</key>"},
              {"<string>one</string>", "<string a='>' b=\"/\" >one<!-- no --></string >"},
              {"<key>Features</key>", "<key>Deep</key><dict><key>Tracks</key><array><dict/></array></dict><key>F</key>"},
              {"<key>Tracks</key>", "<key>Tracks</key><string/><key>Tracks</key>"},

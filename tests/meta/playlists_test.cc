@@ -31,7 +31,7 @@ TEST(PlaylistText, LinesBecomeEntries) {
     const std::string title(1014, 't');
     for (const auto& [format, text, expected] : Rows<decltype(&m3u_read), std::string, Entries>{
              // Line ends; three characters are none; a byte-order mark; a NUL ends a line.
-             {m3u_read, "a.mp3\r\nb.mp3\nc.mp3\t\x01\r\n\r\nabc\nd.mp3", {"a.mp3", "b.mp3", "c.mp3", "d.mp3"}},
+             {m3u_read, "a.mp3\r\nb.mp3\nc.mp3\t\x01\r\n\r\nabc\nd.mp", {"a.mp3", "b.mp3", "c.mp3", "d.mp"}},
              {m3u_read, "\xEF\xBB\xBF#EXTINF:1,T\n\xC3\xA4.mp3\0junk\n#EXTALB:x,y\n"s, {"\xC3\xA4.mp3|T"}},
              // Titles are carried over to entries without one.
              {m3u_read,
