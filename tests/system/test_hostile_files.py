@@ -159,11 +159,8 @@ def test_folders_that_loop_and_entries_that_are_no_files(serve, tmp_path):
                 os.mknod(folder / "zero.mp3", stat.S_IFCHR | 0o666, os.makedev(1, 5))
             except OSError:
                 pass  # not in a user namespace
-        deep = folder
-        for level in range(50):
-            deep = deep / f"d{level}"
-        music.write(deep / "deep.mp3", music.mp3("Too deep"))
-        music.write(folder / pathlib.Path(*(f"d{level}" for level in range(20))) / "edge.mp3", music.mp3("At the edge"))
+        for levels, title in ((20, "At the edge"), (21, "Too deep")):
+            music.write(folder / pathlib.Path(*(f"d{level}" for level in range(levels))) / "edge.mp3", music.mp3(title))
         (folder / "long").mkdir()  # with paths beyond what a buffer for them holds
         step = "l" * 250
         subprocess.run(f"for level in $(seq 18); do mkdir {step} && cd -P {step} || exit; done; : > far.mp3",
