@@ -39,6 +39,15 @@ TEST_F(Listings, AreShuffledByTheSeedBehindTheLastColon) {
     EXPECT_THAT(titles(list(&MediaStore::root, "Philips:shuffle:42")), ElementsAre("Music", "Pictures", "Videos"));
 }
 
+TEST_F(Listings, TellTheFirstTitleThatIsNotBelowTheLetter) {
+    for (int n = 0; n < 3; ++n) add_track(n, std::string(1, "amz"[n]));
+    const ListingOrder order = listing_order(std::nullopt);
+    const Listing tracks = list(&MediaStore::all_tracks, "+dc:title");
+    StoreLock lock;
+    for (const auto& [letter, place] : {std::pair{"M", 1u}, {"ma", 2u}, {"zz", 3u}})
+        EXPECT_EQ(listing_find_letter(lock, *store(lock).all_tracks, order, *tracks, letter), place) << letter;
+}
+
 TEST_F(Listings, AreRememberedUntilSomethingChanges) {
     constexpr int kMany = 600;  // enough to be worth remembering
     for (int n = 0; n < kMany; ++n) add_track(n, "Title " + std::to_string(n * 7919 % kMany));

@@ -51,6 +51,7 @@ TEST_F(Search, EvaluatesCriteriaOnAnItem) {
              {"upnp:class derivedfrom \"AudioItem\"", 0},
              {"upnp:originalTrackNumber = \"07\"", 1},
              {"upnp:originalTrackNumber > \"10\"", 0},
+             {"upnp:originalTrackNumber <= 7", 1},
              {"upnp:originalTrackNumber contains \"7\"", 0},
              {"dc:date exists \"true\"", 1},
              {"@refID exists \"true\"", 0},
@@ -161,15 +162,27 @@ TEST_F(SearchWalk, MeetsWhatAPlainWalkMeetsInItsOrder) {
     StoreLock lock;
     std::size_t few = 0, many = 0;
     const std::string id = std::to_string(store(lock).all_tracks->first_child);
-    for (const std::string& criteria : std::vector<std::string>{
-             "@id = \"" + id + "\"", "dc:title exists true and @id = " + id, "@id = 0" + id, "@id = \"" + id + "x\"",
-             "@id = \"-1\"", "@id = 99999999999", "*", "dc:title = \"Title 7\"",
-             "dc:title = \"Title 7\" or dc:title = \"Film\" or dc:title = \"Station\"",
-             "upnp:class derivedfrom \"object.item.audioItem\"", "upnp:class derivedfrom \"object.container\"",
-             "dc:title = \"Title 7\" and @refID exists \"true\"", "upnp:originalTrackNumber = 10", "@id < \"2\"",
-             "@parentID = \"5\"", "upnp:album = \"Unknown\"",
-             "dc:date = \"2003-01-01\" and (upnp:artist = \"Artist 3\" or upnp:genre contains 1)",
-             "dc:title = \"none\""}) {
+    for (const std::string& criteria :
+         std::vector<std::string>{"@id = \"" + id + "\"",
+                                  "dc:title exists true and @id = " + id,
+                                  "@id = 0" + id,
+                                  "@id != " + id,
+                                  "@id = \"0\"",
+                                  "@id = \"" + id + "x\"",
+                                  "@id = \"-1\"",
+                                  "@id = 99999999999",
+                                  "*",
+                                  "dc:title = \"Title 7\"",
+                                  "dc:title = \"Title 7\" or dc:title = \"Film\" or dc:title = \"Station\"",
+                                  "upnp:class derivedfrom \"object.item.audioItem\"",
+                                  "upnp:class derivedfrom \"object.container\"",
+                                  "dc:title = \"Title 7\" and @refID exists \"true\"",
+                                  "upnp:originalTrackNumber = 10",
+                                  "@id < \"2\"",
+                                  "@parentID = \"5\"",
+                                  "upnp:album = \"Unknown\"",
+                                  "dc:date = \"2003-01-01\" and (upnp:artist = \"Artist 3\" or upnp:genre contains 1)",
+                                  "dc:title = \"none\""}) {
         const auto found = search_walk(lock, *search_compile(criteria), false);
         ASSERT_EQ(found, plain_walk(lock, *store(lock).root, criteria)) << criteria;
         (found.size() < 400 ? few : many) += found.empty() ? 0 : 1;

@@ -43,9 +43,9 @@ private:
 };
 
 TEST_F(Sort, PlacesAFewAsClientsExpect) {
-    const Child b{{.title = "b", .artist = "Z", .genre = "b", .date = "b", .track = 9}, 1};
+    const Child b{{.title = "b", .artist = "Z", .album = "b", .genre = "b", .date = "b", .track = 9}, 1};
     const Child upper{{.title = "A", .genre = "A", .date = "A", .track = 2}, 10};
-    const Child lower{{.title = "c", .artist = "a", .genre = "a", .date = "a", .track = 5}, 0};
+    const Child lower{{.title = "c", .artist = "a", .album = "a", .genre = "a", .date = "a", .track = 5}, 0};
     const std::vector<Child> list = {b, {{.title = "[x]"}}, upper, lower, {{.title = "[Y]"}}};
     for (const auto& [criteria, titles] : Rows<const char*, const char*>{
              // An unknown key counts as read: containers first, and titles in its direction.
@@ -53,6 +53,7 @@ TEST_F(Sort, PlacesAFewAsClientsExpect) {
              {"", "[x] [Y] A b c"},
              {"+upnp:artist", "[x] [Y] A c b"},
              {"-dc:creator", "[Y] [x] b c A"},
+             {"upnp:album", "[x] [Y] A c b"},
              {"+upnp:originalTrackNumber", "[x] [Y] b c A"},  // members of a playlist by their positions
              // Dates by their bytes, the others without their case.
              {"dc:date", "[x] [Y] A c b"},

@@ -197,8 +197,9 @@ TEST_F(StoreModel, AgreesAfterEveryRandomStep) {
                                 .album = one_of(albums),
                                 .playlist = pick(5) == 0 ? Text{one_of(lists)} : Text{},
                                 .path = path,
+                                .duration = "0:00:10",
                                 .track = step,
-                                .modified = pick(1000)};
+                                .modified = pick(50)};
             db_add_item(NewItem{track});
             model.add(track);
         } else if (action < 15) {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "db/played_lists.h"
 #include "db/update.h"
 #include "db/upkeep.h"
 #include "support/rows.h"
@@ -65,7 +66,14 @@ TEST_F(Store, PutsTracksAndStationsWhereTheirPlaylistSays) {
         db_add_item({.title = "Rock FM", .media_class = kStation, .genre = genre, .path = "http://r/2"});
     EXPECT_THAT(children({"Music", "Internet Radio"}), ElementsAre("Jazz", "Rock", "- Favorites- "));
     EXPECT_THAT(children({"Music", "Playlists", "Radio"}), ElementsAre("(Own)"));
+    const auto update_id = [] {
+        StoreLock lock;
+        return store(lock).internet_radio->update_id;
+    };
+    db_event_pass();
+    const std::int32_t before = update_id();
     db_clear_radio();
+    EXPECT_EQ(update_id(), before) << "the stations that follow raise it";
     EXPECT_THAT(children({"Music", "Internet Radio"}), ElementsAre("- Favorites- "));
     EXPECT_THAT(children({"Music", "Internet Radio", "- Favorites- "}), ElementsAre("(Own)"));
 }
@@ -120,6 +128,28 @@ TEST_F(Store, ChangesAFieldThatStillHasItsValue) {
     EXPECT_EQ(db_get_description(id), "Described");
     EXPECT_THAT(children({"Music", "All Tracks"}), ElementsAre("(Three)"));
     EXPECT_THAT(children({"Music", "Genres"}), ElementsAre("- All -", "Unknown")) << "views are not rebuilt";
+}
+
+TEST_F(Store, PrunesParentsThatItEmpties) {
+    add({.title = "One", .artist = "A", .album = "B", .path = "http://h/1"});
+    db_remove_file("http://h/1");
+    db_prune_empty();
+    EXPECT_THAT(children({"Music", "Artists/Albums"}), IsEmpty());
+    EXPECT_THAT(children({"Music"}).size(), 12u) << "permanent containers stay";
+}
+
+TEST_F(Store, FillsAnEmptyListAsIfEachTrackWereOffered) {
+    for (int n = 0; n < 12; ++n) {
+        const std::string text = std::to_string(n);
+        add({.title = text, .path = "http://h/" + text, .play_count = n < 2 ? 1 : 0});
+    }
+    {
+        StoreLock lock;
+        played_lists_fill_if_empty(lock, *find(lock, {"Music", "Playlists", "- Most Played -"}));
+    }
+    EXPECT_THAT(children({"Music", "Playlists", "- Most Played -"}),
+                ElementsAre("(1)", "(0)", "(4)", "(5)", "(6)", "(7)", "(8)", "(9)", "(10)", "(11)"))
+        << "of those played least the newest entry goes";
 }
 
 TEST_F(Store, GoesOnWithFreshIdsAfterARestartWithinTheProcess) {

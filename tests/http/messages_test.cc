@@ -68,6 +68,7 @@ constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
 TEST(RangeHeader, IsReadAsClientsMeanIt) {
     for (const auto& [name, lines, expected] : Rows<const char*, const char*, ByteRange>{
              {"reversed_is_one_byte", "Range: bytes=500-100", {500, 500}},
+             {"reversed_to_the_first_byte", "Range: bytes=5-0", {5, 5}},
              {"other_case", "rAnGe: bytes=1-2", {1, 2}},
              {"blank_behind_equals", "Range: bytes= 7-9", {7, 9}},
              {"only_at_the_start_of_a_line", "X-Range: bytes=1-2", {}},
@@ -202,6 +203,9 @@ TEST(Location, IsResolvedAgainstTheUrlThatWasAsked) {
 
 TEST(StreamPlaylist, IsToldFromAStreamAndLeadsToItsFirstHttpEntry) {
     EXPECT_TRUE(http_is_playlist("Audio/X-ScPls; charset=utf-8", "http://h/a"));
+    for (const char* type : {"audio/x-mpegurl", "audio/mpegurl", "application/x-mpegurl", "audio/scpls",
+                             "application/pls+xml", "application/x-scpls"})
+        EXPECT_TRUE(http_is_playlist(type, "http://h/a")) << type;
     EXPECT_TRUE(http_is_playlist("text/plain", "http://h/listen.PLS?id=1"));
     EXPECT_TRUE(http_is_playlist("", "http://h/listen.m3u"));
     EXPECT_FALSE(http_is_playlist("audio/mpeg", "http://h/listen.m3u"));

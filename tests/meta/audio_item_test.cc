@@ -41,13 +41,13 @@ TEST(Wav, TagsOfBothKindsAndTheLengthOfItsSound) {
     const std::string id3 = Id3Tag{3}.text("TIT2", "Other").picture("jpeg").bytes(), long_title(156, 't');
     // Frame sizes of version 2.4 are syncsafe here.
     const std::string syncsafe = Id3Tag{4}.frame("TIT2", '\0' + long_title, 0x011D).text("TPE1", "Artist").bytes();
-    const std::string adpcm = format(0x11, 1, 8000, 1, 0) + chunk("fact", little_endian_bytes(20'000, 4));
+    const std::string adpcm = format(0x11, 1, 8000, 1, 0) + chunk("fact", little_endian_bytes(20'005, 4));
     for (const auto& [chunks, expected] : Rows<std::string, std::string>{
              {second + info + chunk("ID3 ", id3), "Other|Artist|Album|Genre|1994-01-01|7|0:00:01.000|1411|cover"},
              {second + info, "Title|Artist|Album|Genre|1994-01-01|7|0:00:01.000|1411"},
              {second + chunk("id3 ", syncsafe), long_title + "|Artist|-|-|-|0|0:00:01.000|1411"},
              // Compressed, it is measured by its samples.
-             {adpcm + chunk("data", std::string(10'000, 'x')), "-|-|-|-|-|0|0:00:02.500|32"},
+             {adpcm + chunk("data", std::string(10'000, 'x')), "-|-|-|-|-|0|0:00:02.501|32"},
          })
         EXPECT_EQ(tags_of("WAV", wav(chunks)), expected);
 }

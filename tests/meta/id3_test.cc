@@ -33,6 +33,10 @@ std::string described(const std::string& file) {
 const auto v23 = [] { return Id3Tag{3}; };
 const auto titled = [] { return v23().text("TIT2", "a"); };
 
+TEST(Id3, SyncsafeSizesHaveSevenBitsAByte) {
+    EXPECT_EQ(id3_syncsafe(0x01020304), 0x00208184u);
+}
+
 TEST(Id3, FramesBecomeFields) {
     const std::string two_hundred(200, 'x'), longest(1023, 'x'), artist = v23().text("TPE1", "b").bytes();
     for (const auto& [name, file, expected] : Rows<const char*, std::string, std::string>{

@@ -83,6 +83,7 @@ std::string block(const std::string& header, std::size_t xing_at = 0, std::uint3
 TEST(Mpeg, HeadersAreUnderstood) {
     for (const auto& [bytes, audio_bytes, kbps, milliseconds, vbr] : Rows<std::string, int, int, int, bool>{
              {block("\xFF\xFB\x90\x00"s), 128'000, 128, 8000, false},
+             {block("\xFF\xFB\xE0\x00"s), 320'000, 320, 8000, false},
              {block("\xFF\xFD\x90\x00"s), 160'000, 160, 8000, false},
              {block("\xFF\xFF\x90\x00"s), 288'000, 288, 8000, false},
              {block("\xFF\xF3\x90\x00"s), 80'000, 80, 8000, false},

@@ -153,8 +153,8 @@ def test_folders_that_loop_and_entries_that_are_no_files(serve, tmp_path):
     with unix:
         with contextlib.suppress(OSError):  # in a user namespace, or of an ordinary user
             os.mknod(folder / "zero.mp3", stat.S_IFCHR | 0o666, os.makedev(1, 5))
-        for levels, title in (50, "Too deep"), (20, "At the edge"):
-            music.write(folder / pathlib.Path(*(f"d{level}" for level in range(levels))) / "a.mp3", music.mp3(title))
+        for levels, title in (20, "At the edge"), (21, "Too deep"):
+            music.write(folder / pathlib.Path(*(f"d{level}" for level in range(levels))) / f"{levels}.mp3", music.mp3(title))
         (folder / "long").mkdir()  # with paths beyond what a buffer for them holds
         step = "l" * 250
         subprocess.run(f"for level in $(seq 18); do mkdir {step} && cd -P {step} || exit; done; : > far.mp3",

@@ -5,6 +5,7 @@
 #include <regex>
 
 #include "db/group_facts.h"
+#include "db/update.h"
 #include "db/upkeep.h"
 #include "support/rows.h"
 #include "support/store_fixture.h"
@@ -227,9 +228,11 @@ TEST_F(Didl, ShowsTheArtistOfALongFolderAsItsTracksChange) {
     add_tracks(200, 200, "First");
     add_tracks(201, 299);
     EXPECT_EQ(artist(), "First") << "behind a hundred without";
+    ASSERT_EQ(db_update_object(std::to_string(id_of("http://h/299")), "artist", "", "Now"), 200);
+    EXPECT_EQ(artist(), "Now");
     add_tracks(300, 300, "Newest");
     EXPECT_EQ(artist(), "Newest");
-    for (const char* path : {"http://h/300", "http://h/200"}) db_remove_file(path);
+    for (const char* path : {"http://h/300", "http://h/299", "http://h/200"}) db_remove_file(path);
     EXPECT_EQ(artist(), "-");
 }
 
