@@ -290,6 +290,7 @@ class Bench:
         begin = ended.replace(hour=hour, minute=minute, second=second, microsecond=ms * 1000)
         return (ended - begin).total_seconds() % 86400
 
+
 class Session:
     """One kept connection on which prepared requests are timed."""
 
