@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,8 +16,10 @@
 #include "core/process.h"
 #include "core/process_wide.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/socket.h"
 #include "core/str.h"
+#include "core/thread.h"
 #include "http/server.h"
 #include "net/connections.h"
 #include "upnp/gena.h"

@@ -13,7 +13,7 @@
 #include "handlers/upgrade_files.h"
 #include "http/exchange.h"
 #include "http/request.h"
-#include "http/server.h"
+#include "http/url_table.h"
 #include "meta/media_formats.h"
 #include "upnp/clients.h"
 #include "upnp/description.h"

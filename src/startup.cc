@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "core/command_line.h"
 #include "core/ini.h"
@@ -28,8 +29,10 @@
 #include "core/process.h"
 #include "core/process_wide.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/start_directory.h"
 #include "core/str.h"
+#include "core/thread.h"
 #include "db/dbfile.h"
 #include "db/store.h"
 #include "import/itunes_thread.h"

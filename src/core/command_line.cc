@@ -1,7 +1,9 @@
 #include "core/command_line.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/ini.h"

@@ -1,5 +1,6 @@
 #include "core/file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/vfs.h>
@@ -7,8 +8,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
 
 std::int32_t FileStatus::modified_32() const {
     using Limits = std::numeric_limits<std::int32_t>;

@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "core/bytes.h"
 #include "core/file.h"

@@ -8,8 +8,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "core/socket.h"
+#include "core/str.h"
 #include "core/thread.h"
 
 namespace {

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <mutex>
@@ -11,6 +12,7 @@
 
 #include "core/process_wide.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 
 namespace {
 

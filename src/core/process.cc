@@ -2,13 +2,15 @@
 
 #include <fcntl.h>
 #include <malloc.h>
-#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <string>
+#include <string_view>
 
 #include "core/file.h"
 #include "core/process_wide.h"

@@ -1,6 +1,9 @@
 #include "core/semaphore.h"
 
 #include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <optional>
 
 std::int64_t Semaphore::in_use() const {
     std::scoped_lock lock{mutex_};

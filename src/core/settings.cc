@@ -2,10 +2,16 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <mutex>
+#include <string_view>
 #include <utility>
 
 #include "core/process_wide.h"
+#include "core/settings_table.h"
+#include "core/str.h"
 
 namespace {
 

@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace {
 

@@ -1,7 +1,11 @@
 #include "core/text_clean.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "core/str.h"
 #include "core/utf8.h"

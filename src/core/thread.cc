@@ -9,9 +9,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <system_error>
+#include <thread>
+#include <utility>
 
 namespace {
 

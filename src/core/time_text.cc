@@ -1,6 +1,11 @@
 #include "core/time_text.h"
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <string_view>
 
 #include "core/str.h"
 

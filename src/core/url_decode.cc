@@ -1,4 +1,7 @@
 #include "core/url_decode.h"
+#include <cstddef>
+#include <string>
+#include <string_view>
 
 int hex_digit(char c) {
     if (c >= '0' && c <= '9') return c - '0';

@@ -1,4 +1,9 @@
 #include "core/utf8.h"
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 
 bool utf8_is_well_formed(std::string_view text) {
     while (!text.empty())

@@ -1,9 +1,16 @@
 #include "core/xml.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "core/log.h"
+#include "core/str.h"
 #include "core/xml_escape.h"
 
 namespace {

@@ -2,7 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 
+#include "core/str.h"
 #include "core/text_clean.h"
 #include "core/utf8.h"
 

@@ -1,13 +1,20 @@
 #include "db/add_item.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/file.h"
 #include "core/log.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
+#include "core/str.h"
 #include "core/text_clean.h"
+#include "db/objects.h"
 #include "db/store.h"
+#include "db/tree.h"
 #include "db/view.h"
 
 namespace {

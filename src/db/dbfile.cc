@@ -16,14 +16,24 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <span>
 #include <string>
-#include <utility>
 
 #include "core/file.h"
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/settings.h"
-#include "db/store.h"
+#include "core/settings_table.h"
+#include "core/str.h"
+#include "core/thread.h"
+#include "db/add_item.h"
+#include "db/dbfile_text.h"
+#include "db/objects.h"
+#include "db/tree.h"
 
 namespace {
 

@@ -3,11 +3,17 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string_view>
 #include <utility>
 
 #include "core/str.h"
 #include "core/utf8.h"
+#include "db/add_item.h"
+#include "db/objects.h"
+#include "db/shared_text.h"
 
 namespace {
 

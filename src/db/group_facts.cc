@@ -1,8 +1,12 @@
 #include "db/group_facts.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <unordered_map>
 
 #include "core/process_wide.h"
+#include "db/objects.h"
+#include "db/tree.h"
 
 namespace {
 

@@ -1,6 +1,10 @@
 #include "db/imported_playlists.h"
+#include <cstddef>
+#include <span>
+#include <string_view>
+#include <vector>
 
-#include "db/store.h"
+#include "db/objects.h"
 #include "db/tree.h"
 
 namespace {

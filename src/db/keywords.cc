@@ -1,5 +1,9 @@
 #include "db/keywords.h"
+#include <cstddef>
+#include <string_view>
 
+#include "db/objects.h"
+#include "db/tree.h"
 #include "db/upkeep.h"
 
 namespace {

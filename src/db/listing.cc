@@ -1,10 +1,18 @@
 #include "db/listing.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
+#include <string_view>
 #include <utility>
 
+#include "core/str.h"
+#include "db/listing_cache.h"
+#include "db/objects.h"
 #include "db/search_walk.h"
+#include "db/shared_text.h"
+#include "db/sort.h"
+#include "db/tree.h"
 
 namespace {
 

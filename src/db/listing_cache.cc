@@ -8,10 +8,18 @@
 #include "db/listing_cache.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <list>
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "core/process_wide.h"
+#include "core/str.h"
+#include "db/media_store.h"
+#include "db/objects.h"
+#include "db/tree.h"
 
 namespace {
 

@@ -1,10 +1,18 @@
 #include "db/m3u.h"
 
 #include <charconv>
+#include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
 
+#include "core/str.h"
 #include "core/text_buffer.h"
 #include "db/listing.h"
+#include "db/listing_cache.h"
+#include "db/objects.h"
 #include "db/tree.h"
 
 namespace {

@@ -1,6 +1,9 @@
 #include "db/objects.h"
 
 #include <array>
+#include <cstddef>
+#include <optional>
+#include <string_view>
 
 namespace {
 

@@ -1,9 +1,14 @@
 #include "db/played_lists.h"
 
+#include <cstdint>
 #include <queue>
 #include <vector>
 
 #include "core/settings.h"
+#include "core/settings_table.h"
+#include "db/media_store.h"
+#include "db/objects.h"
+#include "db/tree.h"
 
 namespace {
 

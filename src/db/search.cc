@@ -3,7 +3,17 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
 #include <type_traits>
+#include <variant>
+#include "core/str.h"
+#include "db/objects.h"
+#include "db/search_criteria.h"
+#include "db/shared_text.h"
+#include "db/tree.h"
 
 namespace {
 

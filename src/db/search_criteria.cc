@@ -2,7 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <variant>
+#include "core/str.h"
 
 namespace {
 

@@ -13,12 +13,20 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
+#include <vector>
 
+#include "core/str.h"
+#include "db/objects.h"
 #include "db/search.h"
+#include "db/search_criteria.h"
+#include "db/tree.h"
 
 namespace {
 

@@ -1,7 +1,10 @@
 #include "db/shared_text.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <new>
+#include <string_view>
+#include <vector>
 
 // A block is its counts, then the text, then a NUL.
 SharedText::SharedText(std::string_view text) {

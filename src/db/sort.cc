@@ -16,12 +16,19 @@
 
 #include <algorithm>
 #include <array>
-#include <compare>
+#include <cstddef>
+#include <cstdint>
 #include <span>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/str.h"
+#include "db/objects.h"
+#include "db/shared_text.h"
+#include "db/tree.h"
 
 namespace {
 

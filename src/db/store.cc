@@ -1,15 +1,23 @@
 #include "db/store.h"
 
 #include <algorithm>
-#include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
 
 #include "core/log.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
+#include "core/str.h"
 #include "core/text_buffer.h"
-#include "core/time_text.h"
+#include "db/media_store.h"
+#include "db/objects.h"
 #include "db/played_lists.h"
+#include "db/tree.h"
 #include "db/view.h"
 
 namespace {

@@ -18,11 +18,18 @@
 // the other chains. Nothing but tree_clear() walks over the library.
 #include "db/tree.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <limits>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/time_text.h"
+#include "db/objects.h"
 #include "db/tree_state.h"
 
 Tree& tree_state() {

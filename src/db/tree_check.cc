@@ -1,12 +1,19 @@
 #include "db/tree_check.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <set>
+#include <string>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "core/str.h"
 #include "core/time_text.h"
+#include "db/objects.h"
+#include "db/tree.h"
 #include "db/tree_state.h"
 
 namespace {

@@ -2,9 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <optional>
+#include <string_view>
 
+#include "core/str.h"
 #include "db/keywords.h"
+#include "db/objects.h"
+#include "db/shared_text.h"
 #include "db/store.h"
+#include "db/tree.h"
 
 namespace {
 

@@ -1,11 +1,15 @@
 #include "db/upkeep.h"
 
-#include <algorithm>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/file.h"
 #include "core/log.h"
+#include "db/media_store.h"
+#include "db/objects.h"
 #include "db/store.h"
+#include "db/tree.h"
 
 namespace {
 

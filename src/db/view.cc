@@ -20,16 +20,25 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/start_directory.h"
 #include "core/str.h"
 #include "core/utf8.h"
+#include "db/objects.h"
+#include "db/shared_text.h"
+#include "db/tree.h"
 
 namespace {
 

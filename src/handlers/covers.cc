@@ -1,6 +1,9 @@
 #include "handlers/covers.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -8,7 +11,10 @@
 #include "core/str.h"
 #include "db/store.h"
 #include "http/file_sender.h"
+#include "http/request.h"
 #include "http/respond.h"
+#include "meta/embedded_picture.h"
+#include "meta/file_window.h"
 #include "meta/media_formats.h"
 
 namespace {

@@ -11,18 +11,23 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <limits>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 
 #include "core/log.h"
 #include "core/socket.h"
 #include "core/str.h"
 #include "core/thread.h"
+#include "http/request.h"
 #include "http/respond.h"
 #include "net/client.h"
 #include "net/ftp_control.h"

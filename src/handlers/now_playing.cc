@@ -1,13 +1,17 @@
 #include "handlers/now_playing.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "core/process_wide.h"
 #include "core/str.h"
+#include "db/objects.h"
 #include "db/store.h"
+#include "http/request.h"
 #include "http/respond.h"
 #include "upnp/announcement.h"
 

@@ -1,6 +1,7 @@
 #include "handlers/pacing.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 
 namespace {

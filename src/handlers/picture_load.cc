@@ -1,16 +1,22 @@
 #include "handlers/picture_load.h"
 
+#include <cstdint>
 #include <cstring>
 #include <new>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
 #include "core/bytes.h"
+#include "core/file.h"
 #include "core/log.h"
 #include "core/process_wide.h"
+#include "core/semaphore.h"
 #include "meta/file_window.h"
 #include "meta/jpeg_codec.h"
 #include "meta/jpeg_size.h"
+#include "meta/scale.h"
 #include "net/client.h"
 
 namespace {

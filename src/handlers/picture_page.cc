@@ -9,16 +9,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "core/file.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/socket.h"
 #include "core/str.h"
 #include "core/thread.h"
 #include "db/store.h"
 #include "handlers/picture_load.h"
 #include "handlers/picture_turn.h"
+#include "http/request.h"
 #include "http/respond.h"
 #include "meta/icon.h"
 #include "meta/jpeg_codec.h"

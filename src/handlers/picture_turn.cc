@@ -17,10 +17,15 @@
 
 #include <poll.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "core/process_wide.h"
+#include "core/semaphore.h"
 #include "core/thread.h"
 
 namespace {

@@ -1,9 +1,12 @@
 #include "handlers/playlist_page.h"
+#include <cstdint>
+#include <optional>
 
 #include "core/process_wide.h"
 #include "core/semaphore.h"
 #include "core/str.h"
 #include "db/m3u.h"
+#include "http/request.h"
 #include "http/respond.h"
 
 namespace {

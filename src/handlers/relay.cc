@@ -3,18 +3,24 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <optional>
 #include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/str.h"
+#include "db/objects.h"
 #include "db/store.h"
 #include "handlers/ftp_relay.h"
 #include "handlers/now_playing.h"
 #include "http/range.h"
+#include "http/request.h"
 #include "http/respond.h"
 #include "meta/media_formats.h"
 #include "net/body.h"

@@ -1,11 +1,13 @@
 #include "handlers/rescan_page.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "core/str.h"
 #include "core/url_decode.h"
+#include "http/request.h"
 #include "http/respond.h"
 #include "scan/scanner.h"
 

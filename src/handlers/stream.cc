@@ -6,16 +6,22 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "core/file.h"
 #include "core/log.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
+#include "core/str.h"
 #include "core/thread.h"
+#include "db/objects.h"
 #include "db/store.h"
 #include "handlers/now_playing.h"
 #include "handlers/pacing.h"
 #include "http/file_sender.h"
 #include "http/range.h"
+#include "http/request.h"
 #include "http/respond.h"
 #include "meta/media_formats.h"
 #include "upnp/protocol_info.h"

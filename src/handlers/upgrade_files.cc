@@ -1,10 +1,14 @@
 #include "handlers/upgrade_files.h"
 
+#include <optional>
 #include <string>
 
 #include "core/file.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
+#include "core/str.h"
 #include "http/file_sender.h"
+#include "http/request.h"
 #include "http/respond.h"
 
 HandlerResult handle_upgrade_file(const HttpRequest& request, HttpResponse& response) {

@@ -2,12 +2,15 @@
 
 #include <malloc.h>
 
+#include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/socket.h"
 #include "core/str.h"
+#include "http/request.h"
 #include "http/respond.h"
 #include "http/url_table.h"
 #include "net/body.h"

@@ -6,9 +6,12 @@
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <span>
 
 #include "core/bytes.h"
+#include "core/file.h"
 #include "core/socket.h"
 
 namespace {

@@ -1,6 +1,9 @@
 #include "http/range.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <limits>
+#include <string_view>
 
 #include "core/str.h"
 

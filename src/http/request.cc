@@ -1,6 +1,10 @@
 #include "http/request.h"
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "core/str.h"
 #include "net/http_header.h"

@@ -1,11 +1,16 @@
 #include "http/respond.h"
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "core/log.h"
 #include "core/socket.h"
 #include "core/str.h"
 #include "core/time_text.h"
+#include "http/request.h"
 
 namespace {
 

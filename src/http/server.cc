@@ -6,8 +6,10 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <ctime>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "core/file.h"
@@ -15,7 +17,9 @@
 #include "core/socket.h"
 #include "core/start_directory.h"
 #include "core/str.h"
+#include "core/thread.h"
 #include "http/exchange.h"
+#include "http/request.h"
 #include "net/socket_reader.h"
 
 namespace {

@@ -1,10 +1,14 @@
 #include "http/url_table.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/log.h"
 #include "core/process_wide.h"
+#include "http/request.h"
 
 namespace {
 

@@ -1,9 +1,14 @@
 #include "import/file_item.h"
 
+#include <string>
 #include <utility>
 
 #include "core/log.h"
 #include "core/text_clean.h"
+#include "db/add_item.h"
+#include "db/objects.h"
+#include "meta/media_facts.h"
+#include "meta/media_formats.h"
 
 ObjectClass media_class_of(MediaType type) {
     switch (type) {

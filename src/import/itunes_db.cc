@@ -20,10 +20,22 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
+#include "core/bytes.h"
 #include "core/file.h"
+#include "core/str.h"
+#include "core/thread.h"
+#include "import/library_item.h"
+#include "meta/file_window.h"
+#include "meta/tag_text.h"
 
 namespace {
 

@@ -1,5 +1,6 @@
 #include "import/itunes_thread.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -7,6 +8,9 @@
 #include "core/file.h"
 #include "core/log.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
+#include "core/str.h"
+#include "core/thread.h"
 #include "import/itunes_db.h"
 #include "import/itunes_xml.h"
 

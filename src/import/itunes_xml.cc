@@ -5,11 +5,21 @@
 #include "import/itunes_xml.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "core/bytes.h"
 #include "core/file.h"
+#include "core/str.h"
+#include "core/thread.h"
 #include "core/url_decode.h"
 #include "core/xml_escape.h"
+#include "import/library_item.h"
+#include "meta/file_window.h"
 
 namespace {
 

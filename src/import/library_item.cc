@@ -4,14 +4,23 @@
 #include "import/library_item.h"
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "core/bytes.h"
 #include "core/file.h"
 #include "core/log.h"
+#include "core/str.h"
 #include "core/text_clean.h"
 #include "core/time_text.h"
 #include "db/add_item.h"
 #include "db/imported_playlists.h"
+#include "db/objects.h"
 
 namespace {
 

@@ -4,9 +4,16 @@
 #include "import/playlist_entry.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
+#include "core/file.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/start_directory.h"
 #include "core/str.h"
 #include "core/utf8.h"

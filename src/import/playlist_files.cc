@@ -5,6 +5,8 @@
 #include "import/playlist_files.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <limits>
 #include <map>
@@ -13,21 +15,28 @@
 #include <optional>
 #include <random>
 #include <span>
+#include <string>
+#include <string_view>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "core/file.h"
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/str.h"
 #include "core/text_clean.h"
+#include "core/thread.h"
 #include "db/add_item.h"
 #include "db/imported_playlists.h"
+#include "db/objects.h"
 #include "import/file_item.h"
 #include "import/playlist_entry.h"
 #include "import/playlist_text.h"
 #include "meta/file_window.h"
+#include "meta/media_formats.h"
 #include "meta/mp3.h"
 
 namespace {

@@ -1,12 +1,16 @@
 #include "import/playlist_text.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
+#include "core/bytes.h"
 #include "core/str.h"
 #include "core/xml.h"
 #include "core/xml_escape.h"
+#include "meta/file_window.h"
 
 namespace {
 

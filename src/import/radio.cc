@@ -4,18 +4,27 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "core/log.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/str.h"
 #include "core/text_buffer.h"
+#include "core/thread.h"
 #include "core/xml.h"
 #include "core/xml_escape.h"
-#include "db/store.h"
+#include "db/add_item.h"
+#include "db/objects.h"
+#include "db/tree.h"
 #include "db/upkeep.h"
 #include "meta/genres.h"
 #include "net/client.h"

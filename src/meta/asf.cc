@@ -9,6 +9,8 @@
 #include "meta/asf.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,7 +18,12 @@
 #include <utility>
 #include <vector>
 
+#include "core/bytes.h"
+#include "core/file.h"
+#include "core/str.h"
 #include "core/time_text.h"
+#include "meta/media_facts.h"
+#include "meta/tag_text.h"
 
 namespace {
 

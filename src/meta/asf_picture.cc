@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include "meta/embedded_picture.h"
+#include "meta/file_window.h"
 
 namespace {
 

@@ -14,14 +14,19 @@
 #include "meta/exif.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <ctime>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "core/bytes.h"
 #include "core/file.h"
+#include "core/str.h"
 #include "core/time_text.h"
+#include "meta/file_window.h"
 #include "meta/jpeg_size.h"
+#include "meta/media_facts.h"
 
 namespace {
 

@@ -1,6 +1,14 @@
 #include "meta/file_window.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include "core/bytes.h"
+#include "core/file.h"
+#include "core/thread.h"
 
 FileWindow::FileWindow(const File& file, std::uint64_t size, const RunningFlag* running)
     : file_(&file),

@@ -1,7 +1,11 @@
 #include "meta/genres.h"
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string_view>
+#include "core/str.h"
 
 namespace {
 

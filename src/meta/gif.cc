@@ -12,9 +12,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <optional>
+#include <span>
+#include <string>
 
+#include "core/bytes.h"
 #include "core/file.h"
 
 namespace {

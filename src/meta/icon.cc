@@ -1,6 +1,7 @@
 #include "meta/icon.h"
 
 #include <cstdint>
+#include "meta/scale.h"
 
 namespace {
 

@@ -9,7 +9,17 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
+#include "core/bytes.h"
+#include "core/str.h"
+#include "meta/embedded_picture.h"
+#include "meta/file_window.h"
+#include "meta/tag_text.h"
 
 namespace {
 

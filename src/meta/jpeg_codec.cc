@@ -11,9 +11,17 @@
 
 #include <csetjmp>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>  // jpeglib.h needs it
+#include <memory>
 #include <new>
+#include <optional>
+#include <string>
+#include <utility>
 #include <vector>
+#include "core/bytes.h"
+#include "meta/file_window.h"
+#include "meta/scale.h"
 
 #include <jpeglib.h>
 

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 
 #include "core/bytes.h"
+#include "meta/file_window.h"
 
 namespace {
 

@@ -5,11 +5,17 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <limits>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "core/bytes.h"
+#include "core/file.h"
+#include "core/str.h"
 #include "core/time_text.h"
+#include "meta/embedded_picture.h"
+#include "meta/file_window.h"
+#include "meta/media_facts.h"
 #include "meta/taglib_stream.h"
 
 namespace {

@@ -1,4 +1,9 @@
 #include "meta/media_facts.h"
+#include <cstdint>
+#include <functional>
+#include <string>
+#include "core/file.h"
+#include "core/str.h"
 
 MediaFacts media_facts_of_file(const std::string& path,
                                const std::function<MediaFacts(const File& file, std::uint64_t size)>& read) {

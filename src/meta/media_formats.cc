@@ -1,6 +1,10 @@
 #include "meta/media_formats.h"
 
 #include <algorithm>
+#include <iterator>
+#include <optional>
+#include <span>
+#include <string_view>
 
 #include "core/str.h"
 #include "meta/asf.h"

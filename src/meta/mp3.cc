@@ -1,11 +1,20 @@
 #include "meta/mp3.h"
 
+#include <cstdint>
 #include <optional>
+#include <string>
+#include <utility>
 
+#include "core/file.h"
+#include "core/str.h"
 #include "core/time_text.h"
+#include "meta/embedded_picture.h"
+#include "meta/file_window.h"
 #include "meta/genres.h"
 #include "meta/id3.h"
+#include "meta/media_facts.h"
 #include "meta/mpeg_frame.h"
+#include "meta/tag_text.h"
 
 namespace {
 

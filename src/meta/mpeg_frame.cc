@@ -1,7 +1,12 @@
 #include "meta/mpeg_frame.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string_view>
+#include "core/bytes.h"
+#include "meta/file_window.h"
 
 namespace {
 

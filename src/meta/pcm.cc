@@ -1,7 +1,12 @@
 #include "meta/pcm.h"
+#include <cstdint>
+#include <string>
+#include <string_view>
 
+#include "core/file.h"
 #include "core/str.h"
 #include "core/time_text.h"
+#include "meta/media_facts.h"
 
 PcmFormat pcm_format_of(std::string_view path) {
     return {.sample_rate = str_contains(path, "48") ? 48000 : 44100, .channels = str_contains(path, "Mono") ? 1 : 2};

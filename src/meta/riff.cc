@@ -1,8 +1,11 @@
 #include "meta/riff.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <optional>
 
 #include "core/bytes.h"
+#include "meta/file_window.h"
 
 namespace {
 

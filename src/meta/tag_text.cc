@@ -1,8 +1,12 @@
 #include "meta/tag_text.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <optional>
+#include <string>
+#include <vector>
 
+#include "core/bytes.h"
 #include "core/str.h"
 #include "core/utf8.h"
 

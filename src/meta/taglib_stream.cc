@@ -1,7 +1,9 @@
 #include "meta/taglib_stream.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string_view>
+#include "core/bytes.h"
 
 TagLib::ByteVector TagLibStream::readBlock(unsigned long length) {
     const auto offset = static_cast<std::uint64_t>(position_);

@@ -1,9 +1,11 @@
 #include "meta/video.h"
 
 #include <ctime>
+#include <string>
 
 #include "core/file.h"
 #include "core/time_text.h"
+#include "meta/media_facts.h"
 
 MediaFacts video_read_facts(const std::string& path) {
     const auto status = file_status(path);

@@ -1,14 +1,24 @@
 #include "meta/wav.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "core/bytes.h"
+#include "core/file.h"
+#include "core/str.h"
 #include "core/time_text.h"
+#include "meta/embedded_picture.h"
+#include "meta/file_window.h"
 #include "meta/genres.h"
 #include "meta/id3.h"
+#include "meta/media_facts.h"
 #include "meta/riff.h"
+#include "meta/tag_text.h"
 
 namespace {
 

@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
+#include <utility>
 
 #include "core/url_decode.h"
 

@@ -3,12 +3,19 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "core/deadline.h"
 #include "core/log.h"
 #include "core/process_wide.h"
+#include "core/socket.h"
 #include "core/str.h"
+#include "core/text_buffer.h"
 #include "core/url_decode.h"
 #include "net/body.h"
 #include "net/http_header.h"

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "core/log.h"

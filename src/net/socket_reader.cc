@@ -5,6 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
 
 namespace {
 

@@ -3,10 +3,17 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "core/deadline.h"
 #include "core/log.h"
+#include "core/socket.h"
+#include "core/str.h"
 #include "net/body.h"
 #include "net/client.h"
 #include "net/connections.h"

@@ -1,8 +1,15 @@
 #include "scan/content_directories.h"
+#include <algorithm>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/start_directory.h"
 #include "core/str.h"
+#include "meta/media_formats.h"
 
 namespace {
 

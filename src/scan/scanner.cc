@@ -1,6 +1,8 @@
 #include "scan/scanner.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -8,8 +10,11 @@
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
+#include "core/thread.h"
 #include "db/upkeep.h"
 #include "import/playlist_files.h"
+#include "scan/content_directories.h"
 #include "scan/tree_walk.h"
 
 namespace {

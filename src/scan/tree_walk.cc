@@ -3,18 +3,25 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <set>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "core/file.h"
 #include "core/log.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/str.h"
+#include "core/thread.h"
 #include "db/add_item.h"
 #include "import/file_item.h"
 #include "import/playlist_files.h"
 #include "meta/media_formats.h"
+#include "scan/content_directories.h"
 
 // How it works. A depth-first walk through directory handles. A link to a directory is followed, which takes two rules:
 //

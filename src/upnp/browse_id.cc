@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <limits>
+#include <string_view>
 
 #include "core/str.h"
+#include "db/objects.h"
 #include "db/played_lists.h"
+#include "db/tree.h"
 
 namespace {
 

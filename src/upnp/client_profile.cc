@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <span>
+#include "core/settings_table.h"
 
 namespace {
 

@@ -9,14 +9,21 @@
 #include "upnp/clients.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/str.h"
+#include "http/request.h"
 #include "net/client.h"
+#include "upnp/client_profile.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 #include "upnp/connection_manager.h"
 
-#include <string>
 #include <string_view>
 
 #include "core/str.h"
+#include "http/request.h"
 #include "upnp/protocol_info.h"
 #include "upnp/soap.h"
 

@@ -1,13 +1,27 @@
 #include "upnp/content_directory.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "core/settings.h"
+#include "core/settings_table.h"
+#include "core/str.h"
+#include "core/xml.h"
 #include "core/xml_escape.h"
 #include "db/listing.h"
+#include "db/listing_cache.h"
+#include "db/objects.h"
+#include "db/search_criteria.h"
 #include "db/store.h"
+#include "db/tree.h"
 #include "db/update.h"
+#include "http/request.h"
 #include "upnp/browse_id.h"
+#include "upnp/client_profile.h"
 #include "upnp/clients.h"
 #include "upnp/didl.h"
 #include "upnp/soap.h"

@@ -1,10 +1,16 @@
 #include "upnp/description.h"
 
 #include <unistd.h>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "core/settings.h"
+#include "core/settings_table.h"
 #include "core/str.h"
 #include "core/xml_escape.h"
+#include "http/request.h"
 #include "upnp/device_id.h"
 #include "upnp/soap.h"
 

@@ -1,11 +1,16 @@
 #include "upnp/device_id.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <mutex>
+#include <string>
+#include <string_view>
 
 #include "core/interfaces.h"
 #include "core/process_wide.h"
 #include "core/settings.h"
+#include "core/settings_table.h"
+#include "core/str.h"
 
 namespace {
 

@@ -1,10 +1,20 @@
 #include "upnp/didl.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 
+#include "core/str.h"
+#include "core/text_buffer.h"
 #include "core/time_text.h"
+#include "core/xml_escape.h"
 #include "db/group_facts.h"
-#include "db/store.h"
+#include "db/objects.h"
+#include "db/tree.h"
+#include "upnp/didl_filter.h"
 #include "upnp/protocol_info.h"
 #include "upnp/renditions.h"
 

@@ -1,6 +1,9 @@
 #include "upnp/didl_filter.h"
 
 #include <array>
+#include <cstddef>
+#include <string_view>
+#include "core/str.h"
 
 namespace {
 

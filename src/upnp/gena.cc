@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <limits>
 #include <memory>
@@ -22,8 +24,11 @@
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/socket.h"
+#include "core/str.h"
+#include "core/thread.h"
 #include "core/time_text.h"
 #include "db/store.h"
+#include "http/request.h"
 #include "http/respond.h"
 #include "upnp/device_id.h"
 #include "upnp/gena_delivery.h"

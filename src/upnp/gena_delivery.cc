@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "core/deadline.h"

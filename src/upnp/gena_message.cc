@@ -1,7 +1,15 @@
 #include "upnp/gena_message.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
+#include "core/str.h"
 #include "core/text_buffer.h"
 #include "net/http_header.h"
 

@@ -1,6 +1,7 @@
 #include "upnp/heartbeat.h"
 
 #include <algorithm>
+#include "upnp/announcement.h"
 
 namespace {
 

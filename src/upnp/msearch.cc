@@ -1,9 +1,13 @@
 #include "upnp/msearch.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 #include "core/str.h"
+#include "upnp/client_profile.h"
 
 namespace {
 

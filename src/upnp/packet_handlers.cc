@@ -2,6 +2,8 @@
 
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "core/log.h"
 #include "core/process_wide.h"

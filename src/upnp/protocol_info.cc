@@ -1,6 +1,9 @@
 #include "upnp/protocol_info.h"
+#include <string>
+#include <string_view>
 
 #include "core/str.h"
+#include "db/objects.h"
 #include "meta/media_formats.h"
 #include "meta/pcm.h"
 #include "net/http_header.h"

@@ -1,8 +1,13 @@
 #include "upnp/renditions.h"
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "core/str.h"
+#include "core/text_buffer.h"
+#include "db/objects.h"
+#include "upnp/client_profile.h"
 #include "upnp/protocol_info.h"
 
 namespace {

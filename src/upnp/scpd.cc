@@ -4,10 +4,13 @@
 #include <array>
 #include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "core/log.h"
 #include "core/process_wide.h"
 #include "core/text_buffer.h"
+#include "http/request.h"
 #include "upnp/soap.h"
 
 namespace {

@@ -1,7 +1,10 @@
 #include "upnp/search_jobs.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 namespace {

@@ -1,11 +1,14 @@
 #include "upnp/soap.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "core/socket.h"
 #include "core/str.h"
+#include "http/request.h"
 #include "http/respond.h"
 
 namespace {

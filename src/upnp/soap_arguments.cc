@@ -1,6 +1,9 @@
 #include "upnp/soap_arguments.h"
+#include <string_view>
 
 #include "core/str.h"
+#include "core/xml.h"
+#include "upnp/content_directory.h"
 
 std::string_view soap_action_of(std::string_view header) {
     constexpr std::string_view kName = "SOAPACTION";

@@ -5,6 +5,7 @@
 
 #include "core/str.h"
 #include "core/xml.h"
+#include "http/request.h"
 #include "upnp/connection_manager.h"
 #include "upnp/content_directory.h"
 #include "upnp/soap.h"

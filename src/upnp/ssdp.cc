@@ -7,17 +7,27 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <optional>
 #include <random>
-#include <utility>
+#include <string_view>
 
 #include "core/log.h"
 #include "core/process_wide.h"
+#include "core/socket.h"
+#include "core/thread.h"
 #include "core/time_text.h"
 #include "upnp/announcement.h"
+#include "upnp/client_profile.h"
 #include "upnp/clients.h"
 #include "upnp/device_id.h"
 #include "upnp/heartbeat.h"
 #include "upnp/msearch.h"
+#include "upnp/packet_handlers.h"
+#include "upnp/search_jobs.h"
+#include "upnp/ssdp_message.h"
 #include "upnp/ssdp_sockets.h"
 
 namespace {

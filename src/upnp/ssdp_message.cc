@@ -2,6 +2,9 @@
 
 #include <array>
 #include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "core/str.h"
 #include "upnp/device_id.h"

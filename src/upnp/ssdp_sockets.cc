@@ -4,8 +4,12 @@
 #include <sys/time.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <string>
+#include <utility>
 
 #include "core/log.h"
+#include "core/socket.h"
 #include "upnp/ssdp_message.h"
 
 namespace {
