@@ -61,7 +61,7 @@ Text usable_path() {
     return std::nullopt;
 }
 
-// False if the file could not be read to its end. A stop counts as success here; whoever asked for it knows.
+// False if the file could not be read to its end. A stop is not a failure; the caller looks at the flag itself.
 bool add_records(const File& file, const RunningFlag& running) {
     std::uint64_t offset = 0;
     DbLines lines{[&](std::span<char> into) {

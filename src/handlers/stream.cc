@@ -100,6 +100,8 @@ void pause_sending(int socket, std::int32_t milliseconds) {
     if (milliseconds > 0) poll(&connection, 1, milliseconds);
 }
 
+// Sends in pieces of whole units. A paced transfer also stops after each stretch, so that the client's buffer is never
+// far ahead of what it plays.
 HandlerResult send_body(const HttpRequest& request, const HttpResponse& response, const File& file,
                         const Transfer& transfer) {
     const std::int64_t unit = unit_of(response.content_type);

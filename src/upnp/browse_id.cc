@@ -53,6 +53,8 @@ BrowseId browse_id_read(std::string_view text, bool music_only) {
     return {.place = BrowsePlace::number, .number = read_number(text)};
 }
 
+// The lists of played tracks are filled when a client first asks for them, not when the store is created: then there
+// are no tracks yet.
 ObjectId db_map_browse_id(const StoreLock& lock, const BrowseId& wanted) {
     const MediaContainer* const place = container_at(lock, wanted.place);
     const ObjectId id = place != nullptr ? place->id : wanted.number;

@@ -1,5 +1,6 @@
 // All that the server knows about kinds of clients: one row each, with the texts by which the kind is recognised and
-// everything that is different for it. Code that answers a client reads the fields of its row and never asks for a kind.
+// everything that is different for it. Code that answers a client reads the fields of its row and never asks for a
+// kind.
 //
 // A new client is a new row. Nothing recognises the Sony, SMC and Tini rows yet: they say what those clients need.
 #pragma once

@@ -10,8 +10,8 @@
 #include "http/request.h"
 #include "upnp/client_profile.h"
 
-// Who is known at an address; a generic client where nobody is. Music-only clients are those of such a kind, and every
-// address of the setting `musicclient`.
+// The client that is known at an address; a generic one if none is. Music-only clients are those of such a kind, and
+// every address of the setting `musicclient`.
 RequestClient client_of(std::string_view address);
 
 // Records or changes the kind seen at an address. A kind that needs a proof is asked for it first, which may take up to

@@ -46,6 +46,7 @@ std::size_t first_unit(std::string_view escaped, ClientText client) {
     return length;
 }
 
+// The longest head of at most room bytes that does not end within a character: half an entity would break the XML.
 std::string_view fitting_head(std::string_view escaped, std::size_t room, ClientText client) {
     if (escaped.size() <= room) return escaped;
     std::size_t end = 0;

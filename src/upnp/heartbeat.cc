@@ -11,7 +11,7 @@ constexpr int kSteadyTicks = 12066;  // 1206.6 seconds, well before announcement
 }  // namespace
 
 HeartbeatAction Heartbeat::tick(AnnouncementMode mode) {
-    ticks_ = std::min(ticks_ + 1, kSteadyTicks);
+    ticks_ = std::min(ticks_ + 1, kSteadyTicks);  // held there, so that silence for months cannot overflow it
     if (mode != mode_) {
         mode_ = mode;
         return mode == AnnouncementMode::silent ? HeartbeatAction::withdraw : HeartbeatAction::announce;
