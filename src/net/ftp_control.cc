@@ -1,11 +1,18 @@
 #include "net/ftp_control.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "core/log.h"
 #include "core/socket.h"
+#include "core/str.h"
 #include "core/thread.h"
 #include "net/socket_reader.h"
 

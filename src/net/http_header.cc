@@ -2,8 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
+#include <optional>
+#include <string_view>
 #include <vector>
+#include "core/str.h"
 
 namespace {
 
