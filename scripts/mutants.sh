@@ -73,11 +73,19 @@ run_replays() {
   return 1
 }
 
+end_servers() { # BUILD: those that a run which was cut short left behind
+  local exe
+  for exe in /proc/[0-9]*/exe; do
+    [ "$(readlink "$exe")" != "$dir/$1/src/pelorama-mediaserver" ] || kill -9 "${exe//[!0-9]/}"
+  done
+}
+
 run_system() { # BUILD [EXPRESSION]
   local status=0 sanitizer=${1/plain/}
   (cd "$dir/tree" && PELORAMA_DAEMON=$dir/$1/src/pelorama-mediaserver PELORAMA_SANITIZER=$sanitizer \
     PYTHONDONTWRITEBYTECODE=1 timeout 1800 "$python" -m pytest -p no:cacheprovider -q -x -rfE -n 2 --dist loadfile \
     tests/system ${2:+-k "$2"}) >"$log" 2>&1 || status=$?
+  end_servers "$1"
   [ "$status" -ne 0 ] && [ "$status" -ne 5 ] || return 0 # 5: no test is named so
   # Where pytest itself gives up nothing is noticed.
   if grep -q 'errors\? during collection\|^INTERNALERROR\|^ERROR: usage' "$log"; then
