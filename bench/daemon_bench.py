@@ -57,8 +57,8 @@ class Bench:
         shutil.rmtree(directory, ignore_errors=True)
         # 4 is the database's category: it says when a scan begins and ends.
         server = daemon.Daemon(self.host, directory, content, verbosity=4,
-                               settings={"scantime": 0} | settings)
-        return server.start()
+                               **{"scantime": 0} | settings)
+        return server
 
     def run(self):
         with open("/proc/cpuinfo", encoding="ascii", errors="replace") as text:
@@ -131,8 +131,8 @@ class Bench:
     def start_beside(self, content):
         """A second server on the same host, for a look at what it costs without a library."""
         import daemon
-        server = daemon.Daemon(self.host, self.scratch / "beside", content, port=9100, verbosity=4,
-                               settings={"httpport": 9100, "scantime": 0}).start()
+        server = daemon.Daemon(self.host, self.scratch / "beside", content, verbosity=4, httpport=9100,
+                               scantime=0)
         server.wait_until_up()
         server.wait_for_scan()
         return server

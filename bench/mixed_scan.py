@@ -64,7 +64,7 @@ def processor_seconds(pid):
 def scan(host, scratch, content):
     """Seconds by the server's log, and its processor times."""
     shutil.rmtree(scratch, ignore_errors=True)
-    server = daemon.Daemon(host, scratch, content, verbosity=4, settings={"scantime": 0, "radio": 0}).start()
+    server = daemon.Daemon(host, scratch, content, verbosity=4, scantime=0)
     try:
         end = server.wait_for_log(r"^([\d:]+) DB:DB scan on .* completed")[1]
         times = processor_seconds(server.process.pid)
